@@ -1,0 +1,46 @@
+# The build's own vocabulary: compile options, layers and test programs.
+include(GoogleTest)
+
+# Warnings and sanitizers of the project's own targets.
+add_library(orla_options INTERFACE)
+target_compile_options(orla_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<BOOL:${ORLA_WERROR}>:-Werror>
+  # GCC 12 warns of overlapping copies inside std::string that cannot happen (its bug 105651).
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+
+if(ORLA_SANITIZE)
+  add_compile_options(-fsanitize=${ORLA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_link_options(-fsanitize=${ORLA_SANITIZE})
+endif()
+
+# orla_layer(<name> SOURCES <file>... LINKS <layer below>...)
+# One folder of src/ as the static library orla_<name>. A layer links downward only, so that a reach
+# upward does not link.
+function(orla_layer name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(orla_${name} STATIC ${ARG_SOURCES})
+  target_include_directories(orla_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(orla_${name} PRIVATE orla_options PUBLIC ${ARG_LINKS})
+endfunction()
+
+# orla_test(<name> LINKS <library>... [TIMEOUT <seconds>])
+# The test program of the calling folder: every *_test.cpp in it, less the files named for the other
+# platform. Each test runs in a process of its own, with a time limit.
+function(orla_test name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "LINKS" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  file(GLOB sources CONFIGURE_DEPENDS *_test.cpp)
+  if(WIN32)
+    list(FILTER sources EXCLUDE REGEX "_posix_test\\.cpp$")
+  else()
+    list(FILTER sources EXCLUDE REGEX "_win32_test\\.cpp$")
+  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE orla_options ${ARG_LINKS} GTest::gmock_main)
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+    PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()

@@ -1,0 +1,95 @@
+# Shared by the scripts beside it: installing what is missing, and building. To be sourced.
+
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$top"
+jobs=$(nproc)
+
+say() { printf '\n== %s\n' "$*"; }
+
+fail() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# missing PACKAGE... : prints those of the packages that are not installed.
+missing() {
+  local package
+  for package in "$@"; do
+    dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed ||
+      printf '%s\n' "$package"
+  done
+}
+
+# as_root COMMAND... : runs it as root.
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then
+    DEBIAN_FRONTEND=noninteractive "$@"
+  elif command -v sudo >/dev/null; then
+    sudo DEBIAN_FRONTEND=noninteractive "$@"
+  else
+    fail "this must run as root to install packages: $*"
+  fi
+}
+
+# install_packages PACKAGE... : installs those that are missing.
+install_packages() {
+  local wanted
+  mapfile -t wanted < <(missing "$@")
+  [ "${#wanted[@]}" -gt 0 ] || return 0
+  say "Installing ${wanted[*]}"
+  as_root apt-get update -q || fail "the package lists could not be fetched"
+  as_root apt-get install -q -y --no-install-recommends "${wanted[@]}" ||
+    fail "these packages could not be installed: ${wanted[*]}"
+}
+
+install_native_packages() {
+  install_packages g++ clang libclang-rt-14-dev llvm-14 cmake ninja-build googletest \
+    libcli11-dev libcpp-httplib-dev pkg-config python3 ca-certificates binutils
+}
+
+# Wine for 32-bit programs is of another architecture. Where the security suite's lists for the two
+# architectures are out of step, apt refuses it, since shared libraries must have one version; the
+# release's main suites alone still serve then.
+install_wine() {
+  [ -n "$(missing wine32:i386 wine)" ] || return 0
+  say "Installing Wine"
+  as_root dpkg --add-architecture i386
+  as_root apt-get update -q || fail "the package lists could not be fetched"
+  as_root apt-get install -q -y --no-install-recommends wine wine32:i386 && return 0
+
+  say "Installing Wine from the release's main suites"
+  local folder
+  folder=$(mktemp -d)
+  chmod 755 "$folder"
+  mkdir -p "$folder/lists/partial" "$folder/parts"
+  apt-get indextargets 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' --format \
+    'deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $(REPO_URI) $(RELEASE) $(COMPONENT)' |
+    sort -u >"$folder/sources.list"
+  local only=(-o "Dir::Etc::sourcelist=$folder/sources.list" -o "Dir::Etc::sourceparts=$folder/parts"
+    -o "Dir::State::Lists=$folder/lists")
+  if ! as_root apt-get "${only[@]}" update -q ||
+    ! as_root apt-get "${only[@]}" install -q -y --no-install-recommends wine wine32:i386; then
+    rm -rf "$folder"
+    fail "Wine for 32-bit programs (wine32:i386) could not be installed; --native leaves Windows out"
+  fi
+  rm -rf "$folder"
+}
+
+install_windows_packages() {
+  install_packages g++-mingw-w64-i686-posix
+  install_wine
+}
+
+# build_preset PRESET [TARGET...] : configures and builds it in build/PRESET.
+build_preset() {
+  local preset=$1
+  shift
+  say "Building $preset"
+  cmake --preset "$preset" >"$top/build/$preset.log" 2>&1 || {
+    cat "$top/build/$preset.log" >&2
+    fail "preset $preset could not be configured"
+  }
+  cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"} || fail "$preset did not build"
+}
+
+mkdir -p "$top/build"

@@ -1,0 +1,229 @@
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/last_error.h"
+#include "platform/posix/object.h"
+
+namespace orla {
+
+namespace {
+
+using posix::fail;
+using posix::systemCode;
+
+class File final : public posix::Object {
+ public:
+  static constexpr Kind kKind = Kind::file;
+
+  /// Owns the descriptor from here on.
+  explicit File(int descriptor) noexcept : Object(kKind), descriptor_(descriptor) {}
+  ~File() override { ::close(descriptor_); }
+
+  int descriptor() const noexcept { return descriptor_; }
+
+ private:
+  const int descriptor_;
+};
+
+bool isFolder(const char* path) {
+  struct ::stat status;
+  return ::stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// Whether the folder that holds `path` exists.
+bool hasFolder(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string_view::npos) return !path.empty();
+  char folder[PATH_MAX];
+  const std::size_t length = slash == 0 ? 1 : slash;
+  if (length >= sizeof folder) return false;
+  folder[path.copy(folder, length)] = '\0';
+  return isFolder(folder);
+}
+
+/// The code of a call on `path` that failed with `error`: a missing file and a missing folder on
+/// the way to it are one errno but two codes.
+DWORD pathCode(int error, const char* path) {
+  return error == ENOENT && !hasFolder(path) ? ERROR_PATH_NOT_FOUND : systemCode(error);
+}
+
+/// open()'s flags; -1 for a combination that Windows refuses.
+int openFlags(DWORD access, DWORD disposition) {
+  const bool writes = (access & GENERIC_WRITE) != 0;
+  const int mode = !writes ? O_RDONLY : (access & GENERIC_READ) != 0 ? O_RDWR : O_WRONLY;
+  const int flags = mode | O_CLOEXEC | O_NOCTTY;
+  switch (disposition) {
+    case CREATE_NEW:
+      return flags | O_CREAT | O_EXCL;
+    case CREATE_ALWAYS:
+      return flags | O_CREAT | O_TRUNC;
+    case OPEN_EXISTING:
+      return flags;
+    case OPEN_ALWAYS:
+      return flags | O_CREAT;
+    case TRUNCATE_EXISTING:
+      return writes ? flags | O_TRUNC : -1;
+    default:
+      return -1;
+  }
+}
+
+/// Where the search for a free temporary number begins: 1 to 0xFFFF, seldom the same twice.
+UINT firstTemporaryNumber() {
+  static std::atomic<UINT> calls{0};
+  const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+  const UINT mixed = static_cast<UINT>(now >> 10) + static_cast<UINT>(::getpid()) * 0x9E37U +
+                     calls.fetch_add(1, std::memory_order_relaxed) * 0x3D1BU;
+  return mixed % 0xFFFF + 1;
+}
+
+/// Renames without ever replacing the target: 0 or an errno.
+int moveWithoutReplacing(const char* from, const char* to) {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  // A file system without that flag still links exclusively.
+  if (::link(from, to) != 0) return errno;
+  return ::unlink(from) == 0 ? 0 : errno;
+}
+
+}  // namespace
+
+HANDLE CreateFileA(const char* name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD disposition,
+                   DWORD flags, HANDLE) noexcept {
+  DWORD error = ERROR_INVALID_PARAMETER;
+  const int how = openFlags(access, disposition);
+  if (how >= 0) {
+    const mode_t mode = (flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
+    int descriptor;
+    do {
+      descriptor = ::open(name, how, mode);
+    } while (descriptor < 0 && errno == EINTR);
+    struct ::stat status;
+    if (descriptor < 0) {
+      // A new file that is there already has a code of its own.
+      error = errno == EEXIST ? ERROR_FILE_EXISTS : pathCode(errno, name);
+    } else if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+      ::close(descriptor);
+      error = ERROR_ACCESS_DENIED;
+    } else if (auto* file = new (std::nothrow) File(descriptor)) {
+      return file;
+    } else {
+      ::close(descriptor);
+      error = ERROR_NOT_ENOUGH_MEMORY;
+    }
+  }
+  SetLastError(error);
+  return INVALID_HANDLE_VALUE;
+}
+
+BOOL ReadFile(HANDLE handle, void* buffer, DWORD size, DWORD* got, OVERLAPPED*) noexcept {
+  *got = 0;
+  const auto* file = posix::objectOf<File>(handle);
+  if (file == nullptr) return FALSE;
+  ssize_t count;
+  do {
+    count = ::read(file->descriptor(), buffer, size);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) return fail(errno == EIO ? ERROR_READ_FAULT : systemCode(errno));
+  *got = static_cast<DWORD>(count);
+  return TRUE;
+}
+
+BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
+               OVERLAPPED*) noexcept {
+  *written = 0;
+  const auto* file = posix::objectOf<File>(handle);
+  if (file == nullptr) return FALSE;
+  const char* bytes = static_cast<const char*>(buffer);
+  // An empty write reaches the system once too, which refuses it on a file not open for writing.
+  do {
+    const ssize_t count = ::write(file->descriptor(), bytes + *written, size - *written);
+    if (count >= 0) {
+      *written += static_cast<DWORD>(count);
+    } else if (errno != EINTR) {
+      return fail(errno == EIO ? ERROR_WRITE_FAULT : systemCode(errno));
+    }
+  } while (*written < size);
+  return TRUE;
+}
+
+DWORD GetFileSize(HANDLE handle, DWORD* high) noexcept {
+  const auto* file = posix::objectOf<File>(handle);
+  if (file == nullptr) return INVALID_FILE_SIZE;
+  struct ::stat status;
+  if (::fstat(file->descriptor(), &status) != 0) {
+    SetLastError(systemCode(errno));
+    return INVALID_FILE_SIZE;
+  }
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  const auto low = static_cast<DWORD>(size);
+  if (high != nullptr) *high = static_cast<DWORD>(size >> 32);
+  // A size whose low half looks like the failure is told from it by the last error alone.
+  if (low == INVALID_FILE_SIZE) SetLastError(ERROR_SUCCESS);
+  return low;
+}
+
+DWORD GetFileAttributesA(const char* name) noexcept {
+  struct ::stat status;
+  if (::stat(name, &status) != 0) {
+    SetLastError(pathCode(errno, name));
+    return INVALID_FILE_ATTRIBUTES;
+  }
+  const DWORD readOnly =
+      ::faccessat(AT_FDCWD, name, W_OK, AT_EACCESS) == 0 ? 0 : FILE_ATTRIBUTE_READONLY;
+  if (S_ISDIR(status.st_mode)) return FILE_ATTRIBUTE_DIRECTORY | readOnly;
+  return readOnly != 0 ? readOnly : FILE_ATTRIBUTE_NORMAL;
+}
+
+UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept {
+  if (unique != 0) return static_cast<UINT>(fail(ERROR_INVALID_PARAMETER));
+  if (!isFolder(folder)) return static_cast<UINT>(fail(ERROR_DIRECTORY));
+  const std::size_t length = std::strlen(folder);
+  std::memcpy(path, folder, length);
+  char* name = path + length;
+  if (length == 0 || name[-1] != '/') *name++ = '/';
+  UINT number = firstTemporaryNumber();
+  for (UINT tried = 0; tried < 0xFFFF; ++tried) {
+    // At most 3 + 4 + 4 characters: within the 16 bytes that the caller leaves behind the folder.
+    std::snprintf(name, 15, "%.3s%X.tmp", prefix, number);
+    const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor >= 0) {
+      ::close(descriptor);
+      return number;
+    }
+    if (errno != EEXIST && errno != EINTR) return static_cast<UINT>(fail(systemCode(errno)));
+    number = number % 0xFFFF + 1;
+  }
+  return static_cast<UINT>(fail(ERROR_FILE_EXISTS));
+}
+
+BOOL MoveFileA(const char* from, const char* to) noexcept {
+  const int error = moveWithoutReplacing(from, to);
+  if (error == 0) return TRUE;
+  struct ::stat status;
+  const bool sourceExists = ::lstat(from, &status) == 0;
+  return fail(pathCode(error, sourceExists ? to : from));
+}
+
+BOOL DeleteFileA(const char* name) noexcept {
+  if (::unlink(name) == 0) return TRUE;
+  return fail(pathCode(errno, name));
+}
+
+BOOL CloseHandle(HANDLE handle) noexcept {
+  if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return fail(ERROR_INVALID_HANDLE);
+  static_cast<posix::Object*>(handle)->close();
+  return TRUE;
+}
+
+}  // namespace orla

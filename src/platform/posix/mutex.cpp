@@ -1,0 +1,93 @@
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <pthread.h>
+#include <utility>
+
+#include "platform/posix/kernel_object.h"
+
+namespace orla::posix {
+
+Mutex::Mutex(std::unique_ptr<NamedMemory> memory) noexcept
+    : KernelObject(kKind, std::move(memory)),
+      state_(this->memory() != nullptr ? static_cast<State*>(this->memory()->state()) : &own_) {}
+
+Mutex::~Mutex() {
+  // A named one may be in use elsewhere: nobody destroys it, its memory just goes.
+  if (state_ == &own_) ::pthread_mutex_destroy(&own_.lock);
+}
+
+void Mutex::initialise(BOOL initialOwner) noexcept {
+  pthread_mutexattr_t attributes;
+  ::pthread_mutexattr_init(&attributes);
+  ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+  if (memory() != nullptr) ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+  ::pthread_mutex_init(&state_->lock, &attributes);
+  ::pthread_mutexattr_destroy(&attributes);
+  if (initialOwner != FALSE) tryTake();
+}
+
+bool Mutex::finishLock(int error) noexcept {
+  if (error == EOWNERDEAD) {
+    ::pthread_mutex_consistent(&state_->lock);
+    state_->depth = 0;
+    state_->abandoned = 1;
+  } else if (error != 0) {
+    return false;
+  }
+  ++state_->depth;
+  heldHere_ = true;
+  return true;
+}
+
+bool Mutex::tryTake() noexcept {
+  return finishLock(::pthread_mutex_trylock(&state_->lock));
+}
+
+bool Mutex::take(const Deadline& deadline) noexcept {
+  if (!deadline) return finishLock(::pthread_mutex_lock(&state_->lock));
+  if (tryTake()) return true;
+  // The timed lock goes by the wall clock, which may be set meanwhile: wait in short spans.
+  constexpr std::chrono::nanoseconds kSpan = std::chrono::seconds(1);
+  for (;;) {
+    const std::chrono::nanoseconds left = *deadline - Clock::now();
+    if (left.count() <= 0) return false;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const ::timespec end = toTimespec(now + std::min(left, kSpan));
+    const int error = ::pthread_mutex_timedlock(&state_->lock, &end);
+    if (error != ETIMEDOUT) return finishLock(error);
+  }
+}
+
+bool Mutex::wasAbandoned() noexcept {
+  return std::exchange(state_->abandoned, 0) != 0;
+}
+
+bool Mutex::release() noexcept {
+  // Taking it once more tells the owner, which needs no system call, from all others.
+  const int error = ::pthread_mutex_trylock(&state_->lock);
+  if (error == EBUSY) return false;
+  finishLock(error);
+  // Somebody who dies with it leaves it to its next taker, who is not its owner either.
+  const bool owned = error == 0 && state_->depth > 1;
+  if (owned) {
+    --state_->depth;
+    ::pthread_mutex_unlock(&state_->lock);
+  }
+  if (--state_->depth == 0) heldHere_ = false;
+  ::pthread_mutex_unlock(&state_->lock);
+  return owned;
+}
+
+bool Mutex::retire() noexcept {
+  if (tryTake()) {
+    while (release()) {
+    }
+    return true;
+  }
+  // The C library keeps the mutex in the list of those that its owner, another thread, holds.
+  return !heldHere_;
+}
+
+}  // namespace orla::posix

@@ -1,0 +1,182 @@
+#include "platform/winapi.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <linux/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "platform/posix/descriptor.h"
+#include "platform/posix/last_error.h"
+
+#undef FD_CLR
+#undef FD_ISSET
+#undef FD_SET
+#undef FD_SETSIZE
+#undef FD_ZERO
+
+namespace orla {
+
+using posix::Clock;
+using posix::Deadline;
+using posix::failSocket;
+using posix::timeLeft;
+
+namespace {
+
+constexpr int kTcp = 6;
+constexpr std::uint8_t kTcpClosed = 7;  // tcp_info's state of a connection that is over.
+
+enum Purpose { kRead, kWrite, kExcept, kPurposes };
+
+constexpr short kWanted[kPurposes] = {POLLIN, POLLOUT, POLLPRI};
+
+/// Whether an error on a socket is that of a connect that failed, rather than of a connection that
+/// broke. The pending error itself must stay for the caller to read; but only a connection that
+/// once was made has had a byte acknowledged, its SYN, or a round trip measured.
+bool isFailedConnect(int descriptor) {
+  ::tcp_info info{};
+  socklen_t length = sizeof info;
+  constexpr socklen_t kNeeded = offsetof(::tcp_info, tcpi_bytes_acked) + sizeof(std::uint64_t);
+  return ::getsockopt(descriptor, kTcp, TCP_INFO, &info, &length) == 0 && length >= kNeeded &&
+         info.tcpi_state == kTcpClosed && info.tcpi_bytes_acked == 0 && info.tcpi_rtt == 0;
+}
+
+/// Whether what poll() saw makes a socket ready for its purpose.
+bool isReady(const ::pollfd& entry, Purpose purpose) {
+  const bool error = (entry.revents & POLLERR) != 0;
+  switch (purpose) {
+    case kRead:
+      // A hang-up, orderly or not, and an error end a receive at once.
+      return (entry.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+    case kWrite:
+      return (entry.revents & (POLLOUT | POLLERR)) != 0 && !(error && isFailedConnect(entry.fd));
+    default:
+      return (entry.revents & POLLPRI) != 0 || (error && isFailedConnect(entry.fd));
+  }
+}
+
+/// The sockets of the three sets, in order, as poll() takes them.
+class Watch {
+ public:
+  Watch(fd_set* read, fd_set* write, fd_set* except) : sets_{read, write, except} {
+    for (std::size_t purpose = kRead; purpose < kPurposes; ++purpose) {
+      const fd_set* set = sets_[purpose];
+      for (UINT i = 0; set != nullptr && i < set->fd_count; ++i)
+        add({posix::descriptorOf(set->fd_array[i]), kWanted[purpose], 0});
+    }
+  }
+
+  bool isEmpty() const { return count_ == 0; }
+
+  /// One wait: what poll() returns.
+  int wait(const Deadline& deadline) {
+    ::timespec storage;
+    return ::ppoll(entries_.data(), static_cast<nfds_t>(count_), timeLeft(deadline, storage),
+                   nullptr);
+  }
+
+  bool hasBadSocket() const {
+    return hasNoSocket_ ||
+           std::any_of(entries_.begin(), entries_.begin() + count_,
+                       [](const ::pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
+  }
+
+  /// Marks the ready entries and returns their count. An entry that poll() reports for a reason
+  /// that its set does not ask for is watched no more, lest it end every further wait at once.
+  int countReady() {
+    int ready = 0;
+    std::size_t i = 0;
+    for (std::size_t purpose = kRead; purpose < kPurposes; ++purpose) {
+      const fd_set* set = sets_[purpose];
+      for (UINT k = 0; set != nullptr && k < set->fd_count; ++k, ++i) {
+        ready_[i] = isReady(entries_[i], static_cast<Purpose>(purpose));
+        if (ready_[i])
+          ++ready;
+        else if (entries_[i].revents != 0)
+          entries_[i].fd = -1;
+      }
+    }
+    return ready;
+  }
+
+  /// Leaves in each set its ready sockets only, in their order.
+  void reduceSets() {
+    std::size_t i = 0;
+    for (fd_set* set : sets_) {
+      if (set == nullptr) continue;
+      UINT kept = 0;
+      for (UINT k = 0; k < set->fd_count; ++k, ++i)
+        if (ready_[i]) set->fd_array[kept++] = set->fd_array[k];
+      set->fd_count = kept;
+    }
+  }
+
+ private:
+  void add(const ::pollfd& entry) {
+    entries_[static_cast<std::size_t>(count_++)] = entry;
+    // poll() passes over negative descriptors.
+    hasNoSocket_ = hasNoSocket_ || entry.fd < 0;
+  }
+
+  std::array<fd_set*, kPurposes> sets_;
+  std::array<::pollfd, kPurposes * FD_SETSIZE> entries_;
+  std::array<bool, kPurposes * FD_SETSIZE> ready_{};
+  std::ptrdiff_t count_ = 0;
+  bool hasNoSocket_ = false;
+};
+
+bool isSound(const fd_set* set) {
+  return set == nullptr || set->fd_count <= FD_SETSIZE;
+}
+
+}  // namespace
+
+int select(int, fd_set* read, fd_set* write, fd_set* except, const timeval* timeout) noexcept {
+  if (!isSound(read) || !isSound(write) || !isSound(except)) return failSocket(WSAEINVAL);
+  Watch watch(read, write, except);
+  if (watch.isEmpty()) return failSocket(WSAEINVAL);
+  Deadline deadline;
+  if (timeout != nullptr) {
+    if (timeout->tv_sec < 0 || timeout->tv_usec < 0) return failSocket(WSAEINVAL);
+    deadline = Clock::now() + std::chrono::seconds(timeout->tv_sec) +
+               std::chrono::microseconds(timeout->tv_usec);
+  }
+  for (;;) {
+    const int reported = watch.wait(deadline);
+    if (reported < 0) {
+      if (errno == EINTR) continue;
+      return failSocket(posix::winsockCode(errno));
+    }
+    if (watch.hasBadSocket()) return failSocket(WSAENOTSOCK);
+    const int ready = watch.countReady();
+    if (ready == 0 && reported != 0) continue;
+    watch.reduceSets();
+    return ready;
+  }
+}
+
+void FD_ZERO(fd_set* set) noexcept {
+  set->fd_count = 0;
+}
+
+void FD_SET(SOCKET socket, fd_set* set) noexcept {
+  if (set->fd_count < FD_SETSIZE) set->fd_array[set->fd_count++] = socket;
+}
+
+void FD_CLR(SOCKET socket, fd_set* set) noexcept {
+  SOCKET* const end = set->fd_array + set->fd_count;
+  SOCKET* const found = std::find(set->fd_array, end, socket);
+  if (found == end) return;
+  std::copy(found + 1, end, found);
+  --set->fd_count;
+}
+
+int FD_ISSET(SOCKET socket, const fd_set* set) noexcept {
+  const SOCKET* const end = set->fd_array + set->fd_count;
+  return std::find(set->fd_array, end, socket) != end ? 1 : 0;
+}
+
+}  // namespace orla

@@ -1,0 +1,312 @@
+#include "platform/winapi.h"
+
+// The door's values of names that the system's headers define their own way.
+namespace orla {
+namespace {
+constexpr int kInternetFamily = AF_INET;
+constexpr int kSupportedFlags = MSG_OOB | MSG_PEEK;
+}  // namespace
+}  // namespace orla
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "platform/posix/descriptor.h"
+#include "platform/posix/last_error.h"
+
+namespace orla {
+
+using posix::Clock;
+using posix::Deadline;
+using posix::descriptorOf;
+using posix::failSocket;
+using posix::winsockCode;
+
+namespace {
+
+// Addresses and flags pass to the system as they are.
+static_assert(sizeof(sockaddr_in) == sizeof(::sockaddr_in) && kInternetFamily == AF_INET);
+static_assert(kSupportedFlags == (MSG_OOB | MSG_PEEK));
+static_assert(SHUT_RD == 0 && SHUT_WR == 1 && SHUT_RDWR == 2);
+
+constexpr int kAddressSize = sizeof(sockaddr_in);
+
+const ::sockaddr* systemAddress(const sockaddr* address) {
+  return reinterpret_cast<const ::sockaddr*>(address);
+}
+
+/// 0, or the Winsock code that refuses an address to send, connect or bind to.
+int addressError(const sockaddr* address, int length) {
+  if (address == nullptr || length < kAddressSize) return WSAEFAULT;
+  return address->sa_family == kInternetFamily ? 0 : WSAEAFNOSUPPORT;
+}
+
+/// Hands an address of the system to a caller whose buffer was found large enough.
+void giveAddress(const ::sockaddr_in& from, sockaddr* address, int* length) {
+  std::memcpy(address, &from, sizeof from);
+  *length = kAddressSize;
+}
+
+/// The deadline that `option`, SO_RCVTIMEO or SO_SNDTIMEO, gives to a call begun at `start`.
+Deadline optionDeadline(int descriptor, int option, Clock::time_point start) {
+  ::timeval limit{};
+  socklen_t length = sizeof limit;
+  if (::getsockopt(descriptor, SOL_SOCKET, option, &limit, &length) != 0) return {};
+  if (limit.tv_sec == 0 && limit.tv_usec == 0) return {};
+  return start + std::chrono::seconds(limit.tv_sec) + std::chrono::microseconds(limit.tv_usec);
+}
+
+/// What one kind of transfer waits for and which option limits it.
+struct Transfer {
+  short events;
+  int timeoutOption;
+};
+constexpr Transfer kReceive{POLLIN, SO_RCVTIMEO};
+constexpr Transfer kSend{POLLOUT, SO_SNDTIMEO};
+
+/// Runs `call`, which returns a count or -1 with errno: one system call unless a signal interrupts
+/// it, when the rest of the time-out is waited and the call made again. SOCKET_ERROR with errno
+/// translated.
+template <typename Call>
+int transfer(int descriptor, const Transfer& kind, Call call) {
+  const Clock::time_point start = Clock::now();
+  for (;;) {
+    const ssize_t count = call();
+    if (count >= 0) return static_cast<int>(count);
+    if (errno == EINTR) {
+      const Deadline deadline = optionDeadline(descriptor, kind.timeoutOption, start);
+      if (posix::awaitEvents(descriptor, kind.events, deadline)) continue;
+      return failSocket(WSAETIMEDOUT);
+    }
+    // One errno stands for "nothing now" and for "nothing within the time-out".
+    if (errno == EAGAIN)
+      return failSocket(posix::isNonBlocking(descriptor) ? WSAEWOULDBLOCK : WSAETIMEDOUT);
+    return failSocket(winsockCode(errno));
+  }
+}
+
+/// recv and recvfrom. Only recvmsg tells that a datagram was longer than the buffer.
+int receive(SOCKET socket, char* buffer, int length, int flags, ::sockaddr_in* from,
+            int* fromLength) {
+  if (length < 0) return failSocket(WSAEFAULT);
+  if ((flags & ~kSupportedFlags) != 0) return failSocket(WSAEOPNOTSUPP);
+  const int descriptor = descriptorOf(socket);
+  ::iovec piece{buffer, static_cast<std::size_t>(length)};
+  ::msghdr message{};
+  const int count = transfer(descriptor, kReceive, [&] {
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    message.msg_name = from;
+    message.msg_namelen = from != nullptr ? sizeof *from : 0;
+    return ::recvmsg(descriptor, &message, flags);
+  });
+  if (count == SOCKET_ERROR) return count;
+  if (fromLength != nullptr) *fromLength = static_cast<int>(message.msg_namelen);
+  return (message.msg_flags & MSG_TRUNC) != 0 ? failSocket(WSAEMSGSIZE) : count;
+}
+
+/// The Winsock code of a send that the system calls a broken pipe: the caller shut its own side
+/// down, or the peer reset the connection, or there never was one.
+int brokenPipeCode(int descriptor) {
+  ::tcp_info info{};
+  socklen_t length = sizeof info;
+  if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) != 0 ||
+      info.tcpi_state != TCP_CLOSE)
+    return WSAESHUTDOWN;
+  ::pollfd state{descriptor, POLLRDHUP, 0};
+  ::poll(&state, 1, 0);
+  return (state.revents & POLLRDHUP) != 0 ? WSAECONNRESET : WSAENOTCONN;
+}
+
+int sendBytes(SOCKET socket, const char* buffer, int length, int flags, const sockaddr* to,
+              int toLength) {
+  if (length < 0) return failSocket(WSAEFAULT);
+  if ((flags & ~kSupportedFlags) != 0) return failSocket(WSAEOPNOTSUPP);
+  const int descriptor = descriptorOf(socket);
+  bool brokenPipe = false;
+  const int count = transfer(descriptor, kSend, [&] {
+    const ssize_t sent =
+        ::sendto(descriptor, buffer, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL,
+                 systemAddress(to), static_cast<socklen_t>(toLength));
+    brokenPipe = sent < 0 && errno == EPIPE;
+    return sent;
+  });
+  return brokenPipe ? failSocket(brokenPipeCode(descriptor)) : count;
+}
+
+/// Ends a connect that goes on in the background, waiting without limit.
+int finishConnect(int descriptor) {
+  posix::awaitEvents(descriptor, POLLOUT, {});
+  int error = 0;
+  socklen_t length = sizeof error;
+  if (::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &length) != 0) error = errno;
+  return error == 0 ? 0 : failSocket(winsockCode(error));
+}
+
+/// Whether the socket has a local port, given to it or found by the system.
+bool isBound(int descriptor) {
+  ::sockaddr_in address{};
+  socklen_t length = sizeof address;
+  return ::getsockname(descriptor, reinterpret_cast<::sockaddr*>(&address), &length) != 0 ||
+         address.sin_port != 0;
+}
+
+}  // namespace
+
+bool posix::isNonBlocking(int descriptor) noexcept {
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  return flags >= 0 && (flags & O_NONBLOCK) != 0;
+}
+
+bool posix::awaitEvents(int descriptor, short events, const Deadline& deadline) noexcept {
+  for (;;) {
+    ::timespec storage;
+    ::pollfd entry{descriptor, events, 0};
+    const int ready = ::ppoll(&entry, 1, timeLeft(deadline, storage), nullptr);
+    if (ready >= 0) return ready > 0;
+    if (errno != EINTR) return true;  // The call that follows meets the same error and reports it.
+  }
+}
+
+SOCKET socket(int family, int type, int protocol) noexcept {
+  if (family != kInternetFamily) return static_cast<SOCKET>(failSocket(WSAEAFNOSUPPORT));
+  // The types have the system's numbers; what lies above them would be the system's own flags.
+  if (type < SOCK_STREAM || type > SOCK_SEQPACKET)
+    return static_cast<SOCKET>(failSocket(WSAESOCKTNOSUPPORT));
+  const int descriptor = ::socket(PF_INET, type | SOCK_CLOEXEC, protocol);
+  return static_cast<SOCKET>(descriptor >= 0 ? descriptor : failSocket(winsockCode(errno)));
+}
+
+int connect(SOCKET socket, const sockaddr* address, int length) noexcept {
+  if (const int error = addressError(address, length)) return failSocket(error);
+  const int descriptor = descriptorOf(socket);
+  ::sockaddr_in target;
+  std::memcpy(&target, address, sizeof target);
+  // The system would take the any-address for the loopback; it names no peer.
+  if (target.sin_addr.s_addr == 0 || target.sin_port == 0) {
+    int type;
+    socklen_t size = sizeof type;
+    const bool isSocket = ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
+    return failSocket(isSocket ? WSAEADDRNOTAVAIL : WSAENOTSOCK);
+  }
+  if (::connect(descriptor, systemAddress(address), kAddressSize) == 0) return 0;
+  // Interrupted, or given up by the send time-out, which does not limit a connect.
+  if (errno == EINTR || errno == EINPROGRESS)
+    return posix::isNonBlocking(descriptor) ? failSocket(WSAEWOULDBLOCK)
+                                            : finishConnect(descriptor);
+  return failSocket(winsockCode(errno));
+}
+
+int bind(SOCKET socket, const sockaddr* address, int length) noexcept {
+  if (const int error = addressError(address, length)) return failSocket(error);
+  const int result = ::bind(descriptorOf(socket), systemAddress(address), kAddressSize);
+  return result == 0 ? 0 : failSocket(winsockCode(errno));
+}
+
+int listen(SOCKET socket, int backlog) noexcept {
+  // The system would bind an unbound socket to a port of its own choice.
+  if (!isBound(descriptorOf(socket))) return failSocket(WSAEINVAL);
+  return ::listen(descriptorOf(socket), backlog) == 0 ? 0 : failSocket(winsockCode(errno));
+}
+
+SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept {
+  const bool wantsAddress = address != nullptr && length != nullptr;
+  if (wantsAddress && *length < kAddressSize) return static_cast<SOCKET>(failSocket(WSAEFAULT));
+  const int descriptor = descriptorOf(socket);
+  // The accepted socket inherits the blocking mode.
+  const bool nonBlocking = posix::isNonBlocking(descriptor);
+  const int flags = SOCK_CLOEXEC | (nonBlocking ? SOCK_NONBLOCK : 0);
+  for (;;) {
+    ::sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    const int accepted = ::accept4(descriptor, reinterpret_cast<::sockaddr*>(&peer), &size, flags);
+    if (accepted >= 0) {
+      if (wantsAddress) giveAddress(peer, address, length);
+      return static_cast<SOCKET>(accepted);
+    }
+    // Interrupted; or the peer was gone already; or the receive time-out, which does not limit an
+    // accept, expired: the wait goes on.
+    if (errno == EINTR || errno == ECONNABORTED || (errno == EAGAIN && !nonBlocking)) continue;
+    return static_cast<SOCKET>(failSocket(winsockCode(errno)));
+  }
+}
+
+int recv(SOCKET socket, char* buffer, int length, int flags) noexcept {
+  return receive(socket, buffer, length, flags, nullptr, nullptr);
+}
+
+int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
+             int* fromLength) noexcept {
+  if (from == nullptr || fromLength == nullptr)
+    return receive(socket, buffer, length, flags, nullptr, nullptr);
+  if (*fromLength < kAddressSize) return failSocket(WSAEFAULT);
+  ::sockaddr_in sender{};
+  int senderLength = 0;
+  const int count = receive(socket, buffer, length, flags, &sender, &senderLength);
+  // A stream names no sender and leaves the buffer alone. A cut datagram does name one.
+  if (senderLength == kAddressSize) giveAddress(sender, from, fromLength);
+  return count;
+}
+
+int send(SOCKET socket, const char* buffer, int length, int flags) noexcept {
+  const int count = sendBytes(socket, buffer, length, flags, nullptr, 0);
+  // A send names no destination: what it lacks is a connection.
+  if (count == SOCKET_ERROR && WSAGetLastError() == WSAEDESTADDRREQ) return failSocket(WSAENOTCONN);
+  return count;
+}
+
+int sendto(SOCKET socket, const char* buffer, int length, int flags, const sockaddr* to,
+           int toLength) noexcept {
+  if (to == nullptr) return send(socket, buffer, length, flags);
+  if (const int error = addressError(to, toLength)) return failSocket(error);
+  return sendBytes(socket, buffer, length, flags, to, kAddressSize);
+}
+
+int shutdown(SOCKET socket, int how) noexcept {
+  return ::shutdown(descriptorOf(socket), how) == 0 ? 0 : failSocket(winsockCode(errno));
+}
+
+int closesocket(SOCKET socket) noexcept {
+  const int descriptor = descriptorOf(socket);
+  int type;
+  socklen_t length = sizeof type;
+  // A number that belongs to a file must not close it.
+  if (::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) != 0)
+    return failSocket(WSAENOTSOCK);
+  // Closed in any case; an interruption concerns the data that still linger.
+  ::close(descriptor);
+  return 0;
+}
+
+int getpeername(SOCKET socket, sockaddr* address, int* length) noexcept {
+  if (address == nullptr || length == nullptr || *length < kAddressSize)
+    return failSocket(WSAEFAULT);
+  ::sockaddr_in peer{};
+  socklen_t size = sizeof peer;
+  if (::getpeername(descriptorOf(socket), reinterpret_cast<::sockaddr*>(&peer), &size) != 0)
+    return failSocket(winsockCode(errno));
+  giveAddress(peer, address, length);
+  return 0;
+}
+
+int getsockname(SOCKET socket, sockaddr* address, int* length) noexcept {
+  if (address == nullptr || length == nullptr || *length < kAddressSize)
+    return failSocket(WSAEFAULT);
+  ::sockaddr_in self{};
+  socklen_t size = sizeof self;
+  if (::getsockname(descriptorOf(socket), reinterpret_cast<::sockaddr*>(&self), &size) != 0)
+    return failSocket(winsockCode(errno));
+  // The system names an unbound socket too, with a port that none has.
+  if (self.sin_port == 0) return failSocket(WSAEINVAL);
+  giveAddress(self, address, length);
+  return 0;
+}
+
+}  // namespace orla

@@ -1,0 +1,445 @@
+// The one door to the operating system.
+//
+// The library is written against the Win32 calls below. On Windows this header includes the
+// system's own headers and adds nothing, so that nothing stands between the library and the
+// system. Elsewhere it declares exactly those calls, types and constants, with the system's names,
+// types and values, in the library's namespace; platform/posix/ supplies them. The comments here
+// are the contract of that port; tests/platform/ checks it on both systems.
+//
+// Code that uses the door lies in namespace orla and names the calls without qualification. That
+// finds these declarations before the C library's own calls of the same name.
+#pragma once
+
+#ifdef _WIN32
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <stdio.h>
+#include <windows.h>
+#include <winsock.h>
+
+#else
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+// The C library's macros of these names act on its own sets; the door's are functions.
+#undef FD_CLR
+#undef FD_ISSET
+#undef FD_SET
+#undef FD_SETSIZE
+#undef FD_ZERO
+
+// The calling convention of the system's calls and call-backs; the platform's only one.
+#define CALLBACK
+#define WINAPI
+#define PASCAL
+
+namespace orla {
+
+using BOOL = int;
+using UINT = std::uint32_t;
+using LONG = std::int32_t;
+using DWORD = std::uint32_t;
+using WORD = std::uint16_t;
+using HANDLE = void*;
+using u_char = std::uint8_t;
+using u_short = std::uint16_t;
+using u_long = std::uint32_t;
+
+inline constexpr BOOL FALSE = 0;
+inline constexpr BOOL TRUE = 1;
+
+// ---------------------------------------------------------------------------------------------
+// Last error: one value per thread, set by a call that fails and left alone by one that succeeds.
+// The socket calls share it: WSAGetLastError() and GetLastError() read the same value.
+// ---------------------------------------------------------------------------------------------
+
+DWORD GetLastError() noexcept;
+void SetLastError(DWORD code) noexcept;
+
+inline constexpr DWORD ERROR_SUCCESS = 0;
+inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
+inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
+inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
+inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_NOT_SAME_DEVICE = 17;
+inline constexpr DWORD ERROR_WRITE_FAULT = 29;
+inline constexpr DWORD ERROR_READ_FAULT = 30;
+inline constexpr DWORD ERROR_GEN_FAILURE = 31;
+inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
+inline constexpr DWORD ERROR_FILE_EXISTS = 80;
+inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+inline constexpr DWORD ERROR_DISK_FULL = 112;
+inline constexpr DWORD ERROR_INVALID_NAME = 123;
+inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr DWORD ERROR_DIRECTORY = 267;
+inline constexpr DWORD ERROR_NOT_OWNER = 288;
+inline constexpr DWORD ERROR_TOO_MANY_POSTS = 298;
+
+// ---------------------------------------------------------------------------------------------
+// Threads and critical sections
+// ---------------------------------------------------------------------------------------------
+
+/// The calling thread's identifier: non-zero, unique among the threads that run in the system.
+DWORD GetCurrentThreadId() noexcept;
+
+/// A lock of one process, recursive. Owned by whoever declares it; it must not move while
+/// initialised. InitializeCriticalSection makes it, DeleteCriticalSection gives it back.
+struct CRITICAL_SECTION {
+  alignas(std::max_align_t) unsigned char storage[64];
+};
+
+void InitializeCriticalSection(CRITICAL_SECTION* section);
+void EnterCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
+
+// ---------------------------------------------------------------------------------------------
+// Kernel objects: mutex, event, semaphore
+//
+// A null name makes an object of this process alone. Objects of one name are one object for every
+// process of the same user: the first creator's arguments count, later creators open it and find
+// GetLastError() == ERROR_ALREADY_EXISTS (0 after a fresh one). A named object lives while some
+// process has it open, and starts fresh when the last one is gone, also when that one was killed. A
+// name that already belongs to an object of another kind fails with ERROR_INVALID_HANDLE. A name
+// has at most 260 characters.
+// ---------------------------------------------------------------------------------------------
+
+struct SECURITY_ATTRIBUTES;  // Never used: always passed as null.
+
+/// Recursive, owned by a thread. Null on failure.
+HANDLE CreateMutexA(SECURITY_ATTRIBUTES* attributes, BOOL initialOwner, const char* name) noexcept;
+/// FALSE with ERROR_NOT_OWNER when the calling thread does not own the mutex.
+BOOL ReleaseMutex(HANDLE mutex) noexcept;
+
+/// `manualReset` set: stays signalled until ResetEvent. Null on failure.
+HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState,
+                    const char* name) noexcept;
+BOOL SetEvent(HANDLE event) noexcept;
+BOOL ResetEvent(HANDLE event) noexcept;
+
+/// Null with ERROR_INVALID_PARAMETER unless 0 <= initial <= maximum and maximum > 0.
+HANDLE CreateSemaphoreA(SECURITY_ATTRIBUTES* attributes, LONG initial, LONG maximum,
+                        const char* name) noexcept;
+/// Adds `count` (> 0); FALSE with ERROR_TOO_MANY_POSTS, and nothing added, beyond the maximum.
+/// `previous` may be null.
+BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
+
+/// Closes a kernel object or a file. FALSE with ERROR_INVALID_HANDLE for null or
+/// INVALID_HANDLE_VALUE.
+BOOL CloseHandle(HANDLE handle) noexcept;
+
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr DWORD WAIT_OBJECT_0 = 0;
+inline constexpr DWORD WAIT_ABANDONED = 0x80;
+inline constexpr DWORD WAIT_ABANDONED_0 = 0x80;
+inline constexpr DWORD WAIT_TIMEOUT = 258;
+inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+
+/// Waits at most `milliseconds` (INFINITE: without limit; 0: polls) and takes the object: owns the
+/// mutex, lowers the semaphore, resets an event that resets itself. WAIT_ABANDONED: the mutex is
+/// taken, and the thread or process that owned it ended without releasing it. WAIT_FAILED with
+/// ERROR_INVALID_HANDLE for a handle that is none.
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept;
+
+/// With `waitAll` set: takes every object at once or none, and never holds one while it sleeps on
+/// another. WAIT_OBJECT_0, or WAIT_ABANDONED_0 plus an index when a mutex among them was
+/// abandoned. The port supports `waitAll` TRUE, with up to 8 different objects, of which all but
+/// one are mutexes; else WAIT_FAILED with ERROR_INVALID_PARAMETER.
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
+                             DWORD milliseconds) noexcept;
+
+// ---------------------------------------------------------------------------------------------
+// Files. Paths are byte strings of the system's own encoding.
+// ---------------------------------------------------------------------------------------------
+
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
+
+inline constexpr DWORD GENERIC_READ = 0x80000000;
+inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD CREATE_NEW = 1;
+inline constexpr DWORD CREATE_ALWAYS = 2;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD OPEN_ALWAYS = 4;
+inline constexpr DWORD TRUNCATE_EXISTING = 5;
+inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x1;
+inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr DWORD FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000;
+inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
+inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
+
+struct OVERLAPPED;  // Never used: always passed as null.
+
+/// INVALID_HANDLE_VALUE on failure: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder on the
+/// way is missing), ERROR_ACCESS_DENIED (also for a folder), ... Share modes are not enforced by
+/// the port. The handle is not inherited by child processes.
+HANDLE CreateFileA(const char* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
+                   DWORD disposition, DWORD flags, HANDLE pattern) noexcept;
+/// One read; `*got` is 0 at the end of the file. An interrupted read is resumed.
+BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* got, OVERLAPPED* overlapped) noexcept;
+/// Writes all of `size` bytes unless the system stops it: then FALSE, with what was written in
+/// `*written`, and the reason (ERROR_DISK_FULL).
+BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
+               OVERLAPPED* overlapped) noexcept;
+/// The low 32 bits; `*high` takes the rest. INVALID_FILE_SIZE on failure.
+DWORD GetFileSize(HANDLE file, DWORD* high) noexcept;
+/// FILE_ATTRIBUTE_DIRECTORY for a folder, FILE_ATTRIBUTE_READONLY where the user may not write,
+/// FILE_ATTRIBUTE_NORMAL alone for any other file; INVALID_FILE_ATTRIBUTES when there is none.
+DWORD GetFileAttributesA(const char* name) noexcept;
+/// Creates an empty file of a new name in `folder`, exclusively, readable and writable by the
+/// user as the umask says: at most three characters of `prefix`, a number that is not 0, ".tmp".
+/// Writes the path into `path` (room for 260 bytes or, in the port, for a folder's length plus 16)
+/// and returns the number; 0 on failure. The port supports `unique` 0 only.
+UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept;
+/// Fails with ERROR_ALREADY_EXISTS when the target exists; never replaces it.
+BOOL MoveFileA(const char* from, const char* to) noexcept;
+/// Deletes a file, not a folder (ERROR_ACCESS_DENIED).
+BOOL DeleteFileA(const char* name) noexcept;
+
+// ---------------------------------------------------------------------------------------------
+// Sockets: Winsock 1.1. Codes, levels and option numbers are Winsock's.
+// ---------------------------------------------------------------------------------------------
+
+using SOCKET = std::uint32_t;
+inline constexpr SOCKET INVALID_SOCKET = 0xFFFFFFFF;
+inline constexpr int SOCKET_ERROR = -1;
+
+struct in_addr {
+  u_long s_addr;  // Network byte order.
+};
+struct sockaddr {
+  u_short sa_family;
+  char sa_data[14];
+};
+struct sockaddr_in {
+  short sin_family;
+  u_short sin_port;  // Network byte order.
+  in_addr sin_addr;
+  char sin_zero[8];
+};
+struct hostent {
+  char* h_name;
+  char** h_aliases;
+  short h_addrtype;
+  short h_length;
+  char** h_addr_list;
+};
+struct servent {
+  char* s_name;
+  char** s_aliases;
+  short s_port;  // Network byte order.
+  char* s_proto;
+};
+struct timeval {
+  std::int32_t tv_sec;
+  std::int32_t tv_usec;
+};
+
+inline constexpr u_long INADDR_ANY = 0;
+inline constexpr u_long INADDR_LOOPBACK = 0x7F000001;
+inline constexpr u_long INADDR_NONE = 0xFFFFFFFF;
+inline constexpr int AF_UNSPEC = 0;
+inline constexpr int AF_INET = 2;
+inline constexpr int SOCK_STREAM = 1;
+inline constexpr int SOCK_DGRAM = 2;
+inline constexpr int SOCK_RAW = 3;
+inline constexpr int SOCK_RDM = 4;
+inline constexpr int SOCK_SEQPACKET = 5;
+inline constexpr int IPPROTO_TCP = 6;
+inline constexpr int TCP_NODELAY = 1;
+inline constexpr int SOL_SOCKET = 0xFFFF;
+inline constexpr int SO_REUSEADDR = 0x0004;
+inline constexpr int SO_KEEPALIVE = 0x0008;
+inline constexpr int SO_BROADCAST = 0x0020;
+inline constexpr int SO_LINGER = 0x0080;
+inline constexpr int SO_SNDBUF = 0x1001;
+inline constexpr int SO_RCVBUF = 0x1002;
+inline constexpr int SO_SNDTIMEO = 0x1005;  // Milliseconds, 32-bit; 0 means no limit.
+inline constexpr int SO_RCVTIMEO = 0x1006;
+inline constexpr int SO_ERROR = 0x1007;  // A Winsock code.
+inline constexpr int SO_TYPE = 0x1008;
+inline constexpr int MSG_OOB = 1;
+inline constexpr int MSG_PEEK = 2;
+inline constexpr long FIONBIO = static_cast<long>(0x8004667EUL);
+inline constexpr long FIONREAD = 0x4004667F;
+
+struct linger {
+  u_short l_onoff;
+  u_short l_linger;  // Seconds.
+};
+
+/// An array of sockets, as on Windows: descriptors of any number fit, at most FD_SETSIZE of them.
+inline constexpr int FD_SETSIZE = 64;
+struct fd_set {
+  UINT fd_count;
+  SOCKET fd_array[FD_SETSIZE];
+};
+void FD_ZERO(fd_set* set) noexcept;
+/// Adds at the end, once more if it is there already; ignored when the set is full.
+void FD_SET(SOCKET socket, fd_set* set) noexcept;
+/// Takes out the first of that number.
+void FD_CLR(SOCKET socket, fd_set* set) noexcept;
+int FD_ISSET(SOCKET socket, const fd_set* set) noexcept;
+
+inline constexpr int WSAEINTR = 10004;
+inline constexpr int WSAEBADF = 10009;
+inline constexpr int WSAEACCES = 10013;
+inline constexpr int WSAEFAULT = 10014;
+inline constexpr int WSAEINVAL = 10022;
+inline constexpr int WSAEMFILE = 10024;
+inline constexpr int WSAEWOULDBLOCK = 10035;
+inline constexpr int WSAEINPROGRESS = 10036;
+inline constexpr int WSAEALREADY = 10037;
+inline constexpr int WSAENOTSOCK = 10038;
+inline constexpr int WSAEDESTADDRREQ = 10039;
+inline constexpr int WSAEMSGSIZE = 10040;
+inline constexpr int WSAEPROTOTYPE = 10041;
+inline constexpr int WSAENOPROTOOPT = 10042;
+inline constexpr int WSAEPROTONOSUPPORT = 10043;
+inline constexpr int WSAESOCKTNOSUPPORT = 10044;
+inline constexpr int WSAEOPNOTSUPP = 10045;
+inline constexpr int WSAEPFNOSUPPORT = 10046;
+inline constexpr int WSAEAFNOSUPPORT = 10047;
+inline constexpr int WSAEADDRINUSE = 10048;
+inline constexpr int WSAEADDRNOTAVAIL = 10049;
+inline constexpr int WSAENETDOWN = 10050;
+inline constexpr int WSAENETUNREACH = 10051;
+inline constexpr int WSAENETRESET = 10052;
+inline constexpr int WSAECONNABORTED = 10053;
+inline constexpr int WSAECONNRESET = 10054;
+inline constexpr int WSAENOBUFS = 10055;
+inline constexpr int WSAEISCONN = 10056;
+inline constexpr int WSAENOTCONN = 10057;
+inline constexpr int WSAESHUTDOWN = 10058;
+inline constexpr int WSAETOOMANYREFS = 10059;
+inline constexpr int WSAETIMEDOUT = 10060;
+inline constexpr int WSAECONNREFUSED = 10061;
+inline constexpr int WSAELOOP = 10062;
+inline constexpr int WSAENAMETOOLONG = 10063;
+inline constexpr int WSAEHOSTDOWN = 10064;
+inline constexpr int WSAEHOSTUNREACH = 10065;
+inline constexpr int WSAEUSERS = 10068;
+inline constexpr int WSAEDQUOT = 10069;
+inline constexpr int WSAESTALE = 10070;
+inline constexpr int WSANOTINITIALISED = 10093;
+inline constexpr int WSAHOST_NOT_FOUND = 11001;
+inline constexpr int WSATRY_AGAIN = 11002;
+inline constexpr int WSANO_RECOVERY = 11003;
+inline constexpr int WSANO_DATA = 11004;
+
+struct WSADATA {
+  WORD wVersion;
+  WORD wHighVersion;
+  char szDescription[257];
+  char szSystemStatus[129];
+  u_short iMaxSockets;
+  u_short iMaxUdpDg;
+  char* lpVendorInfo;
+};
+
+/// Counts the starts of this process. The port needs none, and its calls never fail with
+/// WSANOTINITIALISED. 0, or the error itself.
+int WSAStartup(WORD version, WSADATA* data) noexcept;
+/// SOCKET_ERROR with WSANOTINITIALISED when there was no start to take back.
+int WSACleanup() noexcept;
+int WSAGetLastError() noexcept;
+void WSASetLastError(int code) noexcept;
+
+using FARPROC = std::intptr_t(WINAPI*)();
+/// Keeps a hook per thread and returns the one before. The port's blocking calls never run it.
+FARPROC WSASetBlockingHook(FARPROC hook) noexcept;
+/// SOCKET_ERROR with WSAEINVAL: no blocking call of the calling thread can be under way.
+int WSACancelBlockingCall() noexcept;
+
+/// Sockets are not inherited by child processes. No call below ever raises SIGPIPE; a call that a
+/// signal interrupts is resumed, with the time already spent taken off.
+SOCKET socket(int family, int type, int protocol) noexcept;
+/// A non-blocking connect under way fails with WSAEWOULDBLOCK.
+int connect(SOCKET socket, const sockaddr* address, int length) noexcept;
+int bind(SOCKET socket, const sockaddr* address, int length) noexcept;
+int listen(SOCKET socket, int backlog) noexcept;
+/// `address` and `length` may be null.
+SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept;
+/// A blocking receive whose SO_RCVTIMEO expires fails with WSAETIMEDOUT, never WSAEWOULDBLOCK.
+int recv(SOCKET socket, char* buffer, int length, int flags) noexcept;
+/// As recv; a datagram longer than the buffer fails with WSAEMSGSIZE.
+int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
+             int* fromLength) noexcept;
+/// May send fewer bytes than `length`, also when a signal came in between; the caller goes on with
+/// the rest.
+int send(SOCKET socket, const char* buffer, int length, int flags) noexcept;
+int sendto(SOCKET socket, const char* buffer, int length, int flags, const sockaddr* to,
+           int toLength) noexcept;
+/// 0 receive, 1 send, 2 both.
+int shutdown(SOCKET socket, int how) noexcept;
+int closesocket(SOCKET socket) noexcept;
+int setsockopt(SOCKET socket, int level, int option, const char* value, int length) noexcept;
+int getsockopt(SOCKET socket, int level, int option, char* value, int* length) noexcept;
+/// FIONBIO and FIONREAD.
+int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept;
+int getpeername(SOCKET socket, sockaddr* address, int* length) noexcept;
+/// WSAEINVAL for a socket that is not bound.
+int getsockname(SOCKET socket, sockaddr* address, int* length) noexcept;
+/// The first argument is ignored. On return each set holds its ready sockets only; the result
+/// counts them all. A failed connect shows in the except set. WSAEINVAL when every set is empty or
+/// null, WSAENOTSOCK for a socket that is none.
+int select(int ignored, fd_set* read, fd_set* write, fd_set* except,
+           const timeval* timeout) noexcept;
+
+/// The four look-ups answer in storage of the calling thread that the next look-up of the same
+/// thread replaces; null on failure with WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY or
+/// WSANO_DATA. IPv4 only. A null `protocol` matches any.
+hostent* gethostbyname(const char* name) noexcept;
+hostent* gethostbyaddr(const char* address, int length, int family) noexcept;
+servent* getservbyname(const char* name, const char* protocol) noexcept;
+servent* getservbyport(int port, const char* protocol) noexcept;
+int gethostname(char* name, int length) noexcept;
+/// INADDR_NONE for a text that is no address.
+u_long inet_addr(const char* text) noexcept;
+/// In storage of the calling thread, replaced by its next call.
+char* inet_ntoa(in_addr address) noexcept;
+u_short htons(u_short value) noexcept;
+u_short ntohs(u_short value) noexcept;
+u_long htonl(u_long value) noexcept;
+u_long ntohl(u_long value) noexcept;
+
+// ---------------------------------------------------------------------------------------------
+// Window messages: there are none in the port.
+// ---------------------------------------------------------------------------------------------
+
+struct MSG {
+  UINT message;
+};
+using HWND = void*;
+inline constexpr UINT PM_REMOVE = 1;
+/// FALSE: no message waits.
+BOOL PeekMessageA(MSG* message, HWND window, UINT first, UINT last, UINT remove) noexcept;
+BOOL TranslateMessage(const MSG* message) noexcept;
+std::intptr_t DispatchMessageA(const MSG* message) noexcept;
+
+// ---------------------------------------------------------------------------------------------
+// The runtime's bounded formatter
+// ---------------------------------------------------------------------------------------------
+
+/// Writes at most `size` bytes. A text shorter than `size` gets its terminating zero and its length
+/// is returned; one of exactly `size` bytes fills the buffer, without a zero, and its length is
+/// returned; a longer one fills the buffer likewise and -1 is returned. -1 also for a null buffer
+/// with a size.
+int _snprintf(char* buffer, std::size_t size, const char* format, ...) noexcept
+    __attribute__((format(printf, 3, 4)));
+
+}  // namespace orla
+
+#endif
