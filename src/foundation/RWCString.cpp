@@ -1,0 +1,33 @@
+#include "foundation/RWCString.h"
+
+#include <algorithm>
+
+namespace orla {
+
+char toLowerAscii(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+RWCString toLowerAscii(RWCString text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) { return toLowerAscii(c); });
+  return text;
+}
+
+bool isDigitAscii(char c) noexcept {
+  return c >= '0' && c <= '9';
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return toLowerAscii(x) == toLowerAscii(y); });
+}
+
+std::string_view stripTrailingBlanks(std::string_view text) noexcept {
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+std::string_view stripLeadingBlanks(std::string_view text) noexcept {
+  return text.substr(std::min(text.find_first_not_of(' '), text.size()));
+}
+
+}  // namespace orla

@@ -1,0 +1,83 @@
+#include "threads/RWCondition.h"
+
+#include "threads/RWTHRErrors.h"
+#include "threads/RWTMonitor.h"
+
+namespace orla {
+
+namespace {
+
+using UnlockGuard = RWTMonitor<RWMutexLock>::UnlockGuard;
+
+// Calls `operation` and leads the text of every error that leaves it with `method`.
+template <class Operation>
+auto namingErrors(const char* method, Operation operation) {
+  try {
+    return operation();
+  } catch (const RWTHRxmsg& error) {
+    throw RWTHRInternalError(RWCString(method) + error.why());
+  } catch (...) {
+    throw RWTHRInternalError(RWCString(method) + "Unexpected exception");
+  }
+}
+
+}  // namespace
+
+// The calling thread's place among the waiters. Made and destroyed while the mutex is held; a
+// signal takes it off the list, and whatever else ends the wait, its end does.
+class RWCondition::Waiter {
+ public:
+  explicit Waiter(std::list<RWSemaphore*>& waiters) : waiters_(waiters) {
+    waiters_.push_back(&semaphore);
+  }
+  Waiter(const Waiter&) = delete;
+  Waiter& operator=(const Waiter&) = delete;
+  ~Waiter() noexcept(false) { waiters_.remove(&semaphore); }
+
+  RWSemaphore semaphore{0};
+
+ private:
+  std::list<RWSemaphore*>& waiters_;
+};
+
+void RWCondition::wait() {
+  namingErrors("RWCondition::wait - ", [this]() ORLA_NO_ANALYSIS {
+    if (hook_) hook_(*this);
+    Waiter waiter(waiters_);
+    UnlockGuard unlocked(*mutex_);
+    waiter.semaphore.acquire();
+  });
+}
+
+bool RWCondition::wait(std::uint32_t milliseconds) {
+  return namingErrors("RWCondition::wait - ", [this, milliseconds]() ORLA_NO_ANALYSIS {
+    if (hook_) hook_(*this);
+    Waiter waiter(waiters_);
+    bool signalled = false;
+    {
+      UnlockGuard unlocked(*mutex_);
+      signalled = waiter.semaphore.acquire(milliseconds);
+    }
+    return signalled || waiter.semaphore.tryAcquire();
+  });
+}
+
+void RWCondition::signal() {
+  namingErrors("RWCondition::signal - ", [this] {
+    if (!waiters_.empty()) releaseOldest();
+  });
+}
+
+void RWCondition::signalAll() {
+  namingErrors("RWCondition::signalAll - ", [this] {
+    while (!waiters_.empty()) releaseOldest();
+  });
+}
+
+void RWCondition::releaseOldest() {
+  RWSemaphore* oldest = waiters_.front();
+  waiters_.pop_front();
+  oldest->release();
+}
+
+}  // namespace orla

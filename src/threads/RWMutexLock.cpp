@@ -1,0 +1,63 @@
+#include "threads/RWMutexLock.h"
+
+#include "platform/winapi.h"
+
+#include <exception>
+
+#include "threads/RWTHRErrors.h"
+
+namespace orla {
+
+RWMutexLock::RWMutexLock(Hook hook) : hook_(hook) {
+  init();
+}
+
+RWMutexLock::~RWMutexLock() noexcept(false) {
+  if (!CloseHandle(handle_) && std::uncaught_exceptions() == 0)
+    raiseSystemError("RWMutexLock::~RWMutexLock - ", "CloseHandle() - ");
+}
+
+void RWMutexLock::init() {
+  handle_ = CreateMutexA(nullptr, FALSE, nullptr);
+  if (!handle_) raiseSystemError("RWMutexLock::init - ", "CreateMutex() - ");
+  initialised_ = true;
+}
+
+void RWMutexLock::prepare() {
+  if (hook_) hook_(*this);
+  // A lock of static storage may be used before its own constructor has run.
+  if (!initialised_) init();
+}
+
+void RWMutexLock::acquire() {
+  prepare();
+  const DWORD result = WaitForSingleObject(handle_, INFINITE);
+  if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED)
+    raiseSystemError("RWMutexLock::acquire - ", "WaitForSingleObject() - ");
+}
+
+bool RWMutexLock::acquire(std::uint32_t milliseconds) {
+  return acquireWithin(milliseconds, "RWMutexLock::acquire - ");
+}
+
+bool RWMutexLock::tryAcquire() {
+  return acquireWithin(0, "RWMutexLock::tryAcquire - ");
+}
+
+bool RWMutexLock::acquireWithin(std::uint32_t milliseconds, const char* method) {
+  prepare();
+  const DWORD result = WaitForSingleObject(handle_, milliseconds);
+  if (result == WAIT_OBJECT_0) return true;
+  if (result == WAIT_TIMEOUT) return false;
+  // Unlike acquire(), which has no other answer to give, the bounded forms report an owner that
+  // died holding the mutex. The system has handed the mutex over all the same: give it back, for a
+  // caller whose acquire failed will not.
+  if (result == WAIT_ABANDONED) ReleaseMutex(handle_);
+  raiseSystemError(method, "WaitForSingleObject() - ");
+}
+
+void RWMutexLock::release() {
+  if (!ReleaseMutex(handle_)) raiseSystemError("RWMutexLock::release - ", "ReleaseMutex() - ");
+}
+
+}  // namespace orla
