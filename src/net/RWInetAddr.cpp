@@ -1,0 +1,81 @@
+#include "net/RWInetAddr.h"
+
+#include "platform/winapi.h"
+
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "net/RWNetErrors.h"
+
+namespace orla {
+
+namespace {
+
+/// The words of a text, set apart by blanks.
+std::vector<RWCString> words(std::string_view text) {
+  std::vector<RWCString> result;
+  for (text = stripLeadingBlanks(text); !text.empty(); text = stripLeadingBlanks(text)) {
+    const std::string_view word = text.substr(0, text.find(' '));
+    result.emplace_back(word);
+    text.remove_prefix(word.size());
+  }
+  return result;
+}
+
+RWInetAddr parsed(const RWCString& text) {
+  std::vector<RWCString> parts = words(normalizedAddressText(text));
+  if (!parts.empty() && equalIgnoringCase(parts.front(), "inet")) parts.erase(parts.begin());
+
+  switch (parts.size()) {
+    case 1:
+      return RWInetAddr(RWInetServicePort(parts[0]), RWInetHost());
+    case 2:
+      return RWInetAddr(RWInetServicePort(parts[1]), RWInetHost(parts[0]));
+    case 3:
+      return RWInetAddr(RWInetServicePort(parts[2]), RWInetHost(parts[1]),
+                        RWSockKind::typeNamed(parts[0]));
+    default:
+      throw RWSockBadAddressFormatError(text);
+  }
+}
+
+}  // namespace
+
+RWInetAddr::RWInetAddr(const RWInetServicePort& port, const RWInetHost& host, int type,
+                       int protocol)
+    : port_(port), host_(host), kind_{AF_INET, type, protocol} {}
+
+RWInetAddr::RWInetAddr(const RWCString& text) : RWInetAddr(parsed(text)) {}
+
+RWCString RWInetAddr::raw() const {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port_.number());
+  address.sin_addr.s_addr = host_.address();
+  return RWCString(reinterpret_cast<const char*>(&address), sizeof address);
+}
+
+RWCString RWInetAddr::text() const {
+  return kind_.text() + ":" + host_.text() + ":" + port_.text();
+}
+
+RWInetAddrFactory::RWInetAddrFactory(RWSockAddrFactory& registry) {
+  registry.registerFactory("inet", *this);
+  registry.registerFactory(AF_INET, *this);
+}
+
+RWSockAddr RWInetAddrFactory::makeFromRaw(const void* raw, int length, int type) const {
+  sockaddr_in address{};
+  if (length < static_cast<int>(sizeof address)) throw RWSockBadAddressFormatError(length);
+  std::memcpy(&address, raw, sizeof address);
+  return RWSockAddr(std::make_unique<RWInetAddr>(RWInetServicePort(ntohs(address.sin_port)),
+                                                 RWInetHost(address.sin_addr.s_addr), type));
+}
+
+RWSockAddr RWInetAddrFactory::makeFromText(const RWCString& text) const {
+  return RWSockAddr(std::make_unique<RWInetAddr>(text));
+}
+
+}  // namespace orla

@@ -1,0 +1,47 @@
+// Socket addresses of the internet family: a host, a port and the kind of socket.
+#pragma once
+
+#include "net/RWInetHost.h"
+#include "net/RWInetServicePort.h"
+#include "net/RWSockAddr.h"
+
+namespace orla {
+
+/// An internet address. Names are looked up when raw() is asked for.
+class RWInetAddr final : public RWSockAddrBase {
+ public:
+  /// Types are numbered as in RWSockKind; protocol 0 is the type's default.
+  RWInetAddr(const RWInetServicePort& port, const RWInetHost& host, int type = 1, int protocol = 0);
+  /// From a text, its words set apart by ":" or blanks and comments in parentheses:
+  ///     [inet:] port                the any-address, type stream
+  ///     [inet:] host:port           type stream
+  ///     [inet:] type:host:port      "stream", "dgram", "raw", "rdm", "seqpacket"
+  /// Throws RWSockBadAddressFormatError for anything else.
+  explicit RWInetAddr(const RWCString& text);
+
+  const RWInetHost& host() const noexcept { return host_; }
+  const RWInetServicePort& port() const noexcept { return port_; }
+
+  RWSockKind kind() const override { return kind_; }
+  /// 16 bytes, a sockaddr_in.
+  RWCString raw() const override;
+  /// "inet:stream:www:80", which also reads back.
+  RWCString text() const override;
+
+ private:
+  RWInetServicePort port_;
+  RWInetHost host_;
+  RWSockKind kind_;
+};
+
+/// The factory of the family "inet", number 2.
+class RWInetAddrFactory final : public RWSockAddrFactoryBase {
+ public:
+  /// Registers itself with `registry`, which it must outlive.
+  explicit RWInetAddrFactory(RWSockAddrFactory& registry);
+
+  RWSockAddr makeFromRaw(const void* raw, int length, int type = 1) const override;
+  RWSockAddr makeFromText(const RWCString& text) const override;
+};
+
+}  // namespace orla

@@ -1,0 +1,107 @@
+#include "net/RWPortal.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "net/RWNetErrors.h"
+
+namespace orla {
+
+namespace {
+
+constexpr std::size_t kMaxLength = std::numeric_limits<int>::max();
+
+}  // namespace
+
+int RWPortalImp::recv(char*, int, bool*, std::uint32_t) {
+  throw RWNetTimeoutNotImplementedError();
+}
+RWCString RWPortalImp::recv(std::uint32_t) {
+  throw RWNetTimeoutNotImplementedError();
+}
+int RWPortalImp::send(const char*, int, std::uint32_t) {
+  throw RWNetTimeoutNotImplementedError();
+}
+
+int RWNoPortalImp::recv(char*, int, bool*, std::uint32_t) {
+  throw RWNetNoChannelError();
+}
+RWCString RWNoPortalImp::recv(std::uint32_t) {
+  throw RWNetNoChannelError();
+}
+int RWNoPortalImp::recv(char*, int, bool*) {
+  throw RWNetNoChannelError();
+}
+RWCString RWNoPortalImp::recv() {
+  throw RWNetNoChannelError();
+}
+int RWNoPortalImp::send(const char*, int, std::uint32_t) {
+  throw RWNetNoChannelError();
+}
+int RWNoPortalImp::send(const char*, int) {
+  throw RWNetNoChannelError();
+}
+
+RWPortal::RWPortal() : RWPortal(new RWNoPortalImp) {}
+
+RWPortal::RWPortal(RWPortalImp* implementation) : implementation_(implementation) {}
+
+int RWPortal::recv(char* buffer, int length, bool* more, std::uint32_t timeout) const {
+  return implementation_->recv(buffer, length, more, timeout);
+}
+
+RWCString RWPortal::recv(std::uint32_t timeout) const {
+  return implementation_->recv(timeout);
+}
+
+int RWPortal::recv(char* buffer, int length, bool* more) const {
+  return implementation_->recv(buffer, length, more);
+}
+
+RWCString RWPortal::recv() const {
+  return implementation_->recv();
+}
+
+int RWPortal::send(const char* buffer, int length, std::uint32_t timeout) const {
+  return implementation_->send(buffer, length, timeout);
+}
+
+int RWPortal::send(const char* buffer, int length) const {
+  return implementation_->send(buffer, length);
+}
+
+int RWPortal::send(const RWCString& text) const {
+  return send(text.data(), static_cast<int>(std::min(text.size(), kMaxLength)));
+}
+
+int RWPortal::recvFully(char* buffer, int length, int atLeast, bool* more) const {
+  if (atLeast < 0 || atLeast > length) atLeast = length;
+  int done = 0;
+  while (done < atLeast) {
+    const int got = recv(buffer + done, length - done);
+    if (got < 1) throw RWNetCantRecvError();
+    done += got;
+  }
+  if (more) *more = true;
+  return done;
+}
+
+int RWPortal::sendFully(const char* buffer, int length, int atLeast) const {
+  // A negative length, also the one of callers that leave it out, makes this negative as well:
+  // nothing is sent, and the text is not even measured.
+  if (atLeast < 0 || atLeast > length) atLeast = length;
+  int done = 0;
+  while (done < atLeast) {
+    const int sent = send(buffer + done, length - done);
+    if (sent < 1) throw RWNetCantSendError();
+    done += sent;
+  }
+  return done;
+}
+
+int RWPortal::sendFully(const RWCString& text) const {
+  if (text.size() > kMaxLength) throw RWBoundsErr(text.size(), kMaxLength);
+  return sendFully(text.data(), static_cast<int>(text.size()));
+}
+
+}  // namespace orla

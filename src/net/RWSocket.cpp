@@ -1,0 +1,278 @@
+#include "net/RWSocket.h"
+
+#include "platform/winapi.h"
+
+#include <algorithm>
+
+#include "net/RWNetErrors.h"
+
+namespace orla {
+
+namespace {
+
+// A socket's operations carry the names of the system's calls; inside them these are the calls.
+constexpr auto sysAccept = &accept;
+constexpr auto sysBind = &bind;
+constexpr auto sysConnect = &connect;
+constexpr auto sysGetpeername = &getpeername;
+constexpr auto sysGetsockname = &getsockname;
+constexpr auto sysGetsockopt = &getsockopt;
+constexpr auto sysListen = &listen;
+constexpr auto sysRecv = &recv;
+constexpr auto sysRecvfrom = &recvfrom;
+constexpr auto sysSend = &send;
+constexpr auto sysSendto = &sendto;
+constexpr auto sysSetsockopt = &setsockopt;
+constexpr auto sysShutdown = &shutdown;
+constexpr auto sysSocket = &socket;
+
+constexpr int kReceiveBuffer = 4096;
+
+/// Room for an address of any family, and how much of it the system filled.
+class RawAddress {
+ public:
+  sockaddr* bytes() noexcept { return reinterpret_cast<sockaddr*>(bytes_); }
+  int* length() noexcept { return &length_; }
+
+  /// False when the system gave no address.
+  bool isGiven() noexcept { return length_ > 0 && bytes()->sa_family != AF_UNSPEC; }
+
+  RWSockAddr address(int type) const {
+    return RWSockAddrFactory::instance().makeFromRaw(bytes_, std::min(length_, kSize), type);
+  }
+
+ private:
+  static constexpr int kSize = 257;
+
+  alignas(sockaddr_in) unsigned char bytes_[kSize] = {};
+  int length_ = kSize;
+};
+
+[[noreturn]] void raiseLastError(const char* operation) {
+  const int code = WSAGetLastError();  // Before the throw, which may make calls of its own.
+  throw RWSocketError(operation, code);
+}
+
+void check(int result, const char* operation) {
+  if (result != 0) raiseLastError(operation);
+}
+
+/// Throws the last error unless it says that the call would block.
+void raiseUnlessWouldBlock(const char* operation) {
+  if (WSAGetLastError() != WSAEWOULDBLOCK) raiseLastError(operation);
+}
+
+/// The number of bytes that a call transferred.
+int transferred(int result, const char* operation) {
+  if (result != SOCKET_ERROR) return result;
+  raiseUnlessWouldBlock(operation);
+  return 0;
+}
+
+/// A negative length fails here: the systems take it for all sorts of sizes.
+int badLength() {
+  WSASetLastError(WSAEFAULT);
+  return SOCKET_ERROR;
+}
+
+const sockaddr* bytesOf(const RWCString& raw) {
+  return reinterpret_cast<const sockaddr*>(raw.data());
+}
+
+int lengthOf(const RWCString& raw) {
+  return static_cast<int>(raw.size());
+}
+
+int typeOf(const RWSocket& socket) {
+  int type = 0;
+  int length = sizeof type;
+  socket.getsockopt(SOL_SOCKET, SO_TYPE, &type, &length);
+  return type;
+}
+
+/// Connects or binds by `call`, with a socket made first where there is none. `tolerated` is a code
+/// that is no failure, 0 for none.
+template <class Call>
+void establish(RWSocket& socket, const RWSockAddrBase& address, Call call, const char* operation,
+               int tolerated) {
+  const bool wasValid = socket.isValid();
+  const RWSockKind asked = address.kind();
+  if (wasValid) {
+    const RWSockKind current{asked.family, typeOf(socket), asked.protocol};
+    if (current.type != asked.type) throw RWSockTypeChangeError(current.text(), asked.text());
+  }
+  const RWCString raw = address.raw();  // Before the socket is made: it may look up, and raise.
+  if (!wasValid) socket.socket(asked);
+
+  if (call(socket.handle(), bytesOf(raw), lengthOf(raw)) == 0) return;
+  const int code = WSAGetLastError();
+  if (!wasValid) {
+    closesocket(socket.handle());
+    socket = RWSocket();
+  }
+  if (code != tolerated) throw RWSocketError(operation, code);
+}
+
+}  // namespace
+
+void RWSocket::socket(const RWSockKind& kind) {
+  const SOCKET made = sysSocket(kind.family, kind.type, kind.protocol);
+  if (made == INVALID_SOCKET) raiseLastError("RWSocket::socket");
+  handle_ = made;
+}
+
+void RWSocket::connect(const RWSockAddrBase& address) {
+  establish(*this, address, sysConnect, "RWSocket::connect", WSAEWOULDBLOCK);
+}
+
+void RWSocket::bind(const RWSockAddrBase& address) {
+  establish(*this, address, sysBind, "RWSocket::bind", 0);
+}
+
+void RWSocket::listen(int backlog) const {
+  check(sysListen(handle_, backlog), "RWSocket::listen");
+}
+
+RWSocket RWSocket::accept(RWSockAddr* peer) const {
+  RawAddress raw;
+  const SOCKET accepted =
+      sysAccept(handle_, peer ? raw.bytes() : nullptr, peer ? raw.length() : nullptr);
+  if (accepted == INVALID_SOCKET) {
+    raiseUnlessWouldBlock("RWSocket::accept");
+    return RWSocket();
+  }
+  if (peer) {
+    try {
+      *peer = raw.address(SOCK_STREAM);
+    } catch (...) {
+      closesocket(accepted);
+      throw;
+    }
+  }
+  return RWSocket(accepted);
+}
+
+int RWSocket::recv(char* buffer, int length, int flags, bool* more) const {
+  const int got = length < 0 ? badLength() : sysRecv(handle_, buffer, length, flags);
+  if (more) *more = got != 0;
+  return transferred(got, "RWSocket::recv");
+}
+
+RWCString RWSocket::recv() const {
+  char buffer[kReceiveBuffer];
+  const int got = recv(buffer, kReceiveBuffer);
+  return RWCString(buffer, static_cast<std::size_t>(got));
+}
+
+int RWSocket::recvfrom(char* buffer, int length, RWSockAddr* from, int flags, bool* more) const {
+  RawAddress raw;
+  const int got = length < 0
+                      ? badLength()
+                      : sysRecvfrom(handle_, buffer, length, flags, from ? raw.bytes() : nullptr,
+                                    from ? raw.length() : nullptr);
+  if (more) *more = got != 0;
+  const int count = transferred(got, "RWSocket::recvfrom");
+  if (from)
+    *from = got != SOCKET_ERROR && raw.isGiven() ? raw.address(typeOf(*this)) : RWSockAddr();
+  return count;
+}
+
+int RWSocket::send(const char* buffer, int length, int flags) const {
+  const int sent = length < 0 ? badLength() : sysSend(handle_, buffer, length, flags);
+  return transferred(sent, "RWSocket::send");
+}
+
+int RWSocket::sendto(const char* buffer, int length, const RWSockAddrBase& to, int flags) const {
+  const RWCString raw = to.raw();
+  const int sent = length < 0
+                       ? badLength()
+                       : sysSendto(handle_, buffer, length, flags, bytesOf(raw), lengthOf(raw));
+  return transferred(sent, "RWSocket::sendto");
+}
+
+int RWSocket::recvFully(char* buffer, int length, int atLeast) const {
+  int done = 0;
+  while (done < atLeast) {
+    const int got = done < length ? recv(buffer + done, length - done) : 0;
+    if (got == 0) throw RWNetCantRecvError();
+    done += got;
+  }
+  return done;
+}
+
+RWCString RWSocket::recvFully(int atLeast) const {
+  const int size = std::max(atLeast, kReceiveBuffer);
+  RWCString text(static_cast<std::size_t>(size), '\0');
+  text.resize(static_cast<std::size_t>(recvFully(text.data(), size, atLeast)));
+  return text;
+}
+
+int RWSocket::sendFully(const char* buffer, int length, int atLeast) const {
+  int done = 0;
+  while (done < atLeast) {
+    const int sent = done < length ? send(buffer + done, length - done) : 0;
+    if (sent == 0) throw RWNetCantSendError();
+    done += sent;
+  }
+  return done;
+}
+
+int RWSocket::sendFully(const char* buffer, int length) const {
+  return sendFully(buffer, length, length);
+}
+
+void RWSocket::shutdown(int how) const {
+  check(sysShutdown(handle_, how), "RWSocket::shutdown");
+}
+
+void RWSocket::setsockopt(int level, int option, const void* value, int length) const {
+  check(sysSetsockopt(handle_, level, option, static_cast<const char*>(value), length),
+        "RWSocket::setsockopt");
+}
+
+void RWSocket::getsockopt(int level, int option, void* value, int* length) const {
+  check(sysGetsockopt(handle_, level, option, static_cast<char*>(value), length),
+        "RWSocket::getsockopt");
+}
+
+void RWSocket::ioctl(long request, std::uint32_t* argument) const {
+  u_long value = *argument;
+  check(ioctlsocket(handle_, request, &value), "RWSocket::ioctl");
+  *argument = value;
+}
+
+RWSockAddr RWSocket::getpeername() const {
+  RawAddress raw;
+  check(sysGetpeername(handle_, raw.bytes(), raw.length()), "RWSocket::getpeername");
+  return raw.address(typeOf(*this));
+}
+
+RWSockAddr RWSocket::getsockname() const {
+  RawAddress raw;
+  check(sysGetsockname(handle_, raw.bytes(), raw.length()), "RWSocket::getsockname");
+  return raw.address(typeOf(*this));
+}
+
+void RWSocket::close() {
+  if (closesocket(handle_) != 0) raiseUnlessWouldBlock("RWSocket::closesocket");
+  handle_ = kInvalid;
+}
+
+RWCString RWSocket::text() const {
+  if (!isValid()) return "invalid";
+  RWSockAddr local;
+  try {
+    local = getsockname();
+  } catch (const RWSocketError& error) {
+    if (error.code() != WSAEINVAL) throw;  // Not bound: it has no address.
+  }
+  RWSockAddr peer;
+  try {
+    peer = getpeername();
+  } catch (const RWSocketError& error) {
+    if (error.code() != WSAENOTCONN) throw;
+  }
+  return peer.isValid() ? local.text() + "-->" + peer.text() : local.text();
+}
+
+}  // namespace orla

@@ -1,0 +1,71 @@
+#include "net/RWSocketAttribute.h"
+
+#include "platform/winapi.h"
+
+#include <cstdint>
+#include <limits>
+
+#include "net/RWNetErrors.h"
+
+namespace orla {
+
+namespace {
+
+using Condition = RWSocketAttribute::Condition;
+
+struct WaitSet {
+  fd_set sockets;
+  int waited;  // The conditions that put a socket into the set.
+  int found;   // Those that a ready one is reported with.
+
+  WaitSet(int waitedFor, int reported) : waited(waitedFor), found(reported) { FD_ZERO(&sockets); }
+
+  void add(const RWSocketAttribute& attribute) {
+    if (!(attribute.conditions & waited)) return;
+    const SOCKET socket = attribute.socket.handle();
+    FD_SET(socket, &sockets);
+    // A full set ignores an addition, and the wait would miss the socket.
+    if (!FD_ISSET(socket, &sockets)) throw RWNetSelectError(WSAEINVAL);
+  }
+
+  void report(RWSocketAttributes& result) const {
+    for (auto left = sockets.fd_count; left > 0; --left) {
+      result.append({RWSocket(sockets.fd_array[left - 1]), found});
+    }
+  }
+};
+
+}  // namespace
+
+RWSocketAttributes selectSockets(const RWSocketAttributes& attributes, double seconds) {
+  constexpr int kReading = Condition::CanRead | Condition::CanAccept;
+  constexpr int kWriting = Condition::CanWrite | Condition::Connected;
+  WaitSet sets[] = {
+      {kReading, kReading}, {kWriting, kWriting}, {Condition::Exceptional, Condition::Exceptional}};
+  for (const RWSocketAttribute& attribute : attributes) {
+    for (WaitSet& set : sets) set.add(attribute);
+  }
+
+  timeval limit{};
+  const std::optional<std::int32_t> whole = selectSeconds(seconds);
+  limit.tv_sec = whole.value_or(0);
+  const int count = select(kMaxSelectSockets, &sets[0].sockets, &sets[1].sockets, &sets[2].sockets,
+                           whole ? &limit : nullptr);
+  if (count == SOCKET_ERROR) {
+    const int code = WSAGetLastError();
+    throw RWNetSelectError(code);
+  }
+
+  RWSocketAttributes ready(static_cast<std::size_t>(count));
+  for (const WaitSet& set : sets) set.report(ready);
+  return ready;
+}
+
+std::optional<std::int32_t> selectSeconds(double seconds) noexcept {
+  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  if (seconds < 0) return std::nullopt;
+  // Whole seconds only, on purpose: callers rely on a time-out below one second being a poll.
+  return seconds < kMost ? static_cast<std::int32_t>(seconds) : kMost;
+}
+
+}  // namespace orla

@@ -1,0 +1,84 @@
+#include "net/RWSocketPortal.h"
+
+#include <exception>
+
+#include "net/RWNetErrors.h"
+#include "net/RWSocketAttribute.h"
+
+namespace orla {
+
+RWSocketPortalImp::RWSocketPortalImp(const RWSocket& socket,
+                                     RWSocketPortalBase::ClosePolicy policy) noexcept
+    : RWSocket(socket), policy_(policy) {}
+
+RWSocketPortalImp::~RWSocketPortalImp() noexcept(false) {
+  if (policy_ != RWSocketPortalBase::PortalCloses || !isValid()) return;
+  const bool unwinding = std::uncaught_exceptions() > 0;
+  try {
+    close();
+  } catch (...) {
+    if (!unwinding) throw;  // Two errors at once would end the process.
+  }
+}
+
+int RWSocketPortalImp::recv(char* buffer, int length, bool* more, std::uint32_t timeout) {
+  requireReady(RWSocketAttribute::CanRead, timeout, "recv");
+  return RWSocket::recv(buffer, length, 0, more);
+}
+
+RWCString RWSocketPortalImp::recv(std::uint32_t timeout) {
+  requireReady(RWSocketAttribute::CanRead, timeout, "recv");
+  return RWSocket::recv();
+}
+
+int RWSocketPortalImp::recv(char* buffer, int length, bool* more) {
+  return RWSocket::recv(buffer, length, 0, more);
+}
+
+RWCString RWSocketPortalImp::recv() {
+  return RWSocket::recv();
+}
+
+int RWSocketPortalImp::send(const char* buffer, int length, std::uint32_t timeout) {
+  requireReady(RWSocketAttribute::CanWrite, timeout, "send");
+  return RWSocket::send(buffer, length);
+}
+
+int RWSocketPortalImp::send(const char* buffer, int length) {
+  return RWSocket::send(buffer, length);
+}
+
+int RWSocketPortalImp::waitReady(int condition, std::uint32_t timeout) {
+  RWSocketAttributes waited(kMaxSelectSockets);
+  waited.append({*this, condition});
+  const RWSocketAttributes ready = selectSockets(waited, timeout / 1000.0);
+  if (ready.isEmpty()) return 0;
+  constexpr int kTransfer = RWSocketAttribute::CanRead | RWSocketAttribute::CanWrite;
+  return ready[0].conditions & kTransfer ? -1 : 1;
+}
+
+void RWSocketPortalImp::requireReady(int condition, std::uint32_t timeout, const char* operation) {
+  switch (waitReady(condition, timeout)) {
+    case 0:
+      throw RWNetOperationTimeoutError();
+    case -1:
+    case 1:
+      return;
+    default:
+      throw RWInternalErr(RWCString("Unexpected return value from ") + operation);
+  }
+}
+
+RWSocketPortal::RWSocketPortal(const RWSocket& socket, ClosePolicy policy)
+    : RWPortal(new RWSocketPortalImp(socket, policy)) {}
+
+RWSocketPortal::RWSocketPortal(const RWSockAddrBase& address)
+    : RWSocketPortal(RWSocket(), PortalCloses) {
+  static_cast<RWSocketPortalImp*>(implementation())->connect(address);
+}
+
+RWSocket RWSocketPortal::socket() const {
+  return *static_cast<RWSocketPortalImp*>(implementation());
+}
+
+}  // namespace orla

@@ -1,0 +1,63 @@
+// What the tests of the network layer share: Winsock kept started, and sockets on the loopback
+// address.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "foundation/RWxmsg.h"
+#include "net/RWInetAddr.h"
+#include "net/RWSocket.h"
+#include "net/RWWinsockStartup.h"
+
+namespace orla {
+
+/// The text of the error that `action` raises, "" for none.
+template <class Action>
+RWCString raisedBy(Action action) {
+  try {
+    action();
+  } catch (const RWxmsg& error) {
+    return error.why();
+  }
+  return "";
+}
+
+/// Closes the socket that it holds.
+struct OwnedSocket : RWSocket {
+  explicit OwnedSocket(const RWSocket& socket = RWSocket()) : RWSocket(socket) {}
+  OwnedSocket(const OwnedSocket&) = delete;
+  OwnedSocket& operator=(const OwnedSocket&) = delete;
+  ~OwnedSocket() { closesocket(handle()); }
+};
+
+class NetTest : public testing::Test {
+ protected:
+  static RWInetAddr loopback(std::uint16_t port, int type = SOCK_STREAM) {
+    return RWInetAddr(RWInetServicePort(port), RWInetHost("127.0.0.1"), type);
+  }
+  static RWInetAddr addressOf(const RWSocket& socket) {
+    return RWInetAddr(socket.getsockname().text());
+  }
+  static void setBlocking(const RWSocket& socket, bool blocking) {
+    std::uint32_t nonBlocking = blocking ? 0 : 1;
+    socket.ioctl(FIONBIO, &nonBlocking);
+  }
+
+  std::unique_ptr<RWWinsockStartup> winsock_ = std::make_unique<RWWinsockStartup>();
+};
+
+/// With a connection between two sockets.
+class LoopbackTest : public NetTest {
+ protected:
+  LoopbackTest() {
+    listener_.bind(loopback(0));
+    listener_.listen(5);
+    client_.connect(addressOf(listener_));
+    static_cast<RWSocket&>(server_) = listener_.accept();
+  }
+
+  OwnedSocket listener_, client_, server_;
+};
+
+}  // namespace orla
