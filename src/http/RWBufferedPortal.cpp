@@ -1,0 +1,76 @@
+#include "http/RWBufferedPortal.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace orla {
+
+namespace {
+
+constexpr int kReadAhead = 16 * 1024;
+constexpr std::size_t kMostGathered = 256 * 1024;
+constexpr int kStringPiece = 4096;
+
+}  // namespace
+
+RWBufferedPortalImp::RWBufferedPortalImp(RWPortal portal) : portal_(std::move(portal)) {}
+
+template <class Receive>
+int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive receiveBelow) {
+  if (length <= 0) return 0;
+  if (position_ == end_) {
+    if (length >= kReadAhead) return receiveBelow(buffer, length, more);
+    if (!ahead_) ahead_ = std::make_unique_for_overwrite<char[]>(kReadAhead);
+    position_ = end_ = 0;
+    end_ = receiveBelow(ahead_.get(), kReadAhead, more);
+    if (end_ == 0) return 0;
+  }
+  const int count = std::min(length, end_ - position_);
+  std::memcpy(buffer, ahead_.get() + position_, static_cast<std::size_t>(count));
+  position_ += count;
+  if (more) *more = true;
+  return count;
+}
+
+int RWBufferedPortalImp::recv(char* buffer, int length, bool* more, std::uint32_t timeout) {
+  return receive(buffer, length, more, [&](char* into, int most, bool* condition) {
+    return portal_.recv(into, most, condition, timeout);
+  });
+}
+
+int RWBufferedPortalImp::recv(char* buffer, int length, bool* more) {
+  return receive(buffer, length, more, [&](char* into, int most, bool* condition) {
+    return portal_.recv(into, most, condition);
+  });
+}
+
+RWCString RWBufferedPortalImp::recv(std::uint32_t timeout) {
+  char piece[kStringPiece];
+  const int count = recv(piece, kStringPiece, nullptr, timeout);
+  return RWCString(piece, static_cast<std::size_t>(count));
+}
+
+RWCString RWBufferedPortalImp::recv() {
+  char piece[kStringPiece];
+  const int count = recv(piece, kStringPiece, nullptr);
+  return RWCString(piece, static_cast<std::size_t>(count));
+}
+
+int RWBufferedPortalImp::send(const char* buffer, int length, std::uint32_t) {
+  return send(buffer, length);
+}
+
+int RWBufferedPortalImp::send(const char* buffer, int length) {
+  if (length <= 0) return 0;
+  if (gathered_.size() + static_cast<std::size_t>(length) > kMostGathered) flush();
+  gathered_.insert(gathered_.end(), buffer, buffer + length);
+  return length;
+}
+
+void RWBufferedPortalImp::flush() {
+  const std::vector<char> sending = std::exchange(gathered_, {});
+  if (!sending.empty()) portal_.sendFully(sending.data(), static_cast<int>(sending.size()));
+}
+
+}  // namespace orla

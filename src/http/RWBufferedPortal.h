@@ -1,0 +1,48 @@
+// A portal that gathers small transfers over another portal into large ones.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "net/RWPortal.h"
+
+namespace orla {
+
+/// Reads ahead of its user, so that a receive of one byte costs no system call, and gathers sends
+/// until flush(). No received byte is lost to anybody who goes on reading here; the portal beneath
+/// must not be read by others.
+///
+/// One thread may receive while another sends: the two directions share nothing.
+class RWBufferedPortalImp : public RWPortalImp {
+ public:
+  /// Keeps `portal` alive.
+  explicit RWBufferedPortalImp(RWPortal portal);
+
+  /// A receive of at least the read-ahead's size, with nothing buffered, goes straight into the
+  /// caller's buffer.
+  int recv(char* buffer, int length, bool* more, std::uint32_t timeout) override;
+  RWCString recv(std::uint32_t timeout) override;
+  int recv(char* buffer, int length, bool* more) override;
+  RWCString recv() override;
+  /// Takes everything. What the portal beneath raises comes from the call that could not gather
+  /// more, or from flush(); the bytes gathered by then are dropped. The time-out bounds nothing
+  /// here: gathering does not wait.
+  int send(const char* buffer, int length, std::uint32_t timeout) override;
+  int send(const char* buffer, int length) override;
+
+  /// Sends what was gathered, all of it.
+  void flush();
+
+ private:
+  template <class Receive>
+  int receive(char* buffer, int length, bool* more, Receive receiveBelow);
+
+  RWPortal portal_;
+  std::unique_ptr<char[]> ahead_;  // Bytes received and not yet asked for: from position_ to end_.
+  int position_ = 0;
+  int end_ = 0;
+  std::vector<char> gathered_;
+};
+
+}  // namespace orla

@@ -1,0 +1,137 @@
+#include "http/RWHttpClient.h"
+
+#include "platform/winapi.h"
+
+#include <memory>
+#include <utility>
+
+#include "http/RWHttpErrors.h"
+#include "http/RWHttpPortal.h"
+#include "net/RWInetAddr.h"
+#include "net/RWNetErrors.h"
+#include "net/RWSocketAttribute.h"
+#include "net/RWTimedPortal.h"
+
+namespace orla {
+
+namespace {
+
+constexpr int kBodyPiece = 64 * 1024;
+
+void readToEnd(RWPortal portal, RWCString* body) {
+  const auto piece = std::make_unique_for_overwrite<char[]>(kBodyPiece);
+  while (const int count = portal.recv(piece.get(), kBodyPiece, nullptr))
+    body->append(piece.get(), static_cast<std::size_t>(count));
+}
+
+void setBlocking(RWSocket& socket, bool blocking) {
+  std::uint32_t nonBlocking = blocking ? 0 : 1;
+  socket.ioctl(FIONBIO, &nonBlocking);
+}
+
+/// Connects within `timeout` milliseconds.
+void connectInTime(RWSocket& socket, const RWInetAddr& address, std::uint32_t timeout) {
+  setBlocking(socket, false);
+  socket.connect(address);
+  RWSocketAttributes wanted;
+  wanted.append({socket, RWSocketAttribute::Connected | RWSocketAttribute::Exceptional});
+  const RWSocketAttributes ready = selectSockets(wanted, timeout / 1000.0);
+  if (ready.isEmpty()) throw RWNetOperationTimeoutError();
+  for (const RWSocketAttribute& attribute : ready)
+    if (attribute.conditions & RWSocketAttribute::Exceptional)
+      throw RWInternalErr("Unexpected error condition on socket");
+  setBlocking(socket, true);
+}
+
+}  // namespace
+
+bool RWHttpClientImp::enterPipelineMode(int pipelineMethod) {
+  switch (pipelineMethod) {
+    case kNoPipeline:
+      if (hasPendingReplies()) return false;
+      pipelining_ = false;
+      return true;
+    case kPipeline:
+      if (!pipelining_ && hasPendingReplies()) return false;
+      pipelining_ = true;
+      return true;
+    default:
+      throw RWHttpRequestError("Invalid pipeline method");
+  }
+}
+
+bool RWHttpClientImp::submit(const RWHttpRequest& request, int pipelineMethod) {
+  if (!enterPipelineMode(pipelineMethod)) return false;
+  if (!channel_ || !isConnected())
+    throw RWHttpConnectionError("Connection lost or not established");
+  request.write(RWPortal(channel_.get()), host_, port_);
+  channel_->flush();
+  pending_.write(request);
+  return true;
+}
+
+RWHttpReply RWHttpClientImp::getReply(const BodyHandler& handler, std::uint32_t timeout) {
+  if (!hasPendingReplies()) throw RWHttpNoPendingRepliesError();
+  const RWHttpRequest request = pending_.read();
+  if (!channel_) throw RWHttpConnectionError("Connection lost or not established");
+  const RWPortal portal = makeTimedPortal(RWPortal(channel_.get()), timeout);
+
+  RWHttpLineReader lines(portal);
+  RWHttpReply reply(lines);
+  while (reply.is1XX()) reply = RWHttpReply(lines);
+
+  const RWTHandle<RWHttpPortalImp> body = makeBodyPortal(request.getMethod(), reply, portal);
+  handler(RWPortal(body.get()));
+  if (!body->isDone()) throw RWHttpHandlerError("The body was not completely consumed");
+  return reply;
+}
+
+RWHttpReply RWHttpClientImp::getReply(RWCString& body, std::uint32_t timeout) {
+  using Reader = RWTFunctor1GA1Imp<RWPortal, void, RWPortal, RWCString*>;
+  return getReply(BodyHandler(new Reader(readToEnd, &body)), timeout);
+}
+
+bool RWHttpClientImp::hasPendingReplies() const {
+  return pending_.readable();
+}
+
+RWSocketPortal RWHttpSocketClientImp::portal() const {
+  return portal_;
+}
+
+void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
+                                    std::uint32_t timeout) {
+  const RWInetAddr address{RWInetServicePort(port), RWInetHost(host)};
+
+  disconnect();
+  host_ = host;
+  port_ = port;
+  if (timeout == 0) {
+    portal_ = RWSocketPortal(address);
+  } else {
+    RWSocket socket;
+    socket.socket(address.kind());
+    portal_ = RWSocketPortal(socket);
+    connectInTime(socket, address, timeout);
+  }
+  // The tail of a request must not wait for the server's acknowledgement of what went before.
+  const int noDelay = 1;
+  portal_.socket().setsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
+  channel_ = RWTHandle<RWBufferedPortalImp>(new RWBufferedPortalImp(portal_));
+}
+
+void RWHttpSocketClientImp::disconnect() {
+  channel_ = RWTHandle<RWBufferedPortalImp>();
+  portal_ = RWSocketPortal(RWSocket());
+}
+
+bool RWHttpSocketClientImp::isConnected() const {
+  try {
+    portal_.socket().getpeername();
+    return true;
+  } catch (const RWSocketError&) {
+    return false;
+  }
+}
+
+}  // namespace orla

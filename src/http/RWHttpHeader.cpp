@@ -1,0 +1,151 @@
+#include "http/RWHttpHeader.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "http/RWHttpErrors.h"
+
+namespace orla {
+
+namespace {
+
+constexpr char kContentLength[] = "Content-Length";
+constexpr char kHost[] = "Host";
+
+void requireLabel(const RWHttpGenericHeader& header, const char* label) {
+  if (!equalIgnoringCase(header.getLabel(), label))
+    throw RWHttpHeaderParseError("Label information does not match");
+}
+
+/// A 32-bit number as atol reads it; a magnitude beyond 32 bits, and a text without a number, give
+/// 0.
+std::int32_t readDecimal(std::string_view text) {
+  const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
+  text.remove_prefix(std::min(start, text.size()));
+  const bool negative = !text.empty() && text.front() == '-';
+  if (!text.empty() && (negative || text.front() == '+')) text.remove_prefix(1);
+
+  std::uint64_t magnitude = 0;
+  for (const char c : text) {
+    if (!isDigitAscii(c)) break;
+    magnitude = magnitude * 10 + static_cast<std::uint64_t>(c - '0');
+    if (magnitude > 0xFFFFFFFF) return 0;
+  }
+  const auto value = static_cast<std::uint32_t>(magnitude);
+  return static_cast<std::int32_t>(negative ? 0 - value : value);
+}
+
+/// The number in `text`; `error` is the message when it holds none.
+std::int32_t requireDecimal(std::string_view text, const char* error) {
+  const std::int32_t value = readDecimal(text);
+  if (value == 0 && text != "0") throw RWHttpHeaderParseError(error);
+  return value;
+}
+
+bool sortsBefore(const RWHttpHeaderBase& a, const RWHttpHeaderBase& b) {
+  if (a.getSortClass() != b.getSortClass()) return a.getSortClass() < b.getSortClass();
+  return a.getLabel() < b.getLabel();
+}
+
+}  // namespace
+
+RWHttpHeaderBase::RWHttpHeaderBase(RWCString label, unsigned sortClass)
+    : label_(std::move(label)), sortClass_(sortClass) {}
+
+RWCString RWHttpHeaderBase::asString() const {
+  return getLabel() + ": " + getValueText();
+}
+
+RWHttpGenericHeader::RWHttpGenericHeader(RWCString label, RWCString value, unsigned sortClass)
+    : RWHttpHeaderBase(std::move(label), sortClass), value_(std::move(value)) {}
+
+RWHttpGenericHeader::RWHttpGenericHeader(const RWHttpHeaderBase& other)
+    : RWHttpHeaderBase(other), value_(other.getValueText()) {}
+
+RWHttpContentLengthHeader::RWHttpContentLengthHeader(std::int32_t length)
+    : RWHttpHeaderBase(kContentLength, kContentLengthSortClass), length_(length) {}
+
+RWHttpContentLengthHeader::RWHttpContentLengthHeader(const RWHttpGenericHeader& header)
+    : RWHttpContentLengthHeader(0) {
+  requireLabel(header, kContentLength);
+  length_ = requireDecimal(header.getValue(), "Invalid value for Content-Length header");
+}
+
+RWCString RWHttpContentLengthHeader::getValueText() const {
+  return std::to_string(length_);
+}
+
+RWHttpHostHeader::RWHttpHostHeader(RWCString host, std::uint32_t port)
+    : RWHttpHeaderBase(kHost, kHostSortClass), host_(std::move(host)), port_(port) {}
+
+RWHttpHostHeader::RWHttpHostHeader(const RWHttpGenericHeader& header) : RWHttpHostHeader("") {
+  requireLabel(header, kHost);
+  const std::string_view value = header.getValue();
+  const std::size_t colon = value.find(':');
+  host_ = value.substr(0, colon);
+  if (colon == std::string_view::npos) return;
+  const std::string_view port = value.substr(colon + 1, value.find(':', colon + 1) - colon - 1);
+  if (!port.empty())
+    port_ = static_cast<std::uint32_t>(requireDecimal(port, "Invalid value for Host header"));
+}
+
+RWCString RWHttpHostHeader::getValueText() const {
+  return host_ + ":" + std::to_string(port_);
+}
+
+bool RWHttpHeaderList::insert(const RWHttpHeaderBase& header) {
+  if (find(header.getLabel()) != npos) return false;
+  const auto place =
+      std::partition_point(begin(), end(), [&](const auto& h) { return sortsBefore(h, header); });
+  headers_.insertAt(static_cast<std::size_t>(place - begin()), RWHttpGenericHeader(header));
+  return true;
+}
+
+std::size_t RWHttpHeaderList::find(const RWCString& label) const noexcept {
+  const auto found = std::find_if(
+      begin(), end(), [&](const auto& h) { return equalIgnoringCase(h.getLabel(), label); });
+  return found == end() ? npos : static_cast<std::size_t>(found - begin());
+}
+
+RWCString RWHttpHeaderList::getValue(const RWCString& label) const {
+  const std::size_t index = find(label);
+  return index == npos ? RWCString() : headers_[index].getValue();
+}
+
+bool RWHttpHeaderList::remove(const RWCString& label) {
+  const std::size_t index = find(label);
+  if (index == npos) return false;
+  headers_.removeAt(index);
+  return true;
+}
+
+RWCString RWHttpHeaderList::asString() const {
+  RWCString text;
+  for (const RWHttpGenericHeader& header : headers_) text += header.asString() + "\r\n";
+  return text;
+}
+
+void RWHttpHeaderCollector::add(const RWCString& label, const RWCString& value) {
+  const auto [entry, isNew] = byLabel_.try_emplace(toLowerAscii(label), label, value);
+  if (isNew) return;
+  RWCString merged = std::move(entry->second.value_);
+  merged += ", ";
+  merged += value;
+  entry->second = RWHttpGenericHeader(label, std::move(merged));
+}
+
+RWHttpHeaderList RWHttpHeaderCollector::take() {
+  std::vector<RWHttpGenericHeader> sorted;
+  sorted.reserve(byLabel_.size());
+  for (auto& [key, header] : byLabel_) sorted.push_back(std::move(header));
+  byLabel_.clear();
+  std::sort(sorted.begin(), sorted.end(), sortsBefore);
+
+  RWHttpHeaderList list;
+  for (RWHttpGenericHeader& header : sorted) list.headers_.append(std::move(header));
+  return list;
+}
+
+}  // namespace orla

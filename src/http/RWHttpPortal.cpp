@@ -1,0 +1,120 @@
+#include "http/RWHttpPortal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "http/RWHttpErrors.h"
+#include "http/RWHttpReply.h"
+#include "http/RWHttpRequest.h"
+#include "net/RWNetErrors.h"
+
+namespace orla {
+
+namespace {
+
+constexpr int kStringPiece = 4096;
+
+/// The size that a chunk size line states. The number is read as the C library's strtoul reads it
+/// where a long has 32 bits: larger ones count as 2^32 - 1.
+std::uint32_t parseChunkSize(const RWCString& line) {
+  constexpr char kSeparators[] = " ;\r";
+  const std::size_t start = std::min(line.find_first_not_of(kSeparators), line.size());
+  const std::size_t end = line.find_first_of(kSeparators, start);
+  const RWCString field = line.substr(start, end - start);
+
+  const unsigned long long size = std::strtoull(field.c_str(), nullptr, 16);
+  if (size != 0) return static_cast<std::uint32_t>(std::min(size, 0xFFFFFFFFULL));
+  if (field.empty() || field.find_first_not_of('0') != RWCString::npos)
+    throw RWHttpReplyError("Unable to evaluate chunk size: " + field);
+  return 0;
+}
+
+}  // namespace
+
+RWHttpPortalImp::RWHttpPortalImp() : done_(true), mode_(kLengthDelimited) {}
+
+RWHttpPortalImp::RWHttpPortalImp(RWPortal portal, Mode mode, std::uint32_t length)
+    : done_(false),
+      portal_(std::move(portal)),
+      remaining_(mode == kLengthDelimited ? length : 0),
+      mode_(mode) {}
+
+int RWHttpPortalImp::recv(char* buffer, int length, bool* more) {
+  if (done_) {
+    if (more) *more = false;
+    return 0;
+  }
+  if (mode_ == kChunked && remaining_ == 0) {
+    remaining_ = readChunkSize();
+    if (remaining_ == 0) {
+      done_ = true;
+      return 0;
+    }
+  }
+  if (mode_ != kUntilClose && static_cast<std::uint32_t>(std::max(length, 0)) > remaining_)
+    length = static_cast<int>(remaining_);
+  const int count = portal_.recv(buffer, length, more);
+  if (mode_ == kUntilClose) {
+    if (count == 0 && length > 0) done_ = true;
+  } else {
+    remaining_ -= static_cast<std::uint32_t>(count);
+    if (mode_ == kLengthDelimited && remaining_ == 0) done_ = true;
+  }
+  return count;
+}
+
+RWCString RWHttpPortalImp::recv() {
+  char piece[kStringPiece];
+  const int count = recv(piece, kStringPiece, nullptr);
+  return RWCString(piece, static_cast<std::size_t>(count));
+}
+
+int RWHttpPortalImp::send(const char*, int) {
+  throw RWNetNoChannelError();
+}
+
+std::uint32_t RWHttpPortalImp::readChunkSize() {
+  RWCString line;
+  for (std::size_t bytes = 0;; ++bytes) {
+    if (bytes == RWHttpLineReader::kMostBytes) throw RWHttpReplyError("Chunk size line too large");
+    char c;
+    bool more = false;
+    // A portal that reports a condition has more to come: it is asked again.
+    while (portal_.recv(&c, 1, &more) == 0)
+      if (!more) throw RWHttpConnectionError("Server unexpectedly closed connection");
+    line += c;
+    if (!line.ends_with("\r\n")) continue;
+    line.resize(line.size() - 2);
+    // The line end behind the chunk before makes an empty line.
+    if (!line.empty()) return parseChunkSize(line);
+  }
+}
+
+RWTHandle<RWHttpPortalImp> makeBodyPortal(const RWCString& method, const RWHttpReply& reply,
+                                          const RWPortal& portal) {
+  const auto make = [&](RWHttpPortalImp::Mode mode, std::uint32_t length = 0) {
+    return RWTHandle<RWHttpPortalImp>(new RWHttpPortalImp(portal, mode, length));
+  };
+
+  const int status = reply.getStatusCode();
+  if (equalIgnoringCase(method, kHttpHead) || reply.is1XX() || status == 204 || status == 304)
+    return RWTHandle<RWHttpPortalImp>(new RWHttpPortalImp);
+
+  const RWHttpHeaderList& headers = reply.headers();
+  const RWCString coding = headers.getValue("Transfer-Encoding");
+  if (equalIgnoringCase(coding, "chunked")) return make(RWHttpPortalImp::kChunked);
+  if (!coding.empty() && !equalIgnoringCase(coding, "identity"))
+    throw RWHttpReplyError("Unknown Transfer-Encoding: \"" + coding + "\"");
+
+  if (equalIgnoringCase(headers.getValue("Connection"), "close"))
+    return make(RWHttpPortalImp::kUntilClose);
+
+  const std::size_t length = headers.find("Content-Length");
+  if (length == RWHttpHeaderList::npos) return make(RWHttpPortalImp::kUntilClose);
+  return make(RWHttpPortalImp::kLengthDelimited,
+              static_cast<std::uint32_t>(RWHttpContentLengthHeader(headers[length]).getValue()));
+}
+
+}  // namespace orla

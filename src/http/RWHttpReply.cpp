@@ -1,0 +1,111 @@
+#include "http/RWHttpReply.h"
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "http/RWHttpErrors.h"
+#include "http/RWReplyErrors.h"
+
+namespace orla {
+
+namespace {
+
+/// The position behind the run of digits at `start`.
+std::size_t skipDigits(std::string_view text, std::size_t start) {
+  while (start < text.size() && isDigitAscii(text[start])) ++start;
+  return start;
+}
+
+/// The value of a run of digits; one beyond an int counts as the largest.
+int toNumber(std::string_view digits) {
+  constexpr int kMost = std::numeric_limits<int>::max();
+  int value = 0;
+  for (const char c : digits) {
+    const int digit = c - '0';
+    if (value > (kMost - digit) / 10) return kMost;
+    value = value * 10 + digit;
+  }
+  return value;
+}
+
+/// The label is what stands before the first ":" that has something before it; the value is the
+/// rest, without the colons and blanks (not tabs) at its beginning.
+void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
+  line.remove_prefix(std::min(line.find_first_not_of(':'), line.size()));
+  const std::size_t end = std::min(line.find(':'), line.size());
+  std::string_view value = line.substr(end);
+  value.remove_prefix(std::min(value.find_first_not_of(':'), value.size()));
+  headers.add(RWCString(line.substr(0, end)), RWCString(stripLeadingBlanks(value)));
+}
+
+}  // namespace
+
+RWHttpLineReader::RWHttpLineReader(RWPortal portal) : portal_(std::move(portal)) {}
+
+RWCString RWHttpLineReader::readLine() {
+  RWCString line;
+  for (;;) {
+    char c = readByte();
+    if (c == '\r') {
+      c = readByte();
+      if (c == '\n') return line;
+      line += '\r';
+    } else if (c == '\n') {
+      return line;
+    }
+    line += c;
+  }
+}
+
+char RWHttpLineReader::readByte() {
+  if (bytes_ == kMostBytes) throw RWHttpReplyError("Reply header too large");
+  char c;
+  if (portal_.recv(&c, 1, nullptr) == 0) throw RWReplyError("Connection closed by server");
+  ++bytes_;
+  return c;
+}
+
+RWHttpReply::RWHttpReply(RWHttpLineReader& lines) {
+  RWCString line;
+  do line = lines.readLine();
+  while (line.empty());
+  append(RWReplyLine(takeVersion(line)));
+  while (!isComplete()) append(RWReplyLine(lines.readLine()));
+
+  RWHttpHeaderCollector headers;
+  while (!(line = lines.readLine()).empty()) addHeaderLine(headers, line);
+  headers_ = headers.take();
+}
+
+RWCString RWHttpReply::takeVersion(const RWCString& line) {
+  // The first match of HTTP/[0-9]+\.[0-9]+ and a blank, wherever it stands.
+  constexpr std::string_view kName = "HTTP/";
+  for (std::size_t start = 0; (start = line.find(kName, start)) != RWCString::npos; ++start) {
+    const std::size_t major = start + kName.size();
+    const std::size_t point = skipDigits(line, major);
+    if (point == major || point == line.size() || line[point] != '.') continue;
+    const std::size_t minor = point + 1;
+    const std::size_t end = skipDigits(line, minor);
+    if (end == minor || end == line.size() || line[end] != ' ') continue;
+
+    majorVersion_ = toNumber(std::string_view(line).substr(major, point - major));
+    minorVersion_ = toNumber(std::string_view(line).substr(minor, end - minor));
+    RWCString rest = line;
+    return rest.erase(start, end + 1 - start);
+  }
+  throw RWReplySyntaxError(line);
+}
+
+RWCString RWHttpReply::getHeaderValue(const RWCString& label) const {
+  return headers_.getValue(label);
+}
+
+RWCString RWHttpReply::asString() const {
+  if (lines().isEmpty()) return RWCString();
+  return "HTTP/" + std::to_string(majorVersion_) + "." + std::to_string(minorVersion_) + " " +
+         lines()[0].rawLine() + "\r\n" + headers_.asString() + "\r\n";
+}
+
+}  // namespace orla

@@ -1,0 +1,99 @@
+#include "http/RWHttpRequest.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "http/RWHttpErrors.h"
+
+namespace orla {
+
+namespace {
+
+/// The body goes out in pieces of at most this many bytes.
+constexpr std::size_t kPieceSize = 4080;
+
+RWCString toHex(std::size_t value) {
+  RWCString digits;
+  do {
+    digits.insert(digits.begin(), "0123456789abcdef"[value % 16]);
+    value /= 16;
+  } while (value != 0);
+  return digits;
+}
+
+RWHttpGenericHeader contentLength(std::int64_t length) {
+  if (length <= std::numeric_limits<std::int32_t>::max())
+    return RWHttpGenericHeader(RWHttpContentLengthHeader(static_cast<std::int32_t>(length)));
+  // The typed header holds 32 bits with a sign; a larger body still states its true length.
+  return {"Content-Length", std::to_string(length), RWHttpHeaderBase::kContentLengthSortClass};
+}
+
+}  // namespace
+
+RWHttpRequestStringBody::RWHttpRequestStringBody(RWCString text) : text_(std::move(text)) {}
+
+RWCString RWHttpRequestStringBody::read(std::size_t most) {
+  const std::size_t count = std::min(most, text_.size() - position_);
+  const std::size_t start = std::exchange(position_, position_ + count);
+  return text_.substr(start, count);
+}
+
+std::int64_t RWHttpRequestStringBody::getLength() const {
+  return static_cast<std::int64_t>(text_.size());
+}
+
+RWHttpRequest::RWHttpRequest() : body_(new RWHttpRequestStringBody) {}
+
+RWHttpRequest::RWHttpRequest(RWCString method, RWCString uri) : RWHttpRequest() {
+  method_ = std::move(method);
+  uri_ = std::move(uri);
+}
+
+void RWHttpRequest::setMethod(RWCString method) {
+  method_ = std::move(method);
+}
+
+void RWHttpRequest::setURI(RWCString uri) {
+  uri_ = std::move(uri);
+}
+
+void RWHttpRequest::setBody(RWTHandle<RWHttpRequestBody> body) {
+  body_ = std::move(body);
+}
+
+RWCString RWHttpRequest::requestLine() const {
+  return method_ + " " + uri_ + " HTTP/" + std::to_string(majorVersion_) + "." +
+         std::to_string(minorVersion_);
+}
+
+void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::uint32_t port) const {
+  RWHttpHeaderList headers = headers_;
+  const std::int64_t length = body_->getLength();
+  const bool chunked = length == -1;
+  if (chunked) {
+    if (majorVersion_ < 1 || (majorVersion_ == 1 && minorVersion_ < 1))
+      throw RWHttpRequestError(
+          "Transfer-Encoding: chunked only supported with HTTP/1.1 or higher requests.");
+    headers.insert(RWHttpGenericHeader("Transfer-Encoding", "chunked"));
+  } else if (length > 0) {
+    headers.insert(contentLength(length));
+  }
+  // An empty "Host" of the caller's own stays: the list refuses a second one.
+  if (headers.getValue("Host").empty()) headers.insert(RWHttpHostHeader(host, port));
+
+  portal.sendFully(requestLine() + "\r\n");
+  portal.sendFully(headers.asString() + "\r\n");
+
+  for (RWCString piece; !(piece = body_->read(kPieceSize)).empty();) {
+    if (!chunked) {
+      portal.sendFully(piece);
+      continue;
+    }
+    portal.sendFully(toHex(piece.size()) + "\r\n");
+    portal.sendFully(piece + "\r\n");
+  }
+  if (chunked) portal.sendFully(RWCString("0\r\n\r\n"));
+}
+
+}  // namespace orla

@@ -1,0 +1,102 @@
+// HTTP requests: what is to be asked, and the bytes that ask it.
+//
+//   POST /path?x=1 HTTP/1.1 CR LF            request line, one write
+//   Content-Length: 5 CR LF                  header block, one write: by sort class, then by label
+//   Host: srv:8080 CR LF
+//   Accept: text/plain CR LF
+//   CR LF
+//   hello                                    body, pieces of at most 4080 bytes
+//
+// or, for a body of unknown length, with "Transfer-Encoding: chunked":
+//
+//   ff0 CR LF                                size in lower-case hexadecimal, one write
+//   <4080 bytes> CR LF                       piece, one write
+//   0 CR LF CR LF                            end, one write
+//
+// One thread at a time uses a request. Copies share the body.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "foundation/RWCString.h"
+#include "foundation/RWReference.h"
+#include "http/RWHttpHeader.h"
+#include "net/RWPortal.h"
+
+namespace orla {
+
+/// Method texts. RFC 9110, section 9.3.
+inline constexpr char kHttpOptions[] = "OPTIONS";
+inline constexpr char kHttpGet[] = "GET";
+inline constexpr char kHttpHead[] = "HEAD";
+inline constexpr char kHttpPost[] = "POST";
+inline constexpr char kHttpPut[] = "PUT";
+inline constexpr char kHttpDelete[] = "DELETE";
+inline constexpr char kHttpTrace[] = "TRACE";
+inline constexpr char kHttpConnect[] = "CONNECT";
+
+/// A source of body bytes. Reading it uses it up: a body is sent once.
+class RWHttpRequestBody : public RWReference {
+ public:
+  /// The next piece, of at most `most` bytes; empty at the end.
+  virtual RWCString read(std::size_t most) = 0;
+  /// The whole length in bytes, or -1 when it is not known in advance, which selects chunked
+  /// framing.
+  virtual std::int64_t getLength() const = 0;
+};
+
+/// A body that is one string, held once.
+class RWHttpRequestStringBody : public RWHttpRequestBody {
+ public:
+  explicit RWHttpRequestStringBody(RWCString text = RWCString());
+
+  RWCString read(std::size_t most) override;
+  std::int64_t getLength() const override;
+
+ private:
+  RWCString text_;
+  std::size_t position_ = 0;
+};
+
+/// A request; a value. Made empty: no method, no URI, version 1.1, no headers, an empty string
+/// body.
+class RWHttpRequest {
+ public:
+  RWHttpRequest();
+  RWHttpRequest(RWCString method, RWCString uri);
+
+  const RWCString& getMethod() const noexcept { return method_; }
+  void setMethod(RWCString method);
+  /// Written as it stands: neither escaped nor checked.
+  const RWCString& getURI() const noexcept { return uri_; }
+  void setURI(RWCString uri);
+  int getMajorVersion() const noexcept { return majorVersion_; }
+  void setMajorVersion(int version) noexcept { majorVersion_ = version; }
+  int getMinorVersion() const noexcept { return minorVersion_; }
+  void setMinorVersion(int version) noexcept { minorVersion_ = version; }
+  RWHttpHeaderList& headers() noexcept { return headers_; }
+  const RWHttpHeaderList& headers() const noexcept { return headers_; }
+  const RWTHandle<RWHttpRequestBody>& getBody() const noexcept { return body_; }
+  /// Shares `body`; it must hold one.
+  void setBody(RWTHandle<RWHttpRequestBody> body);
+
+  /// The request line without its line end.
+  RWCString requestLine() const;
+
+  /// Writes the request to `portal`, as drawn above. "Content-Length" or "Transfer-Encoding", and
+  /// "Host" (`host`:`port`), are added unless the headers hold them; the request's own list stays
+  /// as it is. RWHttpRequestError, with nothing written, for a body of unknown length in a version
+  /// below 1.1; what the portal raises leaves a part written.
+  void write(const RWPortal& portal, const RWCString& host, std::uint32_t port) const;
+
+ private:
+  RWCString method_;
+  RWCString uri_;
+  int majorVersion_ = 1;
+  int minorVersion_ = 1;
+  RWHttpHeaderList headers_;
+  RWTHandle<RWHttpRequestBody> body_;
+};
+
+}  // namespace orla
