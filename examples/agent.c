@@ -1,0 +1,20 @@
+#include <orla/ORLACl.h>
+#include <stdio.h>
+
+int main(int argc, char** argv) {
+  const char* url = argc > 1 ? argv[1] : "http://127.0.0.1:8080/";
+  uint32_t server = 0;
+  uint16_t major = 0, minor = 0;
+  char message[ORLA_MESSAGE_SIZE];
+
+  ORLAInitialize(0, NULL);
+  if (ORLAConnect(url, "", 0, &server) == ORLA_OK &&
+      ORLAGetVersion(server, &major, &minor) == ORLA_OK) {
+    printf("The server has version %u.%u.\n", (unsigned)major, (unsigned)minor);
+  } else {
+    ORLAGetLastErrorMsg(message, sizeof message);
+    printf("No version: %s\n", message);
+  }
+  ORLACleanup();
+  return 0;
+}

@@ -1,0 +1,287 @@
+/*
+ * ORLACl: the client library through which a management agent talks to its central management
+ * server.
+ *
+ * Calling order: ORLAInitialize, then ORLAConnect once for each server, then any number of commands
+ * on the handle, then ORLADisconnect, and at the end ORLACleanup. After ORLACleanup the library may
+ * be initialised again.
+ *
+ * Threads: any thread may call any function. Commands run on the calling thread, start no thread of
+ * their own, and run in parallel, also on one handle; each is one HTTP/1.1 request on a TCP
+ * connection of its own, over IPv4.
+ *
+ * Time: each wait for data from the server ends after 300 seconds without any. Nothing bounds the
+ * time to connect but the system, nor the whole time of a command.
+ *
+ * Strings are zero-terminated byte strings. The library keeps none of the caller's pointers after a
+ * call returns.
+ *
+ * Errors: every function returns a status, ORLA_OK (0) for success. Beside it the library keeps one
+ * message for the whole process (ORLAGetLastErrorMsg) and one code for each thread
+ * (ORLAGetLastError), which only ORLAGetVersion sets.
+ */
+#ifndef ORLA_ORLACL_H
+#define ORLA_ORLACL_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The platform's standard calling convention: the callee pops the arguments on 32-bit Windows. */
+#if defined(_WIN32) && !defined(_WIN64)
+#define ORLA_CALL __stdcall
+#else
+#define ORLA_CALL
+#endif
+
+/* Marks a function of the library. Programs leave ORLA_BUILDING_LIBRARY undefined. On Windows the
+ * import library gives the functions; a program needs nothing more. */
+#if defined(ORLA_BUILDING_LIBRARY) && !defined(_WIN32)
+#define ORLA_API __attribute__((visibility("default")))
+#else
+#define ORLA_API
+#endif
+
+/* A status or code: what a function returns, and what ORLAGetLastError reads. */
+typedef uint32_t orla_status;
+
+enum {
+  /* Success. */
+  ORLA_OK = 0,
+  /* A general failure; an HTTP status that has no code of its own. */
+  ORLA_ERROR_GENERAL = 1,
+  /* The network, the server's reply or the wait for it failed; the message tells which. Also the
+   * status of ORLAGetVersion for a version text that is none. */
+  ORLA_ERROR_TRANSPORT = 4,
+  /* A bad argument: an unknown handle, a null pointer, a text that is too long. */
+  ORLA_ERROR_ARGUMENT = 6,
+  /* HTTP 401; or a local file that could not be closed or replaced. */
+  ORLA_ERROR_UNAUTHORIZED = 9,
+  /* ORLADownloadFile: HTTP 404 or 403. */
+  ORLA_ERROR_NO_SUCH_DOWNLOAD = 10,
+  /* ORLASendPackage: a file of 4 GiB or more, or no memory for it. */
+  ORLA_ERROR_TOO_LARGE = 11,
+  /* HTTP 400 or 501; or the progress function answered ORLA_PROGRESS_CANCEL. */
+  ORLA_ERROR_REQUEST = 12,
+  /* HTTP 304; or the progress function answered ORLA_PROGRESS_ABANDON. */
+  ORLA_ERROR_NOT_MODIFIED = 13,
+  /* A local file or folder that does not exist. */
+  ORLA_ERROR_NO_SUCH_FILE = 14,
+  /* ORLASendPackage: reading the file gave fewer bytes than its size. */
+  ORLA_ERROR_SHORT_READ = 24,
+  /* HTTP 404 or 403, of the commands other than ORLADownloadFile. */
+  ORLA_ERROR_NOT_FOUND = 46,
+  /* The thread's code after a version text that is none (ORLAGetLastError). */
+  ORLA_ERROR_VERSION_TEXT = 58
+};
+
+/* No code was recorded for the calling thread. */
+#define ORLA_NO_CODE UINT32_C(0xFFFFFFFF)
+
+/* The status field of the progress record. */
+enum {
+  /* Data arrive: what the library writes before each call. Leave it to go on. */
+  ORLA_PROGRESS_DATA = 6,
+  /* Written by the progress function: the download fails with ORLA_ERROR_NOT_MODIFIED. */
+  ORLA_PROGRESS_ABANDON = 9,
+  /* Written by the progress function: the download fails with ORLA_ERROR_REQUEST. */
+  ORLA_PROGRESS_CANCEL = 11
+};
+
+/* What the phase field of the progress record always holds. */
+enum { ORLA_PROGRESS_PHASE = 1 };
+
+/* The largest number of connections at one time, free ones that wait for their reuse included. */
+enum { ORLA_MAX_CONNECTIONS = 30 };
+
+/* The size of the library's message, in bytes: a buffer of this size holds every message whole. */
+enum { ORLA_MESSAGE_SIZE = 1024 };
+
+#pragma pack(push, 1)
+/*
+ * The progress record of a download. The agent owns it and keeps it until ORLADownloadFile returns.
+ *
+ *   offset  size
+ *        0     6  reserved: the library never touches it
+ *        6     4  phase: ORLA_PROGRESS_PHASE
+ *       10     4  status: written before each call; the progress function may overwrite it
+ *       14   260  file_name: the file being written, cut to 259 bytes
+ *      274     4  byte_count: bytes written so far, modulo 2^32
+ */
+typedef struct orla_progress_record {
+  uint8_t reserved[6];
+  uint32_t phase;
+  uint32_t status;
+  char file_name[260];
+  uint32_t byte_count;
+} orla_progress_record;
+#pragma pack(pop)
+
+#define ORLA_ASSERT_OFFSET(field, offset) \
+  typedef char orla_assert_##field[offsetof(orla_progress_record, field) == (offset) ? 1 : -1]
+ORLA_ASSERT_OFFSET(phase, 6);
+ORLA_ASSERT_OFFSET(status, 10);
+ORLA_ASSERT_OFFSET(file_name, 14);
+ORLA_ASSERT_OFFSET(byte_count, 274);
+#undef ORLA_ASSERT_OFFSET
+typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -1];
+
+/*
+ * The progress function of a download, called on the thread that called ORLADownloadFile.
+ *
+ * record  the record given to ORLADownloadFile, filled as above
+ * data    on the first call the first 512 bytes of the file; null on every later call
+ * length  512 on the first call, 0 on every later one
+ *
+ * The first call comes when 512 bytes have arrived, then one for each further piece: a file of
+ * fewer than 512 bytes makes no call. To stop the download, overwrite record->status with
+ * ORLA_PROGRESS_CANCEL or ORLA_PROGRESS_ABANDON: nothing more is written, no further call is made,
+ * the rest of the reply is read and dropped, and the local file stays as it was.
+ */
+typedef void(ORLA_CALL* orla_progress_fn)(orla_progress_record* record, const void* data,
+                                          uint32_t length);
+
+/*
+ * Makes the library ready; ORLAConnect needs it.
+ *
+ * flag  only the low 16 bits count: non-zero means that `text` must be given
+ * text  tested only when the flag is set, and never kept
+ *
+ * ORLA_OK; ORLA_ERROR_ARGUMENT when the flag is set and `text` is null or empty. Once initialised,
+ * a further call returns ORLA_OK without looking at its arguments.
+ */
+ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
+
+/*
+ * Names a server. No network connection is made until a command.
+ *
+ * url         "http://host[:port]/path"; port 80 when it is left out, also for an "https" URL,
+ * which is spoken to in plain HTTP. A query in it is ignored. credential  kept with the connection
+ * and sent to nobody; must not be null, may be empty reserved    not used handle      takes the
+ * connection's handle, never 0; 0 on failure
+ *
+ * ORLA_OK, or ORLA_ERROR_GENERAL: a null `handle`; a URL that cannot be read (the message says so);
+ * ORLA_MAX_CONNECTIONS in use. A connection that was disconnected is used again, under the handle
+ * that it had. Before ORLAInitialize nothing is written, and the result is ORLA_OK when `*handle`
+ * already holds a value other than 0, else ORLA_ERROR_GENERAL.
+ */
+ORLA_API orla_status ORLA_CALL ORLAConnect(const char* url, const char* credential,
+                                           uint32_t reserved, uint32_t* handle);
+
+/*
+ * Gives a connection back for reuse. A command still finds the handle until it is reused or
+ * ORLACleanup runs.
+ *
+ * ORLA_OK, also when it is free already; ORLA_ERROR_ARGUMENT for an unknown handle.
+ */
+ORLA_API orla_status ORLA_CALL ORLADisconnect(uint32_t handle);
+
+/*
+ * Asks under which name a package is to be stored.
+ *
+ * handle      the connection
+ * type        the package's type: only the low 16 bits count
+ * count       how many identities, at most 65535: only the low 16 bits count
+ * identities  `count` strings; must not be null, also when `count` is 0
+ * name        takes the server's answer
+ * size        in: the size of `name` in bytes. The answer is cut to it and padded with zeros up to
+ * it; it gets no terminating zero when it is that long or longer. Out: the answer's length when it
+ * is smaller than the size; otherwise left as it was.
+ *
+ * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a null `identities`, `name` or `size`;
+ * otherwise why the request failed, with a message. On failure `name` is the empty text. Parameters
+ * that exceed 2069 bytes, or a null identity, make the request go out without any target; the
+ * server refuses it.
+ */
+ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type, uint32_t count,
+                                                  const char* const* identities, char* name,
+                                                  uint32_t* size);
+
+/*
+ * Uploads a package. The whole file is held in memory while it is sent.
+ *
+ * handle, type, count, identities  as for ORLAGetPackageName
+ * path  the local file, of less than 4 GiB and at most 519 characters of path
+ * name  in: the file name that the server is told, none when empty or null; out: the server's
+ * answer, cut to the size and padded with zeros up to it, with no terminating zero when it is that
+ * long or longer size  in: the size of `name` in bytes; 0 (or a value above 0x7FFFFFFF) takes no
+ * answer. Out: the number of bytes sent; 0xFFFFFFFF on failure. Must not be null.
+ *
+ * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle, a null identity, a bad path, or parameters of
+ * more than 2069 bytes; ORLA_ERROR_NO_SUCH_FILE, ORLA_ERROR_TOO_LARGE, ORLA_ERROR_SHORT_READ;
+ * otherwise why the request failed, with a message.
+ */
+ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, uint32_t count,
+                                               const char* const* identities, const char* path,
+                                               char* name, uint32_t* size);
+
+/*
+ * Downloads a file. It is written to a temporary file beside `path`, which takes its place only
+ * when the download is complete; until then, and after a failure, the old file is untouched.
+ *
+ * handle    the connection; only its host and port are used
+ * target    the request target, "/" first, sent as it stands
+ * path      the local file: at most 519 characters, with a folder in it (".\\file" on Windows,
+ * "./file" elsewhere) progress  called as data arrive; with a null function nothing is read, and
+ * the download fails record    the progress record; must not be null. Its byte_count takes the
+ * number of bytes at the end. counter   sent as "&Counter=" behind the target, as it stands; null
+ * sends none
+ *
+ * ORLA_OK: the file is in place with all its bytes. ORLA_ERROR_ARGUMENT for a null `target` or
+ * `path`, a bad path or an unknown handle; ORLA_ERROR_NO_SUCH_DOWNLOAD; ORLA_ERROR_UNAUTHORIZED
+ * also when the old file could not be replaced; otherwise why the request failed, with a message. A
+ * local file that cannot be made still lets the request run.
+ */
+ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* target,
+                                                const char* path, orla_progress_fn progress,
+                                                orla_progress_record* record, const char* counter);
+
+/*
+ * Ends every connection and leaves the library uninitialised. Commands that run in other threads
+ * end as they would have. Always ORLA_OK.
+ */
+ORLA_API orla_status ORLA_CALL ORLACleanup(void);
+
+/*
+ * Asks the server's version.
+ *
+ * major, minor  take the first two numbers of the version, modulo 65536; 0 on failure. Must not be
+ * null.
+ *
+ * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a path of the URL that is too long;
+ * ORLA_ERROR_TRANSPORT, with ORLA_ERROR_VERSION_TEXT as the thread's code, for an answer that is
+ * not of the form digits.digits.digits and for HTTP 304; otherwise why the request failed, with a
+ * message.
+ */
+ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, uint16_t* minor);
+
+/*
+ * Reads the calling thread's code.
+ *
+ * code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts while
+ * the library is loaded begins with 0. Must not be null.
+ *
+ * 0, or 1 when the code is ORLA_NO_CODE.
+ */
+ORLA_API orla_status ORLA_CALL ORLAGetLastError(uint32_t* code);
+
+/*
+ * Reads the library's message: the last failure of any connection in any thread. Empty at first;
+ * nothing clears it.
+ *
+ * buffer  takes the message; nothing is written to a null one
+ * size    its size in bytes. A message that is as long or longer fills the buffer and gets no
+ * terminating zero.
+ *
+ * Always 0.
+ */
+ORLA_API orla_status ORLA_CALL ORLAGetLastErrorMsg(char* buffer, uint32_t size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,192 @@
+// The growable array of plain elements: the connection table, the error records and byte buffers.
+//
+// Elements are copied as raw bytes and never constructed, destroyed or freed: an array of pointers
+// does not own what they point to. There is no lock; whoever shares an array serialises its use.
+//
+// Every operation is virtual, in an order that is part of the class's form: new ones go last.
+//
+// Errors. An operation that returns bool answers false at the limits that it names. Any other
+// argument that would lead outside the storage, or past 32-bit counts, throws eaBadArgument before
+// anything is changed. A failed allocation throws eaNoMemory and leaves the array as it was.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace orla {
+
+/// What the growable array throws.
+enum eaerrcode {
+  eaBadArgument = 1,
+  eaNoMemory = 3,
+};
+
+template <class T>
+class CArArr {
+  static_assert(std::is_trivially_copyable_v<T>, "elements are copied as raw bytes");
+
+ public:
+  /// The position that means the end, where positions are given.
+  static constexpr std::int32_t kEnd = -1;
+
+  /// Starts without storage. `growBy`, at least 1, is how many elements more than needed are
+  /// allocated at each growth.
+  explicit CArArr(std::int32_t growBy) : growBy_(growBy) { Require(growBy >= 1); }
+  CArArr(const CArArr&) = delete;
+  CArArr& operator=(const CArArr&) = delete;
+  virtual ~CArArr() = default;
+
+  /// Copies `n` elements from `index` on; false when they are not all there, `index` is no element,
+  /// or `destination` is null.
+  virtual bool CopyOut(std::int32_t index, T* destination, std::int32_t n) const {
+    if (index < 0 || index >= count_ || std::int64_t{index} + n > count_ || !destination) {
+      return false;
+    }
+    Require(n >= 0);
+    Move(destination, data_.get() + index, n);
+    return true;
+  }
+
+  /// The reference stays valid until the array grows. eaBadArgument when there is no such element.
+  virtual T& ElementAt(std::int32_t index) {
+    Require(index >= 0 && index < count_);
+    return data_[static_cast<std::size_t>(index)];
+  }
+
+  /// Adds at the end and returns the storage, which stays valid until the array grows.
+  virtual T* Add(T element) { return CArArr::InsertAt(element, kEnd); }
+
+  /// Inserts all elements of `other`, which may be this array.
+  virtual void Append(const CArArr& other, std::int32_t position) {
+    InsertRange(other.data_.get(), other.count_, position);
+  }
+
+  /// Inserts `n` elements before `position`; nothing when `n` is negative. `source` may lie among
+  /// the array's own elements.
+  virtual void InsertRange(const T* source, std::int32_t n, std::int32_t position) {
+    if (n < 0) return;
+    if (position == kEnd) position = count_;
+    Require(position >= 0 && position <= count_ && (source || n == 0));
+    const bool own = Holds(source);
+    const std::ptrdiff_t offset = own ? source - data_.get() : 0;
+    Require(!own || offset + n <= count_);
+
+    const std::int64_t total = std::int64_t{count_} + n;
+    // Room for one more than needed is kept: an exact fit grows as well.
+    if (total >= capacity_) SetCapacity(total + growBy_);
+    Place(own ? data_.get() + offset : source, n, position);
+  }
+
+  /// Inserts before `position` and returns the storage, which stays valid until the array grows.
+  virtual T* InsertAt(T element, std::int32_t position) {
+    if (position == kEnd) position = count_;
+    Require(position >= 0 && position <= count_);
+    if (count_ >= capacity_) SetCapacity(std::int64_t{count_} + growBy_);
+    Place(&element, 1, position);
+    return data_.get();
+  }
+
+  /// Replaces `n` elements from `position` on; false when `n` is below 1 or the range reaches the
+  /// last element, which callers keep as their end mark.
+  virtual bool Overwrite(const T* source, std::int32_t n, std::int32_t position) {
+    if (n < 1 || std::int64_t{position} + n >= count_) return false;
+    Require(source && position >= 0);
+    Move(data_.get() + position, source, n);
+    return true;
+  }
+
+  /// Replaces one element; false when `index` is beyond the last. A negative index is no limit that
+  /// callers may run into, but misuse: eaBadArgument.
+  virtual bool SetAt(T element, std::int32_t index) {
+    if (index >= count_) return false;
+    Require(index >= 0);
+    Move(data_.get() + index, &element, 1);
+    return true;
+  }
+
+  /// Removes `n` elements from `index` on; false when `index` is no element. The whole of `n` is
+  /// taken off the count, so that callers can tell that they removed more than there was: the count
+  /// is then negative, and the array refuses elements until RemoveAll.
+  virtual bool RemoveAt(std::int32_t index, std::int32_t n) {
+    if (index < 0 || index >= count_) return false;
+    Require(n >= 0);
+    if (std::int64_t{index} + n < count_) {
+      Move(data_.get() + index, data_.get() + index + n, count_ - index - n);
+    }
+    count_ -= n;
+    return true;
+  }
+
+  /// Empties the array; the storage is kept for what comes next.
+  virtual void RemoveAll() { count_ = 0; }
+
+  virtual std::int32_t GetCount() const { return count_; }
+  virtual std::int32_t GetCapacity() const { return capacity_; }
+  virtual std::int32_t GetGrowBy() const { return growBy_; }
+
+  /// False, and nothing changed, unless `growBy` is at least 1.
+  virtual bool SetGrowBy(std::int32_t growBy) {
+    if (growBy < 1) return false;
+    growBy_ = growBy;
+    return true;
+  }
+
+ protected:
+  /// Moves the elements to new storage of exactly `capacity` elements; 0 gives the storage back.
+  /// eaBadArgument when the elements would not fit.
+  void SetCapacity(std::int64_t capacity) {
+    if (capacity == capacity_) return;
+    Require(capacity >= std::max(count_, 0) &&
+            capacity <= std::numeric_limits<std::int32_t>::max());
+    std::unique_ptr<T[]> storage;
+    if (capacity > 0) {
+      try {
+        storage = std::make_unique_for_overwrite<T[]>(static_cast<std::size_t>(capacity));
+      } catch (const std::bad_alloc&) {
+        throw eaNoMemory;
+      }
+      Move(storage.get(), data_.get(), count_);
+    }
+    data_ = std::move(storage);
+    capacity_ = static_cast<std::int32_t>(capacity);
+  }
+
+ private:
+  static void Require(bool valid) {
+    if (!valid) throw eaBadArgument;
+  }
+
+  static void Move(T* to, const T* from, std::int32_t n) {
+    if (n > 0) std::memmove(to, from, static_cast<std::size_t>(n) * sizeof(T));
+  }
+
+  bool Holds(const T* address) const {
+    const std::less<const T*> before;
+    const T* const first = data_.get();
+    return first && !before(address, first) && before(address, first + capacity_);
+  }
+
+  /// Inserts into storage that has room. The elements go to the end first and are then rotated into
+  /// place, so that a source among the array's own elements is read before anything moves.
+  void Place(const T* source, std::int32_t n, std::int32_t position) {
+    T* const end = data_.get() + count_;
+    Move(end, source, n);
+    std::rotate(data_.get() + position, end, end + n);
+    count_ += n;
+  }
+
+  std::int32_t count_ = 0;
+  std::int32_t capacity_ = 0;
+  std::int32_t growBy_;
+  std::unique_ptr<T[]> data_;
+};
+
+}  // namespace orla

@@ -1,0 +1,154 @@
+#include "client/CInetCntHandle.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "client/CArArr.h"
+#include "client/MapHttpStatus.h"
+#include "client/ReadBody.h"
+#include "client/VekRWHttpClient.h"
+#include "net/RWNetErrors.h"
+
+namespace orla {
+
+namespace {
+
+constexpr char kTransportInternalError[] = "Transport internal error";
+
+constexpr std::uint32_t kDefaultPort = 80;
+
+/// No wait for the server's data lasts longer, in milliseconds.
+constexpr int kReceiveTimeout = 300000;
+
+std::uint32_t makeHandle(const CInetCntHandle* connection) {
+  if constexpr (sizeof(connection) == sizeof(std::uint32_t)) {
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(connection));
+  } else {
+    static std::atomic<std::uint32_t> last{0};
+    std::uint32_t handle = ++last;
+    while (handle == 0) handle = ++last;
+    return handle;
+  }
+}
+
+/// The number that `text` begins with, as atoi reads it; 80 for no text. Beyond 32 bits: the
+/// largest.
+std::uint32_t portNumber(const RWCString& text) {
+  if (text.empty()) return kDefaultPort;
+  const long long port = std::strtoll(text.c_str(), nullptr, 10);
+  return port < 0 || port > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<std::uint32_t>(port);
+}
+
+void ConnectClient(VekRWHttpClient& client, const RWCString& host, std::uint32_t port,
+                   std::uint32_t wait) {
+  client.connect(host, port, wait);
+  client.portal().socket().setsockopt(SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout,
+                                      sizeof kReceiveTimeout);
+}
+
+}  // namespace
+
+CInetCntHandle::CInetCntHandle() : handle_(makeHandle(this)) {
+  SetMessage(kTransportInternalError);
+}
+
+CInetCntHandle::~CInetCntHandle() = default;
+
+bool CInetCntHandle::OpenTarget(const char* url, const char* credential, std::uint32_t) {
+  if (!url) url = "";
+  if (!credential) credential = "";
+  const RWURL parsed{RWCString(url)};
+  {
+    const CVekCritSecLock lock(lock_);
+    url_ = parsed;
+    credential_ = credential;
+    credentialCopy_ = credential;
+  }
+  if (parsed.isValid()) {
+    SetMessage(kTransportInternalError);
+    return true;
+  }
+  char text[kMessageSize + 1] = {};
+  _snprintf(text, kMessageSize, "URL '%s' is invalid.", url);
+  SetMessage(text);
+  return false;
+}
+
+bool CInetCntHandle::CheckConnection() {
+  SetMessage(kTransportInternalError);
+  return true;
+}
+
+RWCString CInetCntHandle::GetPath() const {
+  const CVekCritSecLock lock(lock_);
+  return url_.path();
+}
+
+void CInetCntHandle::CopyMessage(char (&buffer)[kMessageSize]) const {
+  const CVekCritSecLock lock(lock_);
+  std::memcpy(buffer, message_, kMessageSize);
+}
+
+void CInetCntHandle::SetMessage(const char* text, std::size_t limit) {
+  const CVekCritSecLock lock(lock_);
+  _snprintf(message_, limit, "%s", text);
+  message_[kMessageSize - 1] = '\0';
+}
+
+std::uint32_t CInetCntHandle::Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait) {
+  return Transact(kHttpGet, path, RWCString(), arg, wait);
+}
+
+std::uint32_t CInetCntHandle::Post(const char* path, RWCString body, CHttpRequestArg* arg,
+                                   std::uint32_t wait) {
+  return Transact(kHttpPost, path, std::move(body), arg, wait);
+}
+
+std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWCString body,
+                                       CHttpRequestArg* arg, std::uint32_t wait) {
+  if (!path || !arg) {
+    SetMessage(kTransportInternalError);
+    return ORLA_ERROR_GENERAL;
+  }
+  try {
+    RWURL url;
+    {
+      const CVekCritSecLock lock(lock_);
+      url = url_;
+    }
+    VekRWHttpClient client(new VekRWHttpClientImp);
+    ConnectClient(client, url.host(), portNumber(url.port()), wait);
+
+    RWHttpRequest request(method, path);
+    request.setBody(RWTHandle<RWHttpRequestBody>(new RWHttpRequestStringBody(std::move(body))));
+    client.submit(request);
+
+    using BodyFunctor = RWTFunctor1GA1Imp<RWPortal, void, RWPortal, CHttpRequestArg*>;
+    const RWHttpReply reply =
+        client.getReply(RWHttpClientImp::BodyHandler(new BodyFunctor(ReadBody, arg)), wait);
+    if (arg->errorCode != 0) {
+      SetMessage(kTransportInternalError);
+      return arg->errorCode;
+    }
+    char message[kMessageSize] = {};
+    const std::uint32_t code = MapHttpStatus(reply.getStatusCode(), message, sizeof message);
+    if (code != 0) SetMessage(message, sizeof message);
+    return code;
+  } catch (const RWNetOperationTimeoutError& error) {
+    SetMessage(error.why());
+  } catch (const RWxmsg& error) {
+    SetMessage(error.why());
+  } catch (const std::exception&) {
+    // What the standard library raises here is want of memory. A large reply must not end the
+    // agent.
+    SetMessage(kNoMemoryText);
+  } catch (eaerrcode) {
+    SetMessage(kNoMemoryText);
+  }
+  return ORLA_ERROR_TRANSPORT;
+}
+
+}  // namespace orla

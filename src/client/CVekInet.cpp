@@ -1,0 +1,188 @@
+#include "client/CVekInet.h"
+
+#include <exception>
+#include <string>
+
+#include "client/CVekExceptionImp.h"
+
+namespace orla {
+
+namespace {
+
+constexpr std::int32_t kGrowBy = 10;
+
+/// The text is built and dropped at initialisation, as agents have always had it.
+constexpr char kRelease[] = ORLA_VERSION;
+constexpr char kBuild[] = ORLA_BUILD;
+
+RWCString versionText() {
+  return RWCString("Version ") + kRelease + " Build " + kBuild + " ";
+}
+
+void takeExclusively(CVekWriterLock& lock, CVekGuard& guard) {
+  if (!lock.Lock(&guard)) raiseError(ORLA_ERROR_GENERAL);
+}
+
+}  // namespace
+
+CVekInet::CVekInet(const char* guardName)
+    : CArArr<CInetCntHandle*>(kGrowBy), errors_("ORLAHost.dll") {
+  // Not reported: without its objects the guard refuses every lock, and each operation says so.
+  guard_.Create(guardName);
+}
+
+CVekInet::~CVekInet() {
+  Cleanup();
+  guard_.Close();
+}
+
+std::uint32_t CVekInet::Initialize(std::uint32_t flag, const char* text) {
+  if (initialised_) return ORLA_OK;
+  if ((flag & 0xFFFF) != 0 && (!text || *text == '\0')) return ORLA_ERROR_ARGUMENT;
+  (void)versionText();
+  initialised_ = true;
+  return ORLA_OK;
+}
+
+std::uint32_t CVekInet::Cleanup() {
+  CVekWriterLock lock;
+  if (!lock.Lock(&guard_)) return ORLA_ERROR_GENERAL;
+  for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
+    try {
+      // Drops the table's reference; a command that still runs keeps the object until it ends.
+      const Connection dropped(ElementAt(index));
+      if (dropped) dropped->removeReference();
+    } catch (...) {
+      // One connection that cannot be deleted does not keep the others.
+    }
+  }
+  RemoveAll();
+  initialised_ = false;
+  return ORLA_OK;
+}
+
+std::uint32_t CVekInet::Connect(const char* url, const char* credential, std::uint32_t reserved,
+                                std::uint32_t* handle) {
+  if (!handle) return ORLA_ERROR_GENERAL;
+  if (initialised_) {
+    std::uint32_t found = ReuseFree(url, credential, reserved);
+    if (found == 0) found = AddNew(url, credential, reserved);
+    *handle = found;
+  }
+  // Uninitialised, the answer rests on what the caller's variable held: agents rely on it.
+  return *handle != 0 ? ORLA_OK : ORLA_ERROR_GENERAL;
+}
+
+std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::uint32_t reserved) {
+  CVekWriterLock lock;
+  takeExclusively(lock, guard_);
+  for (std::int32_t index = 0; index < GetCount(); ++index) {
+    try {
+      CInetCntHandle* const connection = ElementAt(index);
+      if (!connection || connection->InUse()) continue;
+      if (!connection->OpenTarget(url, credential, reserved)) continue;
+      connection->SetInUse(true);
+      return connection->Handle();
+    } catch (...) {
+      // The next slot may serve.
+    }
+  }
+  return 0;
+}
+
+std::uint32_t CVekInet::AddNew(const char* url, const char* credential, std::uint32_t reserved) {
+  CVekWriterLock lock;
+  takeExclusively(lock, guard_);
+  if (GetCount() == ORLA_MAX_CONNECTIONS) return 0;
+  try {
+    const Connection connection(new CInetCntHandle);
+    if (!connection->OpenTarget(url, credential, reserved) || !connection->CheckConnection()) {
+      SetMessageFrom(*connection);
+      return 0;
+    }
+    Add(connection.get());
+    connection->addReference();  // The table's.
+    connection->SetInUse(true);
+    return connection->Handle();
+  } catch (const std::exception&) {
+    return 0;  // No memory.
+  } catch (eaerrcode) {
+    return 0;
+  }
+}
+
+std::uint32_t CVekInet::Disconnect(std::uint32_t handle) {
+  CVekWriterLock lock;
+  takeExclusively(lock, guard_);
+  std::uint32_t result = ORLA_ERROR_ARGUMENT;
+  for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
+    CInetCntHandle* const connection = ElementAt(index);
+    if (!connection || connection->Handle() != handle) continue;
+    connection->SetInUse(false);
+    result = ORLA_OK;
+  }
+  return result;
+}
+
+CVekInet::Connection CVekInet::FindHandle(std::uint32_t handle) {
+  CVekReaderLock lock;
+  if (!lock.Lock(&guard_)) raiseError(ORLA_ERROR_GENERAL);
+  for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
+    CInetCntHandle* const connection = ElementAt(index);
+    if (connection && connection->Handle() == handle) return Connection(connection);
+  }
+  return Connection();
+}
+
+CVekInet::Connection CVekInet::RequireHandle(std::uint32_t handle) {
+  Connection connection = FindHandle(handle);
+  if (!connection) raiseError(ORLA_ERROR_ARGUMENT);
+  return connection;
+}
+
+std::uint32_t CVekInet::LastError(std::uint32_t* code) {
+  *code = errors_.GetErrorCode();
+  return *code == CVekErrStorage::kNoCode ? 1 : 0;
+}
+
+std::uint32_t CVekInet::LastErrorMessage(char* buffer, std::uint32_t size) {
+  const CVekCritSecLock lock(messageLock_);
+  if (buffer) _snprintf(buffer, size, "%s", message_);
+  return 0;
+}
+
+std::uint32_t CVekInet::SetCode(std::uint32_t code) {
+  if (code == CVekErrStorage::kNoCode) code = GetLastError();
+  errors_.SetErrorCode(code);
+  return code;
+}
+
+std::uint32_t CVekInet::SetCodeFromSystem() {
+  // SetCode asks the system once more when its error is the value that means none.
+  return SetCode(GetLastError());
+}
+
+std::uint32_t CVekInet::OpenThreadRecord() {
+  errors_.EnsureEntry();
+  return 0;
+}
+
+std::uint32_t CVekInet::CloseThreadRecord() {
+  errors_.RemoveEntry();
+  return 0;
+}
+
+void CVekInet::SetMessage(const char* text) {
+  if (!text) return;
+  const CVekCritSecLock lock(messageLock_);
+  _snprintf(message_, sizeof message_, "%s", text);
+  message_[sizeof message_ - 1] = '\0';
+}
+
+void CVekInet::SetMessageFrom(const CInetCntHandle& connection) {
+  char message[CInetCntHandle::kMessageSize];
+  connection.CopyMessage(message);
+  SetMessage(message);
+}
+
+}  // namespace orla

@@ -1,0 +1,92 @@
+// The one library-wide object: the table of connections, the errors, and what the ten exported
+// functions do.
+#pragma once
+
+#include "platform/winapi.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "client/CArArr.h"
+#include "client/CInetCntHandle.h"
+#include "client/CVekCritSec.h"
+#include "client/CVekErrStorage.h"
+#include "client/CVekGuard.h"
+
+namespace orla {
+
+/// There is one, made when the library is loaded and destroyed when it is unloaded.
+///
+/// Any thread may call any operation. The table guard, which is shared by every process that loads
+/// the library, is held while the table is changed (exclusively) or searched (shared), never while
+/// a command is on the network. Each command returns a status and raises nothing but what is not
+/// CVekExceptionImp; Connect and Disconnect let error 1 through when the guard cannot be taken.
+class CVekInet : public CArArr<CInetCntHandle*> {
+ public:
+  /// `guardName` ends the names of the guard's kernel objects.
+  explicit CVekInet(const char* guardName = "ORLAHost2.dll");
+  ~CVekInet() override;
+
+  std::uint32_t Initialize(std::uint32_t flag, const char* text);
+  std::uint32_t Cleanup();
+
+  std::uint32_t Connect(const char* url, const char* credential, std::uint32_t reserved,
+                        std::uint32_t* handle);
+  std::uint32_t Disconnect(std::uint32_t handle);
+
+  /// `type` and `count` are cut to 16 bits.
+  std::uint32_t GetVersion(std::uint32_t handle, std::uint16_t* major, std::uint16_t* minor);
+  std::uint32_t GetPackageName(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                               const char* const* identities, char* name, std::uint32_t* size);
+  std::uint32_t SendPackage(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                            const char* const* identities, const char* path, char* name,
+                            std::uint32_t* size);
+  std::uint32_t DownloadFile(std::uint32_t handle, const char* target, const char* path,
+                             orla_progress_fn progress, orla_progress_record* record,
+                             const char* counter);
+
+  /// Writes the target of a command (type 0: the version; `upload`: an upload; else a package name)
+  /// into `target`, of `size` bytes. False, with an empty target, for an unknown handle, a null
+  /// identity, or a text that does not fit.
+  bool BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                    const char* const* identities, bool upload, char* target, std::size_t size);
+  /// The same for an upload of `fileName`, which may be null or empty. False for a file name that
+  /// does not fit leaves the target as it was without one.
+  bool BuildUpload(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                   const char* const* identities, const char* fileName, char* target,
+                   std::size_t size);
+
+  /// Writes the calling thread's code; 1 when there is none, else 0.
+  std::uint32_t LastError(std::uint32_t* code);
+  /// Copies the library-wide message, cut to `size` bytes and then without a terminating zero. 0.
+  std::uint32_t LastErrorMessage(char* buffer, std::uint32_t size);
+
+  /// Sets the calling thread's code; 0xFFFFFFFF takes the system's last error instead. The code
+  /// set.
+  std::uint32_t SetCode(std::uint32_t code);
+  std::uint32_t SetCodeFromSystem();
+  std::uint32_t OpenThreadRecord();
+  std::uint32_t CloseThreadRecord();
+  /// Sets the library-wide message; null changes nothing.
+  void SetMessage(const char* text);
+
+ private:
+  using Connection = RWTHandle<CInetCntHandle>;
+
+  std::uint32_t ReuseFree(const char* url, const char* credential, std::uint32_t reserved);
+  std::uint32_t AddNew(const char* url, const char* credential, std::uint32_t reserved);
+  /// Empty when no connection has that handle. A disconnected one is still found.
+  Connection FindHandle(std::uint32_t handle);
+  Connection FindInTable(std::uint32_t handle);
+  /// FindHandle, raising error 6 for an unknown handle.
+  Connection RequireHandle(std::uint32_t handle);
+  void SetMessageFrom(const CInetCntHandle& connection);
+
+  CVekGuard guard_;
+  CVekErrStorage errors_;
+  bool initialised_ = false;
+  CVekCritSec messageLock_;
+  char message_[ORLA_MESSAGE_SIZE] ORLA_GUARDED_BY(messageLock_) = {};
+};
+
+}  // namespace orla

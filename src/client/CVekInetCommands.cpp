@@ -1,0 +1,264 @@
+// The server commands of the library-wide object: their targets and their answers.
+//
+//   version   /P?ORLACommand=GetVersion
+//   name      /P?ORLACommand=CompileName&Type=T&Identity0=V0&Identity1=V1...&Encoding=UTF-8
+//   upload    /P?ORLACommand=UploadPackage&Type=T&Identity0=V0...&Encoding=UTF-8&FileName=N
+//   download  the agent's target, with &Counter=C behind it when a counter is given
+//
+// P is the path of the connection's URL, T the type in decimal; V and N are percent-encoded.
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "client/CVekExceptionImp.h"
+#include "client/CVekFile.h"
+#include "client/CVekInet.h"
+#include "client/PercentEncode.h"
+
+namespace orla {
+
+namespace {
+
+/// The size of the buffer for a target, and of that for one escaped value; a terminating zero each.
+constexpr std::size_t kTargetSize = 2070;
+
+constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
+
+/// The value percent-encoded, or as it stands when that does not fit its buffer.
+RWCString escape(const char* value) {
+  const std::size_t length = std::strlen(value);
+  char escaped[kTargetSize];
+  auto size = static_cast<std::uint32_t>(sizeof escaped);
+  if (length >= kTargetSize ||
+      !PercentEncode(value, static_cast<std::uint32_t>(length), escaped, &size))
+    return RWCString(value, length);
+  return RWCString(escaped);
+}
+
+/// Copies `text` with its terminating zero; false, and nothing written, when it does not fit.
+bool copyTarget(const RWCString& text, char* target, std::size_t size) {
+  if (text.size() >= size) return false;
+  std::memcpy(target, text.c_str(), text.size() + 1);
+  return true;
+}
+
+/// Copies an answer as strncpy does: padded with zeros up to `size`, unterminated when it fills it.
+void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
+  const std::size_t length = std::min<std::size_t>(std::strlen(answer.c_str()), size);
+  std::memcpy(buffer, answer.data(), length);
+  std::memset(buffer + length, 0, size - length);
+}
+
+/// The text without the carriage returns and line feeds at its end.
+std::string_view stripLineEnd(std::string_view text) {
+  return text.substr(0, text.find_last_not_of("\r\n") + 1);
+}
+
+/// digits "." digits "." digits, and nothing else.
+bool isVersion(std::string_view text) {
+  const std::size_t first = text.find('.');
+  if (first == 0 || first == std::string_view::npos) return false;
+  const std::size_t second = text.find('.', first + 1);
+  if (second == std::string_view::npos || second == first + 1 || second + 1 == text.size())
+    return false;
+  return std::count(text.begin(), text.end(), '.') == 2 &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c == '.' || isDigitAscii(c); });
+}
+
+/// The value of the digits that `text` begins with, modulo 2^16.
+std::uint16_t leadingNumber(std::string_view text) {
+  std::uint16_t value = 0;
+  for (const char c : text) {
+    if (!isDigitAscii(c)) break;
+    value = static_cast<std::uint16_t>(value * 10 + (c - '0'));
+  }
+  return value;
+}
+
+/// The whole file at `path`.
+RWCString readPackage(const char* path) {
+  CVekFile file;
+  if (const std::uint32_t code =
+          file.Open(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL))
+    raiseError(code);
+  std::uint32_t high = 0;
+  const std::uint32_t size = file.GetSize(&high);
+  if (high != 0) raiseError(ORLA_ERROR_TOO_LARGE);
+
+  RWCString bytes;
+  try {
+    bytes.resize(size);
+  } catch (const std::exception&) {
+    raiseError(ORLA_ERROR_TOO_LARGE);
+  }
+  // One read takes less than 2 GiB.
+  constexpr std::uint32_t kMostAtOnce = 1U << 30;
+  std::uint32_t got = 0;
+  while (got < size) {
+    const std::int32_t count = file.Read(bytes.data() + got, std::min(size - got, kMostAtOnce));
+    if (count <= 0) break;
+    got += static_cast<std::uint32_t>(count);
+  }
+  file.Close(true);
+  if (got != size) raiseError(ORLA_ERROR_SHORT_READ);
+  return bytes;
+}
+
+/// Runs a command; the code that it raises becomes the status. Memory that runs out outside the
+/// transaction is a general failure: an agent must not die of it.
+template <class Command>
+std::uint32_t statusOf(Command command) {
+  try {
+    return command();
+  } catch (const CVekExceptionImp& error) {
+    return error.GetErrorCode();
+  } catch (const std::exception&) {
+    return ORLA_ERROR_GENERAL;
+  }
+}
+
+}  // namespace
+
+bool CVekInet::BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                            const char* const* identities, bool upload, char* target,
+                            std::size_t size) {
+  if (!target) return false;
+  target[0] = '\0';
+  const Connection connection = FindHandle(handle);
+  if (!connection) return false;
+
+  RWCString text = "/" + connection->GetPath() + "?ORLACommand=";
+  if (type == 0) {
+    text += "GetVersion";
+    return copyTarget(text, target, size);
+  }
+  text += upload ? "UploadPackage&Type=" : "CompileName&Type=";
+  text += std::to_string(type);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (!identities || !identities[i]) return false;
+    text += "&Identity" + std::to_string(i) + "=" + escape(identities[i]);
+  }
+  text += "&Encoding=UTF-8";
+  return copyTarget(text, target, size);
+}
+
+bool CVekInet::BuildUpload(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                           const char* const* identities, const char* fileName, char* target,
+                           std::size_t size) {
+  if (!BuildCommand(handle, type, count, identities, true, target, size)) return false;
+  if (!fileName || *fileName == '\0') return true;
+  return copyTarget(target + ("&FileName=" + escape(fileName)), target, size);
+}
+
+std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
+                                   std::uint16_t* minor) {
+  *major = 0;
+  *minor = 0;
+  const std::uint32_t status = statusOf([&]() -> std::uint32_t {
+    const Connection connection = RequireHandle(handle);
+    char target[kTargetSize];
+    if (!BuildCommand(handle, 0, 0, nullptr, false, target, sizeof target))
+      raiseError(ORLA_ERROR_ARGUMENT);
+    CInetCntHandle::CHttpRequestArg arg;
+    if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
+      SetMessageFrom(*connection);
+      return code;
+    }
+    const std::string_view version = stripLineEnd(arg.textBody);
+    if (!isVersion(version)) return ORLA_ERROR_NOT_MODIFIED;
+    *major = leadingNumber(version);
+    *minor = leadingNumber(version.substr(version.find('.') + 1));
+    return ORLA_OK;
+  });
+  // "Not modified" and a text that is no version are the same to the agent: no version was had.
+  if (status != ORLA_ERROR_NOT_MODIFIED) return status;
+  SetCode(ORLA_ERROR_VERSION_TEXT);
+  return ORLA_ERROR_TRANSPORT;
+}
+
+std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
+                                       std::uint32_t count, const char* const* identities,
+                                       char* name, std::uint32_t* size) {
+  return statusOf([&]() -> std::uint32_t {
+    if (!name || !size || !identities) raiseError(ORLA_ERROR_ARGUMENT);
+    name[0] = '\0';
+    const Connection connection = RequireHandle(handle);
+    char target[kTargetSize];
+    // When the target cannot be built, the request goes out with an empty one: the server's refusal
+    // is the agent's answer.
+    BuildCommand(handle, type & 0xFFFF, count & 0xFFFF, identities, false, target, sizeof target);
+    CInetCntHandle::CHttpRequestArg arg;
+    if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
+      SetMessageFrom(*connection);
+      return code;
+    }
+    copyAnswer(arg.textBody, name, *size);
+    if (*size > arg.textBody.size()) *size = static_cast<std::uint32_t>(arg.textBody.size());
+    return ORLA_OK;
+  });
+}
+
+std::uint32_t CVekInet::SendPackage(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                                    const char* const* identities, const char* path, char* name,
+                                    std::uint32_t* size) {
+  if (!size) return ORLA_ERROR_ARGUMENT;
+  // A capacity with the sign bit set is taken for none.
+  const std::uint32_t capacity =
+      *size <= std::uint32_t{std::numeric_limits<std::int32_t>::max()} ? *size : 0;
+  *size = kBytesUnknown;
+  return statusOf([&]() -> std::uint32_t {
+    const Connection connection = RequireHandle(handle);
+    char target[kTargetSize];
+    if (!BuildUpload(handle, type & 0xFFFF, count & 0xFFFF, identities, name, target,
+                     sizeof target))
+      raiseError(ORLA_ERROR_ARGUMENT);
+    RWCString package = readPackage(path);
+    const auto sent = static_cast<std::uint32_t>(package.size());
+    CInetCntHandle::CHttpRequestArg arg;
+    if (const std::uint32_t code = connection->Post(target, std::move(package), &arg, 0)) {
+      SetMessageFrom(*connection);
+      return code;
+    }
+    *size = sent;
+    if (capacity != 0 && name) copyAnswer(arg.textBody, name, capacity);
+    return ORLA_OK;
+  });
+}
+
+std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, const char* path,
+                                     orla_progress_fn progress, orla_progress_record* record,
+                                     const char* counter) {
+  const std::uint32_t status = statusOf([&]() -> std::uint32_t {
+    if (handle == 0 || !target || !path) raiseError(ORLA_ERROR_ARGUMENT);
+    const Connection connection = RequireHandle(handle);
+    RWCString request = target;
+    if (counter) request += RWCString("&Counter=") + counter;
+
+    CVekFile file;
+    std::uint32_t byteCount = 0;
+    CInetCntHandle::CHttpRequestArg arg;
+    // A file that cannot be made does not keep the request from the server; its reply is dropped.
+    arg.errorCode =
+        file.Open(path, GENERIC_WRITE, FILE_SHARE_READ, CVekFile::kReplace, FILE_ATTRIBUTE_NORMAL);
+    arg.toFile = 1;
+    arg.file = &file;
+    arg.byteCount = &byteCount;
+    arg.progress = progress;
+    arg.record = record;
+    if (const std::uint32_t code = connection->Get(request.c_str(), &arg, 0)) {
+      file.Close(false);
+      SetMessageFrom(*connection);
+      return code;
+    }
+    if (const std::uint32_t code = file.Close(true)) return code;
+    record->byte_count = byteCount;
+    return ORLA_OK;
+  });
+  if (status == ORLA_ERROR_NOT_FOUND) return ORLA_ERROR_NO_SUCH_DOWNLOAD;
+  return status;
+}
+
+}  // namespace orla

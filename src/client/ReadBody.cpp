@@ -1,0 +1,97 @@
+#include "client/ReadBody.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "client/CArArr.h"
+#include "client/CVekExceptionImp.h"
+
+namespace orla {
+
+namespace {
+
+/// The body is read in pieces of at most this many bytes, into one buffer.
+constexpr int kPieceSize = 64 * 1024;
+
+/// The first progress call hands over exactly this many bytes of the file.
+constexpr int kPreviewSize = 512;
+
+/// The status that keeps the byte count out of the record.
+constexpr std::uint32_t kStatusWithoutCount = 8;
+
+using Arg = CInetCntHandle::CHttpRequestArg;
+
+/// Writes the pieces of a body to a file and reports them.
+class FileSink {
+ public:
+  explicit FileSink(Arg& arg) : arg_(arg), preview_(kPreviewSize) {}
+
+  /// Throws CVekExceptionImp when the file or the agent refuses.
+  void Take(const char* piece, int length) {
+    if (arg_.file->Write(piece, static_cast<std::uint32_t>(length)) != length)
+      raiseError(ORLA_ERROR_GENERAL);
+    *arg_.byteCount += static_cast<std::uint32_t>(length);
+    if (previewSent_) {
+      Notify(nullptr, 0);
+      return;
+    }
+    preview_.InsertRange(piece, std::min(length, kPreviewSize - preview_.GetCount()), -1);
+    if (preview_.GetCount() < kPreviewSize) return;
+    previewSent_ = true;
+    Notify(&preview_.ElementAt(0), kPreviewSize);
+  }
+
+ private:
+  void Notify(const char* data, std::uint32_t length) {
+    NotifyProgress(arg_.progress, arg_.record, ORLA_PROGRESS_PHASE, ORLA_PROGRESS_DATA,
+                   *arg_.byteCount, arg_.file->TargetName(), data, length);
+  }
+
+  Arg& arg_;
+  CArArr<char> preview_;
+  bool previewSent_ = false;
+};
+
+}  // namespace
+
+void ReadBody(RWPortal portal, Arg* arg) {
+  const bool toFile = arg->toFile != 0;
+  if (toFile && (!arg->file || !arg->byteCount || !arg->progress || !arg->record)) return;
+
+  FileSink sink(*arg);
+  const auto piece = std::make_unique_for_overwrite<char[]>(kPieceSize);
+  while (const int length = portal.recv(piece.get(), kPieceSize, nullptr)) {
+    if (!toFile) {
+      arg->textBody.append(piece.get(), static_cast<std::size_t>(length));
+      continue;
+    }
+    if (arg->errorCode != 0) continue;  // The reply is still read to its end.
+    try {
+      sink.Take(piece.get(), length);
+    } catch (const CVekExceptionImp& error) {
+      arg->errorCode = error.GetErrorCode();
+    }
+  }
+}
+
+std::uint32_t NotifyProgress(orla_progress_fn callback, orla_progress_record* record,
+                             std::uint32_t phase, std::uint32_t status, std::uint32_t count,
+                             const char* name, const char* data, std::uint32_t length) {
+  if (callback) {
+    record->phase = phase;
+    record->status = status;
+    if (name) {
+      std::strncpy(record->file_name, name, sizeof record->file_name);
+      record->file_name[sizeof record->file_name - 1] = '\0';
+    }
+    if (status != kStatusWithoutCount) record->byte_count = count;
+    callback(record, data, length);
+    status = record->status;
+  }
+  if (status == ORLA_PROGRESS_CANCEL) raiseError(ORLA_ERROR_REQUEST);
+  if (status == ORLA_PROGRESS_ABANDON) raiseError(ORLA_ERROR_NOT_MODIFIED);
+  return 0;
+}
+
+}  // namespace orla
