@@ -1,0 +1,112 @@
+#include "CommandTarget.h"
+
+#include <charconv>
+#include <map>
+
+#include "Refusal.h"
+
+namespace orla {
+namespace {
+
+using Parameters = std::map<std::string, std::string, std::less<>>;
+
+[[noreturn]] void refuse(const std::string& reason) {
+  throw Refusal(400, reason);
+}
+
+std::optional<unsigned> decimal(std::string_view text) {
+  unsigned value = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return value;
+}
+
+std::string percent_decode(std::string_view text) {
+  std::string decoded;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      decoded += text[i];
+      continue;
+    }
+    const std::string_view digits = text.substr(i + 1, 2);
+    unsigned char byte = 0;
+    const char* end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, byte, 16);
+    if (digits.size() != 2 || error != std::errc() || stop != end) {
+      refuse("a percent sign needs two hexadecimal digits");
+    }
+    decoded += static_cast<char>(byte);
+    i += 2;
+  }
+  return decoded;
+}
+
+Parameters parse_query(std::string_view query) {
+  Parameters parameters;
+  while (!query.empty()) {
+    const std::string_view parameter = query.substr(0, query.find('&'));
+    query.remove_prefix(std::min(query.size(), parameter.size() + 1));
+    const std::size_t equals = parameter.find('=');
+    if (equals == std::string_view::npos) refuse("a parameter has no value");
+    const std::string name(parameter.substr(0, equals));
+    if (!parameters.emplace(name, percent_decode(parameter.substr(equals + 1))).second) {
+      refuse("the parameter " + name + " is given twice");
+    }
+  }
+  return parameters;
+}
+
+/* Removes the parameter from the list and returns it. */
+std::optional<std::string> take(Parameters& parameters, std::string_view name) {
+  const auto found = parameters.find(name);
+  if (found == parameters.end()) return std::nullopt;
+  return parameters.extract(found).mapped();
+}
+
+Command::Word parse_word(std::string_view word) {
+  if (word == "GetVersion") return Command::Word::kGetVersion;
+  if (word == "CompileName") return Command::Word::kCompileName;
+  if (word == "UploadPackage") return Command::Word::kUploadPackage;
+  refuse("unknown command");
+}
+
+Command parse_command(Parameters parameters) {
+  Command command;
+  command.word = parse_word(take(parameters, "ORLACommand").value());
+  if (command.word != Command::Word::kGetVersion) {
+    const auto type = decimal(take(parameters, "Type").value_or(""));
+    if (!type || *type < 1 || *type > 65535) refuse("Type must be a number from 1 to 65535");
+    command.type = static_cast<std::uint16_t>(*type);
+    while (auto identity =
+               take(parameters, "Identity" + std::to_string(command.identities.size()))) {
+      command.identities.push_back(std::move(*identity));
+    }
+    if (take(parameters, "Encoding").value_or("UTF-8") != "UTF-8") refuse("Encoding must be UTF-8");
+  }
+  if (command.word == Command::Word::kUploadPackage) {
+    command.file_name = take(parameters, "FileName").value_or("");
+  }
+  if (!parameters.empty()) {
+    refuse("the parameter " + parameters.begin()->first +
+           " is not expected here (identities are numbered from 0 without a gap)");
+  }
+  return command;
+}
+
+}  // namespace
+
+CommandTarget parse_target(std::string_view target) {
+  if (target.empty() || target.front() != '/') refuse("the target must start with a slash");
+  const std::size_t question = target.find('?');
+  const std::string_view path = target.substr(0, question);
+  CommandTarget parsed{percent_decode(path.substr(0, path.find("&Counter="))), std::nullopt};
+  if (question == std::string_view::npos) return parsed;
+  const std::string_view query = target.substr(question + 1);
+  if (query.starts_with("ORLACommand=") || query.find("&ORLACommand=") != std::string_view::npos) {
+    parsed.command = parse_command(parse_query(query));
+  }
+  return parsed;
+}
+
+}  // namespace orla

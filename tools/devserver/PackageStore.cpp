@@ -1,0 +1,130 @@
+#include "PackageStore.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace orla {
+namespace {
+
+constexpr std::size_t kLongestName = 200;
+
+[[noreturn]] void fail(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+int checked(int descriptor, const std::string& what) {
+  if (descriptor < 0) fail(what);
+  return descriptor;
+}
+
+bool is_letter_or_digit(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+/* Whether a Windows agent would open a device under this name; an extension does not help. */
+bool is_device_name(std::string_view name) {
+  std::string stem(name.substr(0, name.find('.')));
+  stem.erase(stem.find_last_not_of(' ') + 1);
+  std::transform(stem.begin(), stem.end(), stem.begin(), [](char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  });
+  if (stem == "CON" || stem == "PRN" || stem == "AUX" || stem == "NUL") return true;
+  return stem.size() == 4 && (stem.starts_with("COM") || stem.starts_with("LPT")) &&
+         stem[3] >= '0' && stem[3] <= '9';
+}
+
+}  // namespace
+
+FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
+  std::swap(descriptor_, other.descriptor_);
+  return *this;
+}
+
+FileDescriptor::~FileDescriptor() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+PackageStore::Upload::Upload(const PackageStore& store, std::string name)
+    : store_(store), name_(std::move(name)) {
+  // A leading dot keeps it out of reach of every request.
+  static std::atomic<unsigned> uploads{0};
+  temporary_ = ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);
+  file_ = FileDescriptor(checked(::openat(store.folder_.get(), temporary_.c_str(),
+                                          O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644),
+                                 "cannot create " + temporary_));
+}
+
+PackageStore::Upload::~Upload() {
+  if (!committed_) ::unlinkat(store_.folder_.get(), temporary_.c_str(), 0);
+}
+
+void PackageStore::Upload::write(const char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(file_.get(), data, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) fail("cannot write " + name_);
+    data += written;
+    size -= static_cast<std::size_t>(written);
+  }
+}
+
+void PackageStore::Upload::commit() {
+  const int folder = store_.folder_.get();
+  if (::renameat(folder, temporary_.c_str(), folder, name_.c_str()) != 0) {
+    fail("cannot store " + name_);
+  }
+  committed_ = true;
+}
+
+PackageStore::PackageStore(const std::filesystem::path& folder) {
+  std::filesystem::create_directories(folder);
+  folder_ = FileDescriptor(checked(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC),
+                                   "cannot open " + folder.string()));
+}
+
+std::optional<PackageStore::Package> PackageStore::open(const std::string& name) const {
+  if (!is_package_name(name)) return std::nullopt;
+  // Not blocking: a pipe that lies in the folder must not hold the server up.
+  FileDescriptor file(
+      ::openat(folder_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return std::nullopt;
+  }
+  return Package{std::move(file), static_cast<std::uint64_t>(status.st_size)};
+}
+
+bool is_package_name(std::string_view name) {
+  if (name.empty() || name.size() > kLongestName) return false;
+  constexpr std::string_view kForbidden = "/\\:*?\"<>|";
+  const bool bad = std::any_of(name.begin(), name.end(), [&](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F || kForbidden.find(c) != std::string_view::npos;
+  });
+  const auto is_edge = [](char c) { return c == '.' || c == ' '; };
+  return !bad && !is_edge(name.front()) && !is_edge(name.back()) && !is_device_name(name);
+}
+
+std::string compile_name(const Command& command) {
+  std::string name = std::to_string(command.type);
+  for (const std::string& identity : command.identities) {
+    name += '-';
+    std::transform(identity.begin(), identity.end(), std::back_inserter(name), [](char c) {
+      const bool kept = is_letter_or_digit(c) || c == '-' || c == '.' || (c & 0x80) != 0;
+      return kept ? c : '_';
+    });
+  }
+  return name + ".pkg";
+}
+
+}  // namespace orla

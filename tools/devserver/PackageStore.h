@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "CommandTarget.h"
+
+namespace orla {
+
+/* Sole owner of a file descriptor; closes it. */
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int descriptor = -1) : descriptor_(descriptor) {}
+  FileDescriptor(FileDescriptor&& other) noexcept;
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+  ~FileDescriptor();
+
+  int get() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+/*
+ * The server's folder of packages, flat and without links: whatever name a client gives, nothing
+ * outside the folder is read or written. Any thread may call any operation. Failures of the file
+ * system are std::system_error.
+ */
+class PackageStore {
+ public:
+  /* A stored package, open for reading. It stays whole while another takes its place. */
+  struct Package {
+    FileDescriptor file;
+    std::uint64_t size;
+  };
+
+  /*
+   * A package on its way in: a temporary file in the folder that takes its name only when it is
+   * committed, so that of two uploads to one name the later one wins, whole. Deletes what is not
+   * committed. The store must outlive it.
+   */
+  class Upload {
+   public:
+    Upload(const PackageStore& store, std::string name);
+    ~Upload();
+    Upload(const Upload&) = delete;
+    Upload& operator=(const Upload&) = delete;
+
+    void write(const char* data, std::size_t size);
+    void commit();
+
+   private:
+    const PackageStore& store_;
+    std::string name_;
+    std::string temporary_;
+    FileDescriptor file_;
+    bool committed_ = false;
+  };
+
+  /* Makes the folder when it is missing. */
+  explicit PackageStore(const std::filesystem::path& folder);
+
+  /* The stored package; none when the name is unfit, unknown, or not that of a plain file. */
+  std::optional<Package> open(const std::string& name) const;
+
+ private:
+  FileDescriptor folder_;
+};
+
+/*
+ * Whether a package may be stored under the name, on any system that agents run on: 1 to 200 bytes,
+ * no control characters, none of / \ : * ? " < > |, no leading dot or blank, no trailing one, and
+ * not the name of a device.
+ */
+bool is_package_name(std::string_view name);
+
+/*
+ * The name under which a package of this type and these identities is stored, such as
+ * "7-ws0042-inventory.pkg". What is not a letter, a digit, "-", "." or above 0x7F becomes "_".
+ * The same command gives the same name, but unlike ones may share a name.
+ */
+std::string compile_name(const Command& command);
+
+}  // namespace orla

@@ -1,0 +1,46 @@
+#include <atomic>
+#include <signal.h>
+#include <unistd.h>
+
+#include "system.h"
+
+namespace orla {
+namespace {
+
+std::atomic<bool> interrupt_seen{false};
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
+
+extern "C" void on_interrupt(int) {
+  interrupt_seen = true;
+  // A notice that cannot be shown changes nothing.
+  [[maybe_unused]] const ssize_t shown =
+      ::write(STDERR_FILENO, kInterruptNotice, sizeof kInterruptNotice - 1);
+}
+
+}  // namespace
+
+std::vector<std::string> command_line(int argc, char** argv) {
+  return {argv + 1, argv + argc};
+}
+
+std::string library_path(const std::string& path) {
+  return path.find('/') == std::string::npos ? "./" + path : path;
+}
+
+bool is_terminal(std::FILE* stream) {
+  return ::isatty(::fileno(stream)) != 0;
+}
+
+void catch_first_interrupt() {
+  struct sigaction action {};
+  action.sa_handler = on_interrupt;
+  // The default comes back with the first signal: the second one ends the process.
+  action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+  ::sigaction(SIGINT, &action, nullptr);
+}
+
+bool interrupted() {
+  return interrupt_seen;
+}
+
+}  // namespace orla

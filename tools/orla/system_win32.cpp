@@ -1,0 +1,86 @@
+// windows.h first: shellapi.h needs it.
+// clang-format off
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+#include <algorithm>
+#include <atomic>
+#include <io.h>
+#include <stdexcept>
+
+#include "system.h"
+
+namespace orla {
+namespace {
+
+std::atomic<bool> interrupt_seen{false};
+
+/* Runs on a thread of its own. What it leaves unhandled ends the process. */
+BOOL WINAPI on_control(DWORD event) {
+  if (event != CTRL_C_EVENT || interrupt_seen.exchange(true)) return FALSE;
+  std::fputs(kInterruptNotice, stderr);
+  std::fflush(stderr);
+  return TRUE;
+}
+
+std::wstring widen(const std::string& text) {
+  const int size = static_cast<int>(text.size());
+  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(length), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), length);
+  return wide;
+}
+
+/* `replaced`, unless null, takes whether a character had no counterpart. */
+std::string narrow(const std::wstring& wide, UINT code_page, BOOL* replaced) {
+  const int size = static_cast<int>(wide.size());
+  const int length =
+      WideCharToMultiByte(code_page, 0, wide.data(), size, nullptr, 0, nullptr, replaced);
+  std::string text(static_cast<std::size_t>(length), '\0');
+  WideCharToMultiByte(code_page, 0, wide.data(), size, text.data(), length, nullptr, replaced);
+  return text;
+}
+
+}  // namespace
+
+/* The C runtime's own arguments have lost what the system's character set lacks. */
+std::vector<std::string> command_line(int, char**) {
+  int count = 0;
+  wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (wide == nullptr) throw std::runtime_error("cannot read the command line");
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(narrow(wide[i], CP_UTF8, nullptr));
+  LocalFree(wide);
+  return arguments;
+}
+
+std::string library_path(const std::string& path) {
+  std::string local = path;
+  std::replace(local.begin(), local.end(), '/', '\\');
+  if (local.find('\\') == std::string::npos) {
+    // "c:file" lies in the current folder of its drive.
+    local.insert(local.size() > 1 && local[1] == ':' ? 2 : 0, ".\\");
+  }
+  // The library opens files in the system's character set. With that being UTF-8 nothing is lost,
+  // and the system does not allow to ask.
+  BOOL replaced = FALSE;
+  local = narrow(widen(local), CP_ACP, GetACP() == CP_UTF8 ? nullptr : &replaced);
+  if (replaced) {
+    throw std::invalid_argument("the system's character set cannot express the path " + path);
+  }
+  return local;
+}
+
+bool is_terminal(std::FILE* stream) {
+  return _isatty(_fileno(stream)) != 0;
+}
+
+void catch_first_interrupt() {
+  SetConsoleCtrlHandler(on_control, TRUE);
+}
+
+bool interrupted() {
+  return interrupt_seen;
+}
+
+}  // namespace orla
