@@ -114,7 +114,7 @@ std::unique_ptr<NamedMemory> NamedMemory::enter(const char* name, Object::Kind k
     }
     const FileState file = stateOf(descriptor);
     memory->fresh_ = file.named && lockByte(descriptor, kUsers, F_WRLCK, false);
-    if (file.named && !(memory->fresh_ && !file.empty)) break;
+    if (file.named && (file.empty || !memory->fresh_)) break;
     // What killed users left makes room for a new file: a mapping of it may outlive its locks.
     if (memory->fresh_) ::shm_unlink(memory->path_);
     ::close(descriptor);
