@@ -151,7 +151,7 @@ class CArArr {
       try {
         storage = std::make_unique_for_overwrite<T[]>(static_cast<std::size_t>(capacity));
       } catch (const std::bad_alloc&) {
-        throw eaNoMemory;
+        throw eaerrcode{eaNoMemory};
       }
       Move(storage.get(), data_.get(), count_);
     }
@@ -161,7 +161,7 @@ class CArArr {
 
  private:
   static void Require(bool valid) {
-    if (!valid) throw eaBadArgument;
+    if (!valid) throw eaerrcode{eaBadArgument};
   }
 
   static void Move(T* to, const T* from, std::int32_t n) {

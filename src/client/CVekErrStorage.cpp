@@ -41,7 +41,7 @@ std::int32_t CVekErrStorage::EnsureEntry() noexcept {
   try {
     auto entry = std::make_unique<CVekErrEntry>(CVekErrEntry{0, threadId});
     Add(entry.get());
-    entry.release();
+    (void)entry.release();  // The array's now.
     return GetCount() - 1;
   } catch (const std::bad_alloc&) {
     return -1;

@@ -9,13 +9,13 @@ namespace orla {
 
 namespace {
 
-/// Built when the library is loaded, destroyed when it is unloaded; the library-wide object goes
-/// first in both, so that no connection outlives the table that its users know it by.
+/// Built when the library is loaded, destroyed when it is unloaded. The library-wide object goes
+/// first both times: its clean-up comes before Winsock's.
 struct Statics {
   Statics() {
     inet.emplace();
     try {
-      winsock.emplace();
+      winsock = new RWWinsockStartup;
     } catch (const RWxmsg&) {
       // The agent's process goes on: each command fails with the socket layer's own message.
     }
@@ -25,14 +25,14 @@ struct Statics {
   ~Statics() {
     inet.reset();
     try {
-      winsock.reset();
+      delete winsock;
     } catch (const RWxmsg&) {
       // There is nobody left to tell.
     }
   }
 
   std::optional<CVekInet> inet;
-  std::optional<RWWinsockStartup> winsock;
+  RWWinsockStartup* winsock = nullptr;  // By hand: an owner's destructor would not let it raise.
 };
 
 Statics statics;

@@ -55,6 +55,7 @@ class FileSink {
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the functor hands the portal over by value.
 void ReadBody(RWPortal portal, Arg* arg) {
   const bool toFile = arg->toFile != 0;
   if (toFile && (!arg->file || !arg->byteCount || !arg->progress || !arg->record)) return;

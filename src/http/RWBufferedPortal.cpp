@@ -14,7 +14,7 @@ constexpr int kStringPiece = 4096;
 
 }  // namespace
 
-RWBufferedPortalImp::RWBufferedPortalImp(RWPortal portal) : portal_(std::move(portal)) {}
+RWBufferedPortalImp::RWBufferedPortalImp(const RWPortal& portal) : portal_(portal) {}
 
 template <class Receive>
 int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive receiveBelow) {

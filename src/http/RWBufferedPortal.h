@@ -17,7 +17,7 @@ namespace orla {
 class RWBufferedPortalImp : public RWPortalImp {
  public:
   /// Keeps `portal` alive.
-  explicit RWBufferedPortalImp(RWPortal portal);
+  explicit RWBufferedPortalImp(const RWPortal& portal);
 
   /// A receive of at least the read-ahead's size, with nothing buffered, goes straight into the
   /// caller's buffer.

@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kBodyPiece = 64 * 1024;
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the functor hands the portal over by value.
 void readToEnd(RWPortal portal, RWCString* body) {
   const auto piece = std::make_unique_for_overwrite<char[]>(kBodyPiece);
   while (const int count = portal.recv(piece.get(), kBodyPiece, nullptr))

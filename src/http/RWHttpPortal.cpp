@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <utility>
 
 #include "http/RWHttpErrors.h"
 #include "http/RWHttpReply.h"
@@ -35,9 +34,9 @@ std::uint32_t parseChunkSize(const RWCString& line) {
 
 RWHttpPortalImp::RWHttpPortalImp() : done_(true), mode_(kLengthDelimited) {}
 
-RWHttpPortalImp::RWHttpPortalImp(RWPortal portal, Mode mode, std::uint32_t length)
+RWHttpPortalImp::RWHttpPortalImp(const RWPortal& portal, Mode mode, std::uint32_t length)
     : done_(false),
-      portal_(std::move(portal)),
+      portal_(portal),
       remaining_(mode == kLengthDelimited ? length : 0),
       mode_(mode) {}
 

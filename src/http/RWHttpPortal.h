@@ -26,7 +26,7 @@ class RWHttpPortalImp : public RWPortalImp {
   /// No body: done from the start.
   RWHttpPortalImp();
   /// `length` counts in length mode only. Even a length of 0 is done only after one receive.
-  RWHttpPortalImp(RWPortal portal, Mode mode, std::uint32_t length = 0);
+  RWHttpPortalImp(const RWPortal& portal, Mode mode, std::uint32_t length = 0);
 
   bool isDone() const noexcept { return done_; }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 #include <string_view>
-#include <utility>
 
 #include "http/RWHttpErrors.h"
 #include "http/RWReplyErrors.h"
@@ -42,7 +41,7 @@ void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
 
 }  // namespace
 
-RWHttpLineReader::RWHttpLineReader(RWPortal portal) : portal_(std::move(portal)) {}
+RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {}
 
 RWCString RWHttpLineReader::readLine() {
   RWCString line;

@@ -23,7 +23,7 @@ class RWHttpLineReader {
   /// 1 MiB.
   static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 
-  explicit RWHttpLineReader(RWPortal portal);
+  explicit RWHttpLineReader(const RWPortal& portal);
 
   /// RWReplyError "Connection closed by server"; RWHttpReplyError "Reply header too large".
   RWCString readLine();

@@ -141,6 +141,7 @@ void RWPCBufferBase::passRoomOn() {
   if (canWrite() && writersWaiting_ != 0) notFull_.signal();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the member may change while it runs.
 void RWPCBufferBase::runUnlocked(RWFunctor0 callback) {
   UnlockGuard unlocked(mutex_);
   callback();

@@ -54,11 +54,18 @@ FileDescriptor::~FileDescriptor() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
-PackageStore::Upload::Upload(const PackageStore& store, std::string name)
-    : store_(store), name_(std::move(name)) {
-  // A leading dot keeps it out of reach of every request.
+namespace {
+
+/// A leading dot keeps the file out of reach of every request.
+std::string temporaryName() {
   static std::atomic<unsigned> uploads{0};
-  temporary_ = ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);
+  return ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);
+}
+
+}  // namespace
+
+PackageStore::Upload::Upload(const PackageStore& store, std::string name)
+    : store_(store), name_(std::move(name)), temporary_(temporaryName()) {
   file_ = FileDescriptor(checked(::openat(store.folder_.get(), temporary_.c_str(),
                                           O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644),
                                  "cannot create " + temporary_));

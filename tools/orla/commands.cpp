@@ -19,6 +19,7 @@ constexpr char kTooLong[] = "the path, the name or the identities are too long";
 
 std::vector<const char*> pointers(const std::vector<std::string>& texts) {
   std::vector<const char*> result;
+  result.reserve(texts.size() + 1);
   for (const std::string& text : texts) result.push_back(text.c_str());
   // The library wants an array also for no identity at all.
   result.push_back(nullptr);

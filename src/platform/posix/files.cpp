@@ -189,7 +189,7 @@ UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char*
   if (unique != 0) return static_cast<UINT>(fail(ERROR_INVALID_PARAMETER));
   if (!isFolder(folder)) return static_cast<UINT>(fail(ERROR_DIRECTORY));
   const std::size_t length = std::strlen(folder);
-  std::memcpy(path, folder, length);
+  std::memcpy(path, folder, length + 1);
   char* name = path + length;
   if (length == 0 || name[-1] != '/') *name++ = '/';
   UINT number = firstTemporaryNumber();

@@ -11,6 +11,7 @@ int _snprintf(char* buffer, std::size_t size, const char* format, ...) noexcept 
   va_start(arguments, format);
   va_list again;
   va_copy(again, arguments);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the checker loses it at va_copy.
   const int length = std::vsnprintf(buffer, size, format, arguments);
   va_end(arguments);
   const bool fills = length >= 0 && static_cast<std::size_t>(length) >= size;

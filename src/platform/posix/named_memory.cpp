@@ -130,7 +130,7 @@ std::unique_ptr<NamedMemory> NamedMemory::enter(const char* name, Object::Kind k
   if (memory->fresh_) {
     layout->version = Layout::kVersion;
     layout->kind = kind;
-    std::strcpy(layout->name, name);
+    std::memcpy(layout->name, name, std::strlen(name) + 1);
   } else if (layout->version != Layout::kVersion || layout->kind != kind ||
              std::strcmp(layout->name, name) != 0) {
     error = ERROR_INVALID_HANDLE;
