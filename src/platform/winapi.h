@@ -29,7 +29,6 @@
 #include <cstdlib>
 
 // The C library's macros of these names act on its own sets; the door's are functions.
-#undef FD_CLR
 #undef FD_ISSET
 #undef FD_SET
 #undef FD_SETSIZE
@@ -78,7 +77,6 @@ inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 inline constexpr DWORD ERROR_FILE_EXISTS = 80;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_DISK_FULL = 112;
-inline constexpr DWORD ERROR_INVALID_NAME = 123;
 inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr DWORD ERROR_DIRECTORY = 267;
@@ -135,7 +133,8 @@ HANDLE CreateSemaphoreA(SECURITY_ATTRIBUTES* attributes, LONG initial, LONG maxi
 BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
 
 /// Closes a kernel object or a file. FALSE with ERROR_INVALID_HANDLE for null or
-/// INVALID_HANDLE_VALUE.
+/// INVALID_HANDLE_VALUE; FALSE with the reason (ERROR_WRITE_FAULT, ERROR_DISK_FULL) for a file,
+/// closed all the same, of which the system says only now that it lost what was written.
 BOOL CloseHandle(HANDLE handle) noexcept;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
@@ -167,12 +166,9 @@ inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintpt
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
 inline constexpr DWORD FILE_SHARE_READ = 1;
-inline constexpr DWORD FILE_SHARE_WRITE = 2;
-inline constexpr DWORD CREATE_NEW = 1;
 inline constexpr DWORD CREATE_ALWAYS = 2;
 inline constexpr DWORD OPEN_EXISTING = 3;
 inline constexpr DWORD OPEN_ALWAYS = 4;
-inline constexpr DWORD TRUNCATE_EXISTING = 5;
 inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x1;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
@@ -254,8 +250,6 @@ inline constexpr int AF_UNSPEC = 0;
 inline constexpr int AF_INET = 2;
 inline constexpr int SOCK_STREAM = 1;
 inline constexpr int SOCK_DGRAM = 2;
-inline constexpr int SOCK_RAW = 3;
-inline constexpr int SOCK_RDM = 4;
 inline constexpr int SOCK_SEQPACKET = 5;
 inline constexpr int IPPROTO_TCP = 6;
 inline constexpr int TCP_NODELAY = 1;
@@ -270,7 +264,6 @@ inline constexpr int SO_SNDTIMEO = 0x1005;  // Milliseconds, 32-bit; 0 means no 
 inline constexpr int SO_RCVTIMEO = 0x1006;
 inline constexpr int SO_ERROR = 0x1007;  // A Winsock code.
 inline constexpr int SO_TYPE = 0x1008;
-inline constexpr int MSG_OOB = 1;
 inline constexpr int MSG_PEEK = 2;
 inline constexpr long FIONBIO = static_cast<long>(0x8004667EUL);
 inline constexpr long FIONREAD = 0x4004667F;
@@ -289,12 +282,9 @@ struct fd_set {
 void FD_ZERO(fd_set* set) noexcept;
 /// Adds at the end, once more if it is there already; ignored when the set is full.
 void FD_SET(SOCKET socket, fd_set* set) noexcept;
-/// Takes out the first of that number.
-void FD_CLR(SOCKET socket, fd_set* set) noexcept;
 int FD_ISSET(SOCKET socket, const fd_set* set) noexcept;
 
 inline constexpr int WSAEINTR = 10004;
-inline constexpr int WSAEBADF = 10009;
 inline constexpr int WSAEACCES = 10013;
 inline constexpr int WSAEFAULT = 10014;
 inline constexpr int WSAEINVAL = 10022;
@@ -378,7 +368,8 @@ int recv(SOCKET socket, char* buffer, int length, int flags) noexcept;
 int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
              int* fromLength) noexcept;
 /// May send fewer bytes than `length`, also when a signal came in between; the caller goes on with
-/// the rest.
+/// the rest. WSAESHUTDOWN after the caller's own shutdown; when the peer closed as well, the port
+/// says WSAECONNRESET.
 int send(SOCKET socket, const char* buffer, int length, int flags) noexcept;
 int sendto(SOCKET socket, const char* buffer, int length, int flags, const sockaddr* to,
            int toLength) noexcept;
@@ -400,20 +391,20 @@ int select(int ignored, fd_set* read, fd_set* write, fd_set* except,
 
 /// The four look-ups answer in storage of the calling thread that the next look-up of the same
 /// thread replaces; null on failure with WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY or
-/// WSANO_DATA. IPv4 only. A null `protocol` matches any.
+/// WSANO_DATA. IPv4 only. A null `protocol` matches any. The port's storage holds 8 KB: a larger
+/// answer is WSANO_RECOVERY.
 hostent* gethostbyname(const char* name) noexcept;
 hostent* gethostbyaddr(const char* address, int length, int family) noexcept;
 servent* getservbyname(const char* name, const char* protocol) noexcept;
 servent* getservbyport(int port, const char* protocol) noexcept;
 int gethostname(char* name, int length) noexcept;
-/// INADDR_NONE for a text that is no address.
+/// INADDR_NONE for a text that is no address; to the port, white space is part of none.
 u_long inet_addr(const char* text) noexcept;
 /// In storage of the calling thread, replaced by its next call.
 char* inet_ntoa(in_addr address) noexcept;
 u_short htons(u_short value) noexcept;
 u_short ntohs(u_short value) noexcept;
 u_long htonl(u_long value) noexcept;
-u_long ntohl(u_long value) noexcept;
 
 // ---------------------------------------------------------------------------------------------
 // Window messages: there are none in the port.

@@ -1,5 +1,4 @@
-// What the tests of the socket calls share: Winsock started, and sockets on the loopback address
-// that close themselves.
+// What the tests of the socket calls share.
 #pragma once
 
 #include "platform/winapi.h"
@@ -10,17 +9,13 @@
 
 namespace orla {
 
-/// Owns a socket.
 class Socket {
  public:
-  explicit Socket(SOCKET handle) : handle_(handle) {}
-  static Socket stream() { return Socket(socket(AF_INET, SOCK_STREAM, 0)); }
-  static Socket datagram() { return Socket(socket(AF_INET, SOCK_DGRAM, 0)); }
+  explicit Socket(SOCKET handle = socket(AF_INET, SOCK_STREAM, 0)) : handle_(handle) {}
   Socket(Socket&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_SOCKET)) {}
   ~Socket() { close(); }
 
   operator SOCKET() const { return handle_; }
-
   void close() { closesocket(std::exchange(handle_, INVALID_SOCKET)); }
   void setNonBlocking() const {
     u_long on = 1;
@@ -40,69 +35,60 @@ class Socket {
   SOCKET handle_;
 };
 
+/// The code of a call that failed; 0 for one that did not.
+inline int codeOf(int result) {
+  return result == SOCKET_ERROR ? WSAGetLastError() : 0;
+}
+inline sockaddr_in loopback(u_short port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+inline int bindTo(SOCKET socket, const sockaddr_in& address) {
+  return codeOf(bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+}
+inline int connectTo(SOCKET socket, const sockaddr_in& address) {
+  return codeOf(connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+}
+inline sockaddr_in addressOf(SOCKET socket) {
+  sockaddr_in address{};
+  int length = sizeof address;
+  EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
+  return address;
+}
+/// What a receive of at most 100 bytes gives; its code when it fails.
+inline std::string receive(SOCKET socket, int flags = 0) {
+  char bytes[100];
+  const int got = recv(socket, bytes, sizeof bytes, flags);
+  return got < 0 ? std::to_string(WSAGetLastError()) : std::string(bytes, bytes + got);
+}
+inline int sendUntilItFails(SOCKET socket) {
+  static const std::string piece(1 << 20, 'x');
+  while (send(socket, piece.data(), static_cast<int>(piece.size()), 0) > 0) {
+  }
+  return WSAGetLastError();
+}
+
 class SocketTest : public testing::Test {
  protected:
   SocketTest() { EXPECT_EQ(WSAStartup(0x0101, &data_), 0); }
-  ~SocketTest() override { EXPECT_EQ(WSACleanup(), 0); }
+  ~SocketTest() override { WSACleanup(); }
 
-  static sockaddr_in loopback(u_short port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-  }
-  static const sockaddr* raw(const sockaddr_in& address) {
-    return reinterpret_cast<const sockaddr*>(&address);
-  }
-  static int bindTo(SOCKET socket, const sockaddr_in& address) {
-    return bind(socket, raw(address), sizeof address);
-  }
-  static int connectTo(SOCKET socket, const sockaddr_in& address) {
-    return connect(socket, raw(address), sizeof address);
-  }
-  static sockaddr_in addressOf(SOCKET socket) {
-    sockaddr_in address{};
-    int length = sizeof address;
-    EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    EXPECT_EQ(length, static_cast<int>(sizeof address));
-    return address;
-  }
-  static Socket listener() {
-    Socket made = Socket::stream();
-    EXPECT_EQ(bindTo(made, loopback(0)), 0);
-    EXPECT_EQ(listen(made, 5), 0);
-    return made;
-  }
-  /// An address where nobody listens.
-  static sockaddr_in deadAddress() {
-    const Socket closing = Socket::stream();
-    EXPECT_EQ(bindTo(closing, loopback(0)), 0);
-    return addressOf(closing);
-  }
-  static std::string receive(SOCKET socket, int length, int flags = 0) {
-    std::string bytes(static_cast<std::size_t>(length), '\0');
-    const int got = recv(socket, bytes.data(), length, flags);
-    EXPECT_GE(got, 0) << WSAGetLastError();
-    bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
-    return bytes;
-  }
-
- private:
   WSADATA data_;
 };
 
-/// Two ends of one connection.
 class ConnectedTest : public SocketTest {
  protected:
-  ConnectedTest() : listener_(listener()), client_(Socket::stream()), server_(connectAndAccept()) {}
+  ConnectedTest() : server_(connectAndAccept()) {}
 
-  Socket listener_;
-  Socket client_;
-  Socket server_;
+  Socket listener_, client_, server_;
 
  private:
   SOCKET connectAndAccept() {
+    EXPECT_EQ(bindTo(listener_, loopback(0)), 0);
+    EXPECT_EQ(listen(listener_, 5), 0);
     EXPECT_EQ(connectTo(client_, addressOf(listener_)), 0);
     return accept(listener_, nullptr, nullptr);
   }

@@ -19,8 +19,4 @@ u_long htonl(u_long value) noexcept {
   return __builtin_bswap32(value);
 }
 
-u_long ntohl(u_long value) noexcept {
-  return __builtin_bswap32(value);
-}
-
 }  // namespace orla

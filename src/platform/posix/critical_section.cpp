@@ -15,7 +15,7 @@ pthread_mutex_t* lockOf(CRITICAL_SECTION* section) {
   return std::launder(reinterpret_cast<pthread_mutex_t*>(section->storage));
 }
 
-thread_local DWORD threadId = 0;
+constinit thread_local DWORD threadId = 0;
 
 // A forked child's only thread has an identifier of its own.
 void forgetThreadId() {

@@ -12,6 +12,9 @@ inline int descriptorOf(SOCKET socket) noexcept {
   return static_cast<int>(socket);
 }
 
+/// Whether the descriptor is a socket's.
+bool isSocket(int descriptor) noexcept;
+
 /// Whether the socket's calls return instead of waiting (FIONBIO).
 bool isNonBlocking(int descriptor) noexcept;
 

@@ -26,7 +26,14 @@ class File final : public posix::Object {
 
   /// Owns the descriptor from here on.
   explicit File(int descriptor) noexcept : Object(kKind), descriptor_(descriptor) {}
-  ~File() override { ::close(descriptor_); }
+
+  DWORD close() noexcept override {
+    // Closed in any case. A network file system may say only now that it lost what was written; an
+    // interruption loses nothing.
+    const int error = ::close(descriptor_) == 0 || errno == EINTR ? 0 : errno;
+    delete this;
+    return error == EIO ? ERROR_WRITE_FAULT : systemCode(error);
+  }
 
   int descriptor() const noexcept { return descriptor_; }
 
@@ -63,16 +70,12 @@ int openFlags(DWORD access, DWORD disposition) {
   const int mode = !writes ? O_RDONLY : (access & GENERIC_READ) != 0 ? O_RDWR : O_WRONLY;
   const int flags = mode | O_CLOEXEC | O_NOCTTY;
   switch (disposition) {
-    case CREATE_NEW:
-      return flags | O_CREAT | O_EXCL;
     case CREATE_ALWAYS:
       return flags | O_CREAT | O_TRUNC;
     case OPEN_EXISTING:
       return flags;
     case OPEN_ALWAYS:
       return flags | O_CREAT;
-    case TRUNCATE_EXISTING:
-      return writes ? flags | O_TRUNC : -1;
     default:
       return -1;
   }
@@ -87,13 +90,24 @@ UINT firstTemporaryNumber() {
   return mixed % 0xFFFF + 1;
 }
 
+/// Removes the target of a move that failed with `error`, which it returns.
+int takeBack(const char* to, int error) {
+  ::unlink(to);
+  return error;
+}
+
 /// Renames without ever replacing the target: 0 or an errno.
 int moveWithoutReplacing(const char* from, const char* to) {
   if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system without that flag still links exclusively.
-  if (::link(from, to) != 0) return errno;
-  return ::unlink(from) == 0 ? 0 : errno;
+  if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
+  // A file system without that flag may still link exclusively.
+  if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : takeBack(to, errno);
+  if (errno != EPERM && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
+  // And one without links creates exclusively: an empty file claims the name for what replaces it.
+  const int claim = ::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (claim < 0) return errno;
+  ::close(claim);
+  return ::rename(from, to) == 0 ? 0 : takeBack(to, errno);
 }
 
 }  // namespace
@@ -110,8 +124,7 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, 
     } while (descriptor < 0 && errno == EINTR);
     struct ::stat status;
     if (descriptor < 0) {
-      // A new file that is there already has a code of its own.
-      error = errno == EEXIST ? ERROR_FILE_EXISTS : pathCode(errno, name);
+      error = pathCode(errno, name);
     } else if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
       ::close(descriptor);
       error = ERROR_ACCESS_DENIED;
@@ -222,8 +235,8 @@ BOOL DeleteFileA(const char* name) noexcept {
 
 BOOL CloseHandle(HANDLE handle) noexcept {
   if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return fail(ERROR_INVALID_HANDLE);
-  static_cast<posix::Object*>(handle)->close();
-  return TRUE;
+  const DWORD error = static_cast<posix::Object*>(handle)->close();
+  return error == ERROR_SUCCESS ? TRUE : fail(error);
 }
 
 }  // namespace orla

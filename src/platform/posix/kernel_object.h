@@ -28,7 +28,7 @@ class KernelObject : public Object {
   /// Readies the object, which has no handle left, for its end. False: its memory must stay.
   virtual bool retire() noexcept { return true; }
 
-  void close() noexcept override;
+  DWORD close() noexcept override;
 
   NamedMemory* memory() const noexcept { return memory_.get(); }
 
@@ -74,23 +74,31 @@ class Signal : public KernelObject {
  public:
   bool tryTake() noexcept override;
   bool take(const Deadline& deadline) noexcept override;
-  bool isSet() const noexcept { return state_->value != 0; }
+  bool isSet() const noexcept { return valueOf(state_->word) != 0; }
   /// Waits until the number is above 0, and takes nothing.
   bool await(const Deadline& deadline) noexcept;
 
  protected:
   struct State {
-    std::atomic<std::uint32_t> value;
-    // At least as many as sleep: a killed sleeper stays counted, and costs a needless wake-up call.
-    std::atomic<std::uint32_t> sleepers;
+    // The number in the low half, above it how many sleep, or more: a killed sleeper stays counted,
+    // and costs a needless wake-up call. One word, since whoever raises the number must not read
+    // the state again: a thread that takes from it may close the object at once.
+    std::atomic<std::uint64_t> word;
     std::uint32_t maximum;
     std::uint32_t lasting;  // An event that stays set when it is taken.
   };
   static_assert(sizeof(State) <= NamedMemory::kStateSize);
-  static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+  static constexpr std::uint64_t kOneSleeper = std::uint64_t{1} << 32;
+
+  static std::uint32_t valueOf(std::uint64_t word) noexcept {
+    return static_cast<std::uint32_t>(word);
+  }
 
   Signal(Kind kind, std::unique_ptr<NamedMemory> memory) noexcept;
-  void wakeSleepers() noexcept;
+  /// Puts the number `value`, no lower, in the place of that in `before`, and wakes who sleeps.
+  /// False, and `before` the present word, when the word has changed meanwhile.
+  bool raise(std::uint64_t& before, std::uint32_t value) noexcept;
   State& state() noexcept { return *state_; }
 
  private:

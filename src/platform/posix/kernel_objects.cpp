@@ -99,10 +99,10 @@ HANDLE create(const char* name, Initialise initialise) noexcept {
 
 }  // namespace
 
-void posix::KernelObject::close() noexcept {
+DWORD posix::KernelObject::close() noexcept {
   if (memory_ == nullptr) {
     end(this);
-    return;
+    return ERROR_SUCCESS;
   }
   NamedObjects& named = namedObjects();
   const std::lock_guard guard(named.lock);
@@ -112,8 +112,9 @@ void posix::KernelObject::close() noexcept {
       named.entries.erase(place);
       end(this);
     }
-    return;
+    return ERROR_SUCCESS;
   }
+  return ERROR_INVALID_HANDLE;
 }
 
 HANDLE CreateMutexA(SECURITY_ATTRIBUTES*, BOOL initialOwner, const char* name) noexcept {

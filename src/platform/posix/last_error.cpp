@@ -6,7 +6,7 @@ namespace orla {
 
 namespace {
 
-thread_local DWORD lastError = ERROR_SUCCESS;
+constinit thread_local DWORD lastError = ERROR_SUCCESS;
 
 }  // namespace
 

@@ -20,8 +20,9 @@ class Object {
 
   Kind kind() const noexcept { return kind_; }
 
-  /// Gives one handle back and, with the last one, deletes the object.
-  virtual void close() noexcept { delete this; }
+  /// Gives one handle back and, with the last one, deletes the object: ERROR_SUCCESS, or the code
+  /// of what the end met.
+  virtual DWORD close() noexcept = 0;
 
  private:
   const Kind kind_;

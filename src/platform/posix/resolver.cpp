@@ -11,48 +11,31 @@ constexpr short kInternetFamily = AF_INET;
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <netdb.h>
-#include <new>
 #include <sys/socket.h>
+#include <type_traits>
 #include <unistd.h>
-#include <vector>
 
 #include "platform/posix/last_error.h"
 
-#undef htons
-#undef ntohs
+#undef htonl
 
 namespace orla {
 
 namespace {
 
 /// The calling thread's last answer: the texts and addresses lie in `bytes`, the records point
-/// there. The next look-up of the thread replaces it.
+/// there. The next look-up of the thread replaces it. Nothing runs at a thread's end: that would
+/// keep the library from being unloaded, and a look-up from a handler of the process's end would
+/// find the storage gone.
 struct Answer {
-  std::vector<char> bytes;
+  char bytes[8192];
   hostent host;
   servent service;
 };
-thread_local Answer answer;
-
-constexpr std::size_t kFirstSize = 1024;
-constexpr std::size_t kLargestSize = 1 << 20;
-
-/// Runs `lookUp(bytes, size)`, one of the C library's re-entrant calls, in the thread's storage,
-/// which grows while the call says ERANGE. The call's own error, or ENOMEM.
-template <typename LookUp>
-int lookUpGrowing(LookUp lookUp) noexcept {
-  try {
-    if (answer.bytes.empty()) answer.bytes.resize(kFirstSize);
-    for (;;) {
-      const int error = lookUp(answer.bytes.data(), answer.bytes.size());
-      if (error != ERANGE || answer.bytes.size() >= kLargestSize) return error;
-      answer.bytes.resize(answer.bytes.size() * 2);
-    }
-  } catch (const std::bad_alloc&) {
-    return ENOMEM;
-  }
-}
+static_assert(std::is_trivially_destructible_v<Answer>);
+constinit thread_local Answer answer{};
 
 int hostCode(int resolverError) noexcept {
   switch (resolverError) {
@@ -62,14 +45,15 @@ int hostCode(int resolverError) noexcept {
       return WSATRY_AGAIN;
     case NO_DATA:
       return WSANO_DATA;
+    // Among others, an answer that does not fit.
     default:
       return WSANO_RECOVERY;
   }
 }
 
-hostent* hostAnswer(const ::hostent* found, int error, int resolverError) noexcept {
+hostent* hostAnswer(const ::hostent* found, int resolverError) noexcept {
   if (found == nullptr) {
-    WSASetLastError(error == ENOMEM ? WSANO_RECOVERY : hostCode(resolverError));
+    WSASetLastError(hostCode(resolverError));
     return nullptr;
   }
   answer.host = {found->h_name, found->h_aliases, static_cast<short>(found->h_addrtype),
@@ -77,9 +61,9 @@ hostent* hostAnswer(const ::hostent* found, int error, int resolverError) noexce
   return &answer.host;
 }
 
-servent* serviceAnswer(const ::servent* found) noexcept {
+servent* serviceAnswer(const ::servent* found, int error) noexcept {
   if (found == nullptr) {
-    WSASetLastError(WSANO_DATA);
+    WSASetLastError(error == ERANGE ? WSANO_RECOVERY : WSANO_DATA);
     return nullptr;
   }
   answer.service = {found->s_name, found->s_aliases, static_cast<short>(found->s_port),
@@ -99,10 +83,9 @@ hostent* gethostbyname(const char* name) noexcept {
   ::hostent record;
   ::hostent* found = nullptr;
   int resolverError = NO_RECOVERY;
-  const int error = lookUpGrowing([&](char* bytes, std::size_t size) {
-    return ::gethostbyname2_r(name, kInternetFamily, &record, bytes, size, &found, &resolverError);
-  });
-  return hostAnswer(found, error, resolverError);
+  ::gethostbyname2_r(name, kInternetFamily, &record, answer.bytes, sizeof answer.bytes, &found,
+                     &resolverError);
+  return hostAnswer(found, resolverError);
 }
 
 hostent* gethostbyaddr(const char* address, int length, int family) noexcept {
@@ -113,29 +96,25 @@ hostent* gethostbyaddr(const char* address, int length, int family) noexcept {
   ::hostent record;
   ::hostent* found = nullptr;
   int resolverError = NO_RECOVERY;
-  const int error = lookUpGrowing([&](char* bytes, std::size_t size) {
-    return ::gethostbyaddr_r(address, 4, kInternetFamily, &record, bytes, size, &found,
-                             &resolverError);
-  });
-  return hostAnswer(found, error, resolverError);
+  ::gethostbyaddr_r(address, 4, kInternetFamily, &record, answer.bytes, sizeof answer.bytes, &found,
+                    &resolverError);
+  return hostAnswer(found, resolverError);
 }
 
 servent* getservbyname(const char* name, const char* protocol) noexcept {
   ::servent record;
   ::servent* found = nullptr;
-  lookUpGrowing([&](char* bytes, std::size_t size) {
-    return ::getservbyname_r(name, protocol, &record, bytes, size, &found);
-  });
-  return serviceAnswer(found);
+  const int error =
+      ::getservbyname_r(name, protocol, &record, answer.bytes, sizeof answer.bytes, &found);
+  return serviceAnswer(found, error);
 }
 
 servent* getservbyport(int port, const char* protocol) noexcept {
   ::servent record;
   ::servent* found = nullptr;
-  lookUpGrowing([&](char* bytes, std::size_t size) {
-    return ::getservbyport_r(port, protocol, &record, bytes, size, &found);
-  });
-  return serviceAnswer(found);
+  const int error =
+      ::getservbyport_r(port, protocol, &record, answer.bytes, sizeof answer.bytes, &found);
+  return serviceAnswer(found, error);
 }
 
 int gethostname(char* name, int length) noexcept {
@@ -146,12 +125,14 @@ int gethostname(char* name, int length) noexcept {
 }
 
 u_long inet_addr(const char* text) noexcept {
-  return text == nullptr ? kNoAddress : static_cast<u_long>(::inet_addr(text));
+  // The C library would stop at white space and never see what follows.
+  if (text == nullptr || std::strpbrk(text, " \t\n\v\f\r") != nullptr) return kNoAddress;
+  return static_cast<u_long>(::inet_addr(text));
 }
 
 char* inet_ntoa(in_addr address) noexcept {
-  thread_local char text[16];
-  const u_long bytes = ntohl(address.s_addr);
+  constinit thread_local char text[16] = {};
+  const u_long bytes = htonl(address.s_addr);
   std::snprintf(text, sizeof text, "%u.%u.%u.%u", bytes >> 24, (bytes >> 16) & 0xFF,
                 (bytes >> 8) & 0xFF, bytes & 0xFF);
   return text;

@@ -11,7 +11,6 @@
 #include "platform/posix/descriptor.h"
 #include "platform/posix/last_error.h"
 
-#undef FD_CLR
 #undef FD_ISSET
 #undef FD_SET
 #undef FD_SETSIZE
@@ -164,14 +163,6 @@ void FD_ZERO(fd_set* set) noexcept {
 
 void FD_SET(SOCKET socket, fd_set* set) noexcept {
   if (set->fd_count < FD_SETSIZE) set->fd_array[set->fd_count++] = socket;
-}
-
-void FD_CLR(SOCKET socket, fd_set* set) noexcept {
-  SOCKET* const end = set->fd_array + set->fd_count;
-  SOCKET* const found = std::find(set->fd_array, end, socket);
-  if (found == end) return;
-  std::copy(found + 1, end, found);
-  --set->fd_count;
 }
 
 int FD_ISSET(SOCKET socket, const fd_set* set) noexcept {

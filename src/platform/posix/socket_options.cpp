@@ -77,10 +77,7 @@ const Option* findOption(int level, int name) {
 
 /// Why there is no such option: WSAENOTSOCK goes before WSAENOPROTOOPT.
 int noOption(int descriptor) {
-  int type;
-  socklen_t length = sizeof type;
-  const bool isSocket = ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0;
-  return failSocket(isSocket ? WSAENOPROTOOPT : WSAENOTSOCK);
+  return failSocket(posix::isSocket(descriptor) ? WSAENOPROTOOPT : WSAENOTSOCK);
 }
 
 template <typename Value>
@@ -166,6 +163,8 @@ int getsockopt(SOCKET socket, int level, int name, char* value, int* length) noe
 int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept {
   const int descriptor = descriptorOf(socket);
   if (argument == nullptr) return failSocket(WSAEFAULT);
+  // The system would change a file's or a pipe's mode too.
+  if (!posix::isSocket(descriptor)) return failSocket(WSAENOTSOCK);
   int value = *argument != 0 ? 1 : 0;
   int result;
   if (command == door::kNonBlocking) {
@@ -176,7 +175,7 @@ int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept {
   } else {
     return failSocket(WSAEINVAL);
   }
-  return result == 0 ? 0 : failSocket(errno == ENOTTY ? WSAENOTSOCK : winsockCode(errno));
+  return result == 0 ? 0 : failSocket(winsockCode(errno));
 }
 
 }  // namespace orla

@@ -4,7 +4,7 @@
 namespace orla {
 namespace {
 constexpr int kInternetFamily = AF_INET;
-constexpr int kSupportedFlags = MSG_OOB | MSG_PEEK;
+constexpr int kSupportedFlags = MSG_PEEK;
 }  // namespace
 }  // namespace orla
 
@@ -33,7 +33,7 @@ namespace {
 
 // Addresses and flags pass to the system as they are.
 static_assert(sizeof(sockaddr_in) == sizeof(::sockaddr_in) && kInternetFamily == AF_INET);
-static_assert(kSupportedFlags == (MSG_OOB | MSG_PEEK));
+static_assert(kSupportedFlags == MSG_PEEK);
 static_assert(SHUT_RD == 0 && SHUT_WR == 1 && SHUT_RDWR == 2);
 
 constexpr int kAddressSize = sizeof(sockaddr_in);
@@ -113,7 +113,8 @@ int receive(SOCKET socket, char* buffer, int length, int flags, ::sockaddr_in* f
 }
 
 /// The Winsock code of a send that the system calls a broken pipe: the caller shut its own side
-/// down, or the peer reset the connection, or there never was one.
+/// down, or the peer reset the connection, or there never was one. Once both sides have ended it,
+/// the system tells the caller's own shutdown from a reset no more.
 int brokenPipeCode(int descriptor) {
   ::tcp_info info{};
   socklen_t length = sizeof info;
@@ -160,6 +161,12 @@ bool isBound(int descriptor) {
 
 }  // namespace
 
+bool posix::isSocket(int descriptor) noexcept {
+  int type;
+  socklen_t length = sizeof type;
+  return ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0;
+}
+
 bool posix::isNonBlocking(int descriptor) noexcept {
   const int flags = ::fcntl(descriptor, F_GETFL);
   return flags >= 0 && (flags & O_NONBLOCK) != 0;
@@ -190,12 +197,8 @@ int connect(SOCKET socket, const sockaddr* address, int length) noexcept {
   ::sockaddr_in target;
   std::memcpy(&target, address, sizeof target);
   // The system would take the any-address for the loopback; it names no peer.
-  if (target.sin_addr.s_addr == 0 || target.sin_port == 0) {
-    int type;
-    socklen_t size = sizeof type;
-    const bool isSocket = ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) == 0;
-    return failSocket(isSocket ? WSAEADDRNOTAVAIL : WSAENOTSOCK);
-  }
+  if (target.sin_addr.s_addr == 0 || target.sin_port == 0)
+    return failSocket(posix::isSocket(descriptor) ? WSAEADDRNOTAVAIL : WSAENOTSOCK);
   if (::connect(descriptor, systemAddress(address), kAddressSize) == 0) return 0;
   // Interrupted, or given up by the send time-out, which does not limit a connect.
   if (errno == EINTR || errno == EINPROGRESS)
@@ -275,11 +278,8 @@ int shutdown(SOCKET socket, int how) noexcept {
 
 int closesocket(SOCKET socket) noexcept {
   const int descriptor = descriptorOf(socket);
-  int type;
-  socklen_t length = sizeof type;
   // A number that belongs to a file must not close it.
-  if (::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) != 0)
-    return failSocket(WSAENOTSOCK);
+  if (!posix::isSocket(descriptor)) return failSocket(WSAENOTSOCK);
   // Closed in any case; an interruption concerns the data that still linger.
   ::close(descriptor);
   return 0;

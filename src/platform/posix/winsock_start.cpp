@@ -13,7 +13,7 @@ constexpr WORD kVersion = 0x0101;            // 1.1: the major number in the low
 constexpr int kVersionNotSupported = 10092;  // WSAVERNOTSUPPORTED
 
 std::atomic<int> starts{0};
-thread_local FARPROC blockingHook = nullptr;
+constinit thread_local FARPROC blockingHook = nullptr;
 
 }  // namespace
 
