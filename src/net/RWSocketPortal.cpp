@@ -13,11 +13,10 @@ RWSocketPortalImp::RWSocketPortalImp(const RWSocket& socket,
 
 RWSocketPortalImp::~RWSocketPortalImp() noexcept(false) {
   if (policy_ != RWSocketPortalBase::PortalCloses || !isValid()) return;
-  const bool unwinding = std::uncaught_exceptions() > 0;
   try {
     close();
   } catch (...) {
-    if (!unwinding) throw;  // Two errors at once would end the process.
+    if (std::uncaught_exceptions() == 0) throw;  // Two errors at once would end the process.
   }
 }
 

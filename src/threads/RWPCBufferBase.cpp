@@ -10,14 +10,14 @@ namespace {
 
 // Waits as one of `waiting`, also when the wait raises.
 void waitCounted(RWCondition& condition, unsigned& waiting) {
-  struct Count {
-    explicit Count(unsigned& threads) : count(threads) { ++count; }
-    ~Count() { --count; }
-    Count(const Count&) = delete;
-    Count& operator=(const Count&) = delete;
-    unsigned& count;
-  } counted(waiting);
-  condition.wait();
+  ++waiting;
+  try {
+    condition.wait();
+  } catch (...) {
+    --waiting;
+    throw;
+  }
+  --waiting;
 }
 
 [[noreturn]] void raiseClosed() {

@@ -13,8 +13,7 @@
 namespace orla {
 
 /// The text of the error that `action` raises, "" for none.
-template <class Action>
-RWCString raisedBy(Action action) {
+inline RWCString raisedBy(auto action) {
   try {
     action();
   } catch (const RWxmsg& error) {
@@ -48,15 +47,13 @@ class NetTest : public testing::Test {
 };
 
 /// With a connection between two sockets.
-class LoopbackTest : public NetTest {
- protected:
+struct LoopbackTest : NetTest {
   LoopbackTest() {
     listener_.bind(loopback(0));
     listener_.listen(5);
     client_.connect(addressOf(listener_));
     static_cast<RWSocket&>(server_) = listener_.accept();
   }
-
   OwnedSocket listener_, client_, server_;
 };
 

@@ -1,5 +1,4 @@
-// What the thread layer's tests see of its insides: the system handles, to break them, and who
-// sleeps, so that a test goes on only when a thread does.
+// What the thread layer's tests see of its insides: system handles, to break them, and who sleeps.
 #pragma once
 
 #include "platform/winapi.h"
@@ -31,14 +30,6 @@ std::string textOf(auto call) {
     return error.why();
   }
   return "nothing thrown";
-}
-
-/// The text of what `call` throws while the system's handle is taken away from `primitive`.
-std::string textOfBroken(auto& primitive, auto call) {
-  void* const handle = std::exchange(ThreadsTestAccess::handle(primitive), nullptr);
-  const std::string text = textOf<RWTHRxmsg>(call);
-  ThreadsTestAccess::handle(primitive) = handle;
-  return text;
 }
 
 auto inBackground(auto call) {
