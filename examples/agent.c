@@ -6,15 +6,17 @@ int main(int argc, char** argv) {
   uint32_t server = 0;
   uint16_t major = 0, minor = 0;
   char message[ORLA_MESSAGE_SIZE];
+  orla_status status;
 
   ORLAInitialize(0, NULL);
-  if (ORLAConnect(url, "", 0, &server) == ORLA_OK &&
-      ORLAGetVersion(server, &major, &minor) == ORLA_OK) {
+  status = ORLAConnect(url, "", 0, &server);
+  if (status == ORLA_OK) status = ORLAGetVersion(server, &major, &minor);
+  if (status == ORLA_OK) {
     printf("The server has version %u.%u.\n", (unsigned)major, (unsigned)minor);
   } else {
     ORLAGetLastErrorMsg(message, sizeof message);
-    printf("No version: %s\n", message);
+    printf("No version: status %u: %s\n", (unsigned)status, message);
   }
   ORLACleanup();
-  return 0;
+  return status == ORLA_OK ? 0 : 1;
 }

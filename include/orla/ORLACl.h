@@ -19,6 +19,8 @@
  * Errors: every function returns a status, ORLA_OK (0) for success. Beside it the library keeps one
  * message for the whole process (ORLAGetLastErrorMsg) and one code for each thread
  * (ORLAGetLastError), which only ORLAGetVersion sets.
+ *
+ * A thread must not be cancelled or killed while it is in the library: what it holds stays held.
  */
 #ifndef ORLA_ORLACL_H
 #define ORLA_ORLACL_H
@@ -68,7 +70,7 @@ enum {
   ORLA_ERROR_REQUEST = 12,
   /* HTTP 304; or the progress function answered ORLA_PROGRESS_ABANDON. */
   ORLA_ERROR_NOT_MODIFIED = 13,
-  /* A local file or folder that does not exist. */
+  /* ORLASendPackage: the local file, or a folder on its way, does not exist. */
   ORLA_ERROR_NO_SUCH_FILE = 14,
   /* ORLASendPackage: reading the file gave fewer bytes than its size. */
   ORLA_ERROR_SHORT_READ = 24,
@@ -108,7 +110,7 @@ enum { ORLA_MESSAGE_SIZE = 1024 };
  *        0     6  reserved: the library never touches it
  *        6     4  phase: ORLA_PROGRESS_PHASE
  *       10     4  status: written before each call; the progress function may overwrite it
- *       14   260  file_name: the file being written, cut to 259 bytes
+ *       14   260  file_name: the path given to ORLADownloadFile, cut to 259 bytes
  *      274     4  byte_count: bytes written so far, modulo 2^32
  */
 typedef struct orla_progress_record {
@@ -130,14 +132,16 @@ ORLA_ASSERT_OFFSET(byte_count, 274);
 typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -1];
 
 /*
- * The progress function of a download, called on the thread that called ORLADownloadFile.
+ * The progress function of a download, called on the thread that called ORLADownloadFile. It must
+ * not throw, nor leave otherwise than by returning.
  *
- * record  the record given to ORLADownloadFile, filled as above
- * data    on the first call the first 512 bytes of the file; null on every later call
- * length  512 on the first call, 0 on every later one
+ *   record  the record given to ORLADownloadFile, filled as above
+ *   data    on the first call the first 512 bytes of the reply; null on every later call
+ *   length  512 on the first call, 0 on every later one
  *
  * The first call comes when 512 bytes have arrived, then one for each further piece: a file of
- * fewer than 512 bytes makes no call. To stop the download, overwrite record->status with
+ * fewer than 512 bytes makes no call. The text of an error page is reported like a file; only
+ * ORLA_OK says that it was one. To stop the download, overwrite record->status with
  * ORLA_PROGRESS_CANCEL or ORLA_PROGRESS_ABANDON: nothing more is written, no further call is made,
  * the rest of the reply is read and dropped, and the local file stays as it was.
  */
@@ -147,8 +151,8 @@ typedef void(ORLA_CALL* orla_progress_fn)(orla_progress_record* record, const vo
 /*
  * Makes the library ready; ORLAConnect needs it.
  *
- * flag  only the low 16 bits count: non-zero means that `text` must be given
- * text  tested only when the flag is set, and never kept
+ *   flag  only the low 16 bits count: non-zero means that `text` must be given
+ *   text  tested only when the flag is set, and never kept
  *
  * ORLA_OK; ORLA_ERROR_ARGUMENT when the flag is set and `text` is null or empty. Once initialised,
  * a further call returns ORLA_OK without looking at its arguments.
@@ -158,15 +162,25 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
 /*
  * Names a server. No network connection is made until a command.
  *
- * url         "http://host[:port]/path"; port 80 when it is left out, also for an "https" URL,
- * which is spoken to in plain HTTP. A query in it is ignored. credential  kept with the connection
- * and sent to nobody; must not be null, may be empty reserved    not used handle      takes the
- * connection's handle, never 0; 0 on failure
+ *   url         "http://host[:port]/path"; port 80 when it is left out, also for an "https" URL,
+ *               which is spoken to in plain HTTP. A query in it is ignored. URLs of other schemes
+ *               (ftp, file, news, ...) are taken as well, and their host is spoken to in HTTP.
+ *   credential  kept with the connection, and sent to nobody; null counts as empty
+ *   reserved    not used
+ *   handle      takes the connection's handle, never 0; 0 on failure
  *
- * ORLA_OK, or ORLA_ERROR_GENERAL: a null `handle`; a URL that cannot be read (the message says so);
- * ORLA_MAX_CONNECTIONS in use. A connection that was disconnected is used again, under the handle
- * that it had. Before ORLAInitialize nothing is written, and the result is ORLA_OK when `*handle`
- * already holds a value other than 0, else ORLA_ERROR_GENERAL.
+ * ORLA_OK, or ORLA_ERROR_GENERAL: `handle` is null; the URL cannot be read (the message says so);
+ * ORLA_MAX_CONNECTIONS exist and none is free for this URL (no message).
+ *
+ * A connection that was disconnected is used again, under the handle that it had. A URL that cannot
+ * be read replaces those of all free connections on its way.
+ *
+ * Before ORLAInitialize nothing is written, and the result is ORLA_OK when `*handle` already holds
+ * a value other than 0, else ORLA_ERROR_GENERAL.
+ *
+ * When the table of connections cannot be locked (the system refuses its kernel objects), this
+ * function and ORLADisconnect end with a C++ exception, which a program in C cannot catch; the
+ * others return ORLA_ERROR_GENERAL then, without a message.
  */
 ORLA_API orla_status ORLA_CALL ORLAConnect(const char* url, const char* credential,
                                            uint32_t reserved, uint32_t* handle);
@@ -182,19 +196,22 @@ ORLA_API orla_status ORLA_CALL ORLADisconnect(uint32_t handle);
 /*
  * Asks under which name a package is to be stored.
  *
- * handle      the connection
- * type        the package's type: only the low 16 bits count
- * count       how many identities, at most 65535: only the low 16 bits count
- * identities  `count` strings; must not be null, also when `count` is 0
- * name        takes the server's answer
- * size        in: the size of `name` in bytes. The answer is cut to it and padded with zeros up to
- * it; it gets no terminating zero when it is that long or longer. Out: the answer's length when it
- * is smaller than the size; otherwise left as it was.
+ *   handle      the connection
+ *   type        the package's type: only the low 16 bits count. Type 0 asks the version instead.
+ *   count       how many identities: only the low 16 bits count
+ *   identities  `count` strings, sent percent-encoded and announced as UTF-8; one that takes more
+ *               than 2069 bytes when encoded is sent as it stands. Must not be null, also when
+ *               `count` is 0.
+ *   name        takes the server's answer, up to its first zero byte; has room for one byte at the
+ *               least
+ *   size        in: the size of `name` in bytes. The answer is cut to it and padded with zeros up
+ *               to it, and has no terminating zero when it is that long or longer. Out: the
+ *               answer's length when that is smaller than the size; otherwise left as it was.
  *
- * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a null `identities`, `name` or `size`;
- * otherwise why the request failed, with a message. On failure `name` is the empty text. Parameters
- * that exceed 2069 bytes, or a null identity, make the request go out without any target; the
- * server refuses it.
+ * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle (and then `name` is the empty text), or a null
+ * `identities`, `name` or `size`; otherwise why the request failed, with a message, and `name` is
+ * the empty text. When an identity is null, or the path of the URL and the parameters together
+ * exceed 2069 bytes, the request goes out without a target, for the server to refuse.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type, uint32_t count,
                                                   const char* const* identities, char* name,
@@ -203,37 +220,48 @@ ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type
 /*
  * Uploads a package. The whole file is held in memory while it is sent.
  *
- * handle, type, count, identities  as for ORLAGetPackageName
- * path  the local file, of less than 4 GiB and at most 519 characters of path
- * name  in: the file name that the server is told, none when empty or null; out: the server's
- * answer, cut to the size and padded with zeros up to it, with no terminating zero when it is that
- * long or longer size  in: the size of `name` in bytes; 0 (or a value above 0x7FFFFFFF) takes no
- * answer. Out: the number of bytes sent; 0xFFFFFFFF on failure. Must not be null.
+ *   handle, type, count
+ *               as for ORLAGetPackageName
+ *   identities  likewise, but may be null when `count` is 0
+ *   path        the local file, of less than 4 GiB, with a path of at most 519 bytes in the
+ *               system's own encoding
+ *   name        in: the file name that the server is told, encoded like an identity; none when
+ *               empty or null. Out: the server's answer, cut to the size and padded with zeros up
+ *               to it, without a terminating zero when it is that long or longer.
+ *   size        in: the size of `name` in bytes; 0, or a value above 0x7FFFFFFF, takes no answer.
+ *               Out: the number of bytes sent; 0xFFFFFFFF on failure. Must not be null.
  *
- * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle, a null identity, a bad path, or parameters of
- * more than 2069 bytes; ORLA_ERROR_NO_SUCH_FILE, ORLA_ERROR_TOO_LARGE, ORLA_ERROR_SHORT_READ;
- * otherwise why the request failed, with a message.
+ * ORLA_OK. Without a message: ORLA_ERROR_ARGUMENT for an unknown handle, a null identity, a bad
+ * path, or a target (the path of the URL, the parameters and the file name) of more than 2069
+ * bytes; ORLA_ERROR_NO_SUCH_FILE; ORLA_ERROR_GENERAL for a file that cannot be opened;
+ * ORLA_ERROR_TOO_LARGE; ORLA_ERROR_SHORT_READ. Otherwise why the request failed, with a message.
  */
 ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, uint32_t count,
                                                const char* const* identities, const char* path,
                                                char* name, uint32_t* size);
 
 /*
- * Downloads a file. It is written to a temporary file beside `path`, which takes its place only
- * when the download is complete; until then, and after a failure, the old file is untouched.
+ * Downloads a file. It is written to a temporary file beside `path`, which takes its place when the
+ * reply is complete; until then, and when the download fails, the old file is untouched.
  *
- * handle    the connection; only its host and port are used
- * target    the request target, "/" first, sent as it stands
- * path      the local file: at most 519 characters, with a folder in it (".\\file" on Windows,
- * "./file" elsewhere) progress  called as data arrive; with a null function nothing is read, and
- * the download fails record    the progress record; must not be null. Its byte_count takes the
- * number of bytes at the end. counter   sent as "&Counter=" behind the target, as it stands; null
- * sends none
+ *   handle    the connection; only its host and port are used
+ *   target    the request target, "/" first, sent as it stands
+ *   path      the local file: at most 519 bytes in the system's own encoding, with a folder in it
+ *             (".\\file" on Windows, "./file" elsewhere)
+ *   progress  called as data arrive. With a null function nothing is read, and the download fails.
+ *   record    the progress record; must not be null. Its byte_count is the file's size, modulo
+ *             2^32, after success.
+ *   counter   sent as "&Counter=" behind the target, as it stands; null sends none
  *
- * ORLA_OK: the file is in place with all its bytes. ORLA_ERROR_ARGUMENT for a null `target` or
- * `path`, a bad path or an unknown handle; ORLA_ERROR_NO_SUCH_DOWNLOAD; ORLA_ERROR_UNAUTHORIZED
- * also when the old file could not be replaced; otherwise why the request failed, with a message. A
- * local file that cannot be made still lets the request run.
+ * ORLA_OK: the file is in place with all its bytes. A reply that states no length, or
+ * "Connection: close", ends where the server closes: a connection lost on the way cannot be told
+ * from the end then.
+ *
+ * ORLA_ERROR_ARGUMENT for a null `target` or `path`, a bad path or an unknown handle;
+ * ORLA_ERROR_NO_SUCH_DOWNLOAD; ORLA_ERROR_GENERAL also when the local file cannot be made or
+ * written (the request runs all the same, and its reply is dropped); ORLA_ERROR_UNAUTHORIZED also,
+ * without a message, when the old file could not be replaced: if only the last step failed, the
+ * renaming, the old one is gone. Otherwise why the request failed, with a message.
  */
 ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* target,
                                                 const char* path, orla_progress_fn progress,
@@ -241,40 +269,42 @@ ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* tar
 
 /*
  * Ends every connection and leaves the library uninitialised. Commands that run in other threads
- * end as they would have. Always ORLA_OK.
+ * end as they would have.
+ *
+ * ORLA_OK; ORLA_ERROR_GENERAL, with nothing done, when the table of connections cannot be locked.
  */
 ORLA_API orla_status ORLA_CALL ORLACleanup(void);
 
 /*
  * Asks the server's version.
  *
- * major, minor  take the first two numbers of the version, modulo 65536; 0 on failure. Must not be
- * null.
+ *   major, minor  take the first two numbers of the version, modulo 65536; 0 on failure. Must not
+ *                 be null.
  *
  * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a path of the URL that is too long;
  * ORLA_ERROR_TRANSPORT, with ORLA_ERROR_VERSION_TEXT as the thread's code, for an answer that is
- * not of the form digits.digits.digits and for HTTP 304; otherwise why the request failed, with a
- * message.
+ * not of the form digits.digits.digits (no message) and for HTTP 304; otherwise why the request
+ * failed, with a message.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, uint16_t* minor);
 
 /*
  * Reads the calling thread's code.
  *
- * code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts while
- * the library is loaded begins with 0. Must not be null.
+ *   code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts
+ *         while the library is loaded begins with 0. Must not be null.
  *
  * 0, or 1 when the code is ORLA_NO_CODE.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetLastError(uint32_t* code);
 
 /*
- * Reads the library's message: the last failure of any connection in any thread. Empty at first;
- * nothing clears it.
+ * Reads the library's message: that of the last failure with a message, of any connection in any
+ * thread. Empty at first. Nothing clears it: a failure without a message leaves the one before.
  *
- * buffer  takes the message; nothing is written to a null one
- * size    its size in bytes. A message that is as long or longer fills the buffer and gets no
- * terminating zero.
+ *   buffer  takes the message; nothing is written to a null one
+ *   size    its size in bytes. A message that is as long or longer fills the buffer and gets no
+ *           terminating zero.
  *
  * Always 0.
  */

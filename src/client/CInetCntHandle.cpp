@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "client/CArArr.h"
@@ -32,21 +34,6 @@ std::uint32_t makeHandle(const CInetCntHandle* connection) {
     while (handle == 0) handle = ++last;
     return handle;
   }
-}
-
-/// The number that `text` begins with, as atoi reads it; 80 for no text. Beyond 32 bits: the
-/// largest.
-std::uint32_t portNumber(const RWCString& text) {
-  if (text.empty()) return kDefaultPort;
-  const long long port = std::strtoll(text.c_str(), nullptr, 10);
-  return port < 0 || port > 0xFFFFFFFF ? 0xFFFFFFFF : static_cast<std::uint32_t>(port);
-}
-
-void ConnectClient(VekRWHttpClient& client, const RWCString& host, std::uint32_t port,
-                   std::uint32_t wait) {
-  client.connect(host, port, wait);
-  client.portal().socket().setsockopt(SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout,
-                                      sizeof kReceiveTimeout);
 }
 
 }  // namespace
@@ -107,6 +94,20 @@ std::uint32_t CInetCntHandle::Post(const char* path, RWCString body, CHttpReques
   return Transact(kHttpPost, path, std::move(body), arg, wait);
 }
 
+void CInetCntHandle::ConnectClient(VekRWHttpClient& client, const RWCString& host,
+                                   std::uint32_t port, std::uint32_t wait) {
+  client.connect(host, port, wait);
+  client.portal().socket().setsockopt(SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout,
+                                      sizeof kReceiveTimeout);
+}
+
+std::uint32_t CInetCntHandle::PortNumber(const RWCString& text) {
+  constexpr std::uint32_t kNoPort = 0xFFFFFFFF;
+  if (text.empty()) return kDefaultPort;
+  const long long port = std::strtoll(text.c_str(), nullptr, 10);
+  return port < 0 || port > kNoPort ? kNoPort : static_cast<std::uint32_t>(port);
+}
+
 std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWCString body,
                                        CHttpRequestArg* arg, std::uint32_t wait) {
   if (!path || !arg) {
@@ -120,7 +121,7 @@ std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWC
       url = url_;
     }
     VekRWHttpClient client(new VekRWHttpClientImp);
-    ConnectClient(client, url.host(), portNumber(url.port()), wait);
+    ConnectClient(client, url.host(), PortNumber(url.port()), wait);
 
     RWHttpRequest request(method, path);
     request.setBody(RWTHandle<RWHttpRequestBody>(new RWHttpRequestStringBody(std::move(body))));
@@ -141,12 +142,14 @@ std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWC
     SetMessage(error.why());
   } catch (const RWxmsg& error) {
     SetMessage(error.why());
-  } catch (const std::exception&) {
-    // What the standard library raises here is want of memory. A large reply must not end the
-    // agent.
+  } catch (const std::bad_alloc&) {
+    SetMessage(kNoMemoryText);  // A large reply must not end the agent.
+  } catch (const std::length_error&) {
     SetMessage(kNoMemoryText);
   } catch (eaerrcode) {
     SetMessage(kNoMemoryText);
+  } catch (const std::exception&) {
+    SetMessage(kTransportInternalError);  // The agent's progress function broke its contract.
   }
   return ORLA_ERROR_TRANSPORT;
 }

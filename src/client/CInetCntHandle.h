@@ -14,6 +14,8 @@
 
 namespace orla {
 
+class VekRWHttpClient;
+
 /// One server that the agent talks to: its URL, a credential, and the message of the last failure.
 /// No network connection is held between commands; each command is a transaction on one of its own.
 ///
@@ -34,6 +36,7 @@ class CInetCntHandle : public RWReference {
     CVekFile* file = nullptr;
     /// Counts the bytes written to the file, modulo 2^32.
     std::uint32_t* byteCount = nullptr;
+    /// Must not throw.
     orla_progress_fn progress = nullptr;
     orla_progress_record* record = nullptr;
   };
@@ -72,6 +75,13 @@ class CInetCntHandle : public RWReference {
   std::uint32_t Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait);
   /// The same with `body` as the request's body.
   std::uint32_t Post(const char* path, RWCString body, CHttpRequestArg* arg, std::uint32_t wait);
+
+  /// Connects `client` and limits each wait for the server's data to 300 s.
+  static void ConnectClient(VekRWHttpClient& client, const RWCString& host, std::uint32_t port,
+                            std::uint32_t wait);
+  /// The number that a URL's port text begins with; 80 for an empty text. What is negative or does
+  /// not fit counts as 0xFFFFFFFF, which no host has.
+  static std::uint32_t PortNumber(const RWCString& text);
 
  private:
   std::uint32_t Transact(const char* method, const char* path, RWCString body, CHttpRequestArg* arg,

@@ -1,7 +1,6 @@
 #include "client/CVekInet.h"
 
 #include <exception>
-#include <string>
 
 #include "client/CVekExceptionImp.h"
 
@@ -11,12 +10,10 @@ namespace {
 
 constexpr std::int32_t kGrowBy = 10;
 
-/// The text is built and dropped at initialisation, as agents have always had it.
-constexpr char kRelease[] = ORLA_VERSION;
-constexpr char kBuild[] = ORLA_BUILD;
-
-RWCString versionText() {
-  return RWCString("Version ") + kRelease + " Build " + kBuild + " ";
+/// What the library is. Initialisation puts it together and drops it: no export gives it away.
+void makeVersionText() {
+  char text[64];
+  _snprintf(text, sizeof text, "Version %s Build %s ", ORLA_VERSION, ORLA_BUILD);
 }
 
 void takeExclusively(CVekWriterLock& lock, CVekGuard& guard) {
@@ -39,7 +36,7 @@ CVekInet::~CVekInet() {
 std::uint32_t CVekInet::Initialize(std::uint32_t flag, const char* text) {
   if (initialised_) return ORLA_OK;
   if ((flag & 0xFFFF) != 0 && (!text || *text == '\0')) return ORLA_ERROR_ARGUMENT;
-  (void)versionText();
+  makeVersionText();
   initialised_ = true;
   return ORLA_OK;
 }

@@ -4,6 +4,7 @@
 
 #include "platform/winapi.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -19,12 +20,14 @@ namespace orla {
 ///
 /// Any thread may call any operation. The table guard, which is shared by every process that loads
 /// the library, is held while the table is changed (exclusively) or searched (shared), never while
-/// a command is on the network. Each command returns a status and raises nothing but what is not
-/// CVekExceptionImp; Connect and Disconnect let error 1 through when the guard cannot be taken.
+/// a command is on the network. Each operation returns a status and raises nothing, but that
+/// Connect and Disconnect let error 1 (CVekExceptionImp) through when the guard cannot be taken.
 class CVekInet : public CArArr<CInetCntHandle*> {
  public:
   /// `guardName` ends the names of the guard's kernel objects.
   explicit CVekInet(const char* guardName = "ORLAHost2.dll");
+  /// Waits until no command of any process is between locking the table and unlocking it. A process
+  /// that ends while its other threads do so waits for ever; agents end their commands first.
   ~CVekInet() override;
 
   std::uint32_t Initialize(std::uint32_t flag, const char* text);
@@ -34,8 +37,8 @@ class CVekInet : public CArArr<CInetCntHandle*> {
                         std::uint32_t* handle);
   std::uint32_t Disconnect(std::uint32_t handle);
 
-  /// `type` and `count` are cut to 16 bits.
   std::uint32_t GetVersion(std::uint32_t handle, std::uint16_t* major, std::uint16_t* minor);
+  /// `type` and `count` are cut to 16 bits, here and below.
   std::uint32_t GetPackageName(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
                                const char* const* identities, char* name, std::uint32_t* size);
   std::uint32_t SendPackage(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
@@ -84,7 +87,7 @@ class CVekInet : public CArArr<CInetCntHandle*> {
 
   CVekGuard guard_;
   CVekErrStorage errors_;
-  bool initialised_ = false;
+  std::atomic<bool> initialised_{false};
   CVekCritSec messageLock_;
   char message_[ORLA_MESSAGE_SIZE] ORLA_GUARDED_BY(messageLock_) = {};
 };

@@ -47,7 +47,7 @@ bool copyTarget(const RWCString& text, char* target, std::size_t size) {
 
 /// Copies an answer as strncpy does: padded with zeros up to `size`, unterminated when it fills it.
 void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
-  const std::size_t length = std::min<std::size_t>(std::strlen(answer.c_str()), size);
+  const std::size_t length = std::min(std::strlen(answer.c_str()), std::size_t{size});
   std::memcpy(buffer, answer.data(), length);
   std::memset(buffer + length, 0, size - length);
 }
@@ -138,7 +138,7 @@ bool CVekInet::BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint3
   text += upload ? "UploadPackage&Type=" : "CompileName&Type=";
   text += std::to_string(type);
   for (std::uint32_t i = 0; i < count; ++i) {
-    if (!identities || !identities[i]) return false;
+    if (!identities || !identities[i] || text.size() >= size) return false;
     text += "&Identity" + std::to_string(i) + "=" + escape(identities[i]);
   }
   text += "&Encoding=UTF-8";
@@ -196,7 +196,8 @@ std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
       return code;
     }
     copyAnswer(arg.textBody, name, *size);
-    if (*size > arg.textBody.size()) *size = static_cast<std::uint32_t>(arg.textBody.size());
+    const std::size_t length = std::strlen(arg.textBody.c_str());
+    if (*size > length) *size = static_cast<std::uint32_t>(length);
     return ORLA_OK;
   });
 }
@@ -253,6 +254,7 @@ std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, c
       SetMessageFrom(*connection);
       return code;
     }
+    // Success means that the file is in place with all its bytes.
     if (const std::uint32_t code = file.Close(true)) return code;
     record->byte_count = byteCount;
     return ORLA_OK;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 namespace orla {
 
@@ -18,7 +17,10 @@ RWBufferedPortalImp::RWBufferedPortalImp(const RWPortal& portal) : portal_(porta
 
 template <class Receive>
 int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive receiveBelow) {
-  if (length <= 0) return 0;
+  if (length <= 0) {
+    if (more) *more = false;
+    return 0;
+  }
   if (position_ == end_) {
     if (length >= kReadAhead) return receiveBelow(buffer, length, more);
     if (!ahead_) ahead_ = std::make_unique_for_overwrite<char[]>(kReadAhead);
@@ -64,13 +66,20 @@ int RWBufferedPortalImp::send(const char* buffer, int length, std::uint32_t) {
 int RWBufferedPortalImp::send(const char* buffer, int length) {
   if (length <= 0) return 0;
   if (gathered_.size() + static_cast<std::size_t>(length) > kMostGathered) flush();
+  midMessage_ = true;
   gathered_.insert(gathered_.end(), buffer, buffer + length);
   return length;
 }
 
 void RWBufferedPortalImp::flush() {
-  const std::vector<char> sending = std::exchange(gathered_, {});
-  if (!sending.empty()) portal_.sendFully(sending.data(), static_cast<int>(sending.size()));
+  if (gathered_.empty()) return;
+  try {
+    portal_.sendFully(gathered_.data(), static_cast<int>(gathered_.size()));
+  } catch (...) {
+    gathered_.clear();
+    throw;
+  }
+  gathered_.clear();  // Keeps its memory for the next pieces.
 }
 
 }  // namespace orla

@@ -34,6 +34,11 @@ class RWBufferedPortalImp : public RWPortalImp {
   /// Sends what was gathered, all of it.
   void flush();
 
+  /// True from the first send of a message until endMessage(): a sender that meets it so left its
+  /// message half done, and nothing can follow that.
+  bool isMidMessage() const noexcept { return midMessage_; }
+  void endMessage() noexcept { midMessage_ = false; }
+
  private:
   template <class Receive>
   int receive(char* buffer, int length, bool* more, Receive receiveBelow);
@@ -43,6 +48,7 @@ class RWBufferedPortalImp : public RWPortalImp {
   int position_ = 0;
   int end_ = 0;
   std::vector<char> gathered_;
+  bool midMessage_ = false;
 };
 
 }  // namespace orla

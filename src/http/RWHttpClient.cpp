@@ -30,8 +30,12 @@ void setBlocking(RWSocket& socket, bool blocking) {
   socket.ioctl(FIONBIO, &nonBlocking);
 }
 
-/// Connects within `timeout` milliseconds.
-void connectInTime(RWSocket& socket, const RWInetAddr& address, std::uint32_t timeout) {
+/// A portal over a new socket, connected within `timeout` milliseconds.
+RWSocketPortal connectInTime(const RWInetAddr& address, std::uint32_t timeout) {
+  // The portal is there before the socket: it closes it, whatever fails from here on.
+  const RWSocketPortal portal{RWSocket()};
+  RWSocket& socket = *static_cast<RWSocketPortalImp*>(portal.implementation());
+  socket.socket(address.kind());
   setBlocking(socket, false);
   socket.connect(address);
   RWSocketAttributes wanted;
@@ -42,6 +46,7 @@ void connectInTime(RWSocket& socket, const RWInetAddr& address, std::uint32_t ti
     if (attribute.conditions & RWSocketAttribute::Exceptional)
       throw RWInternalErr("Unexpected error condition on socket");
   setBlocking(socket, true);
+  return portal;
 }
 
 }  // namespace
@@ -63,18 +68,19 @@ bool RWHttpClientImp::enterPipelineMode(int pipelineMethod) {
 
 bool RWHttpClientImp::submit(const RWHttpRequest& request, int pipelineMethod) {
   if (!enterPipelineMode(pipelineMethod)) return false;
-  if (!channel_ || !isConnected())
+  // Nothing may follow half a request, or one whose reply nobody awaits.
+  if (!channel_ || channel_->isMidMessage() || !isConnected())
     throw RWHttpConnectionError("Connection lost or not established");
   request.write(RWPortal(channel_.get()), host_, port_);
   channel_->flush();
   pending_.write(request);
+  channel_->endMessage();
   return true;
 }
 
 RWHttpReply RWHttpClientImp::getReply(const BodyHandler& handler, std::uint32_t timeout) {
   if (!hasPendingReplies()) throw RWHttpNoPendingRepliesError();
   const RWHttpRequest request = pending_.read();
-  if (!channel_) throw RWHttpConnectionError("Connection lost or not established");
   const RWPortal portal = makeTimedPortal(RWPortal(channel_.get()), timeout);
 
   RWHttpLineReader lines(portal);
@@ -96,33 +102,33 @@ bool RWHttpClientImp::hasPendingReplies() const {
   return pending_.readable();
 }
 
+void RWHttpClientImp::dropChannel() {
+  channel_ = RWTHandle<RWBufferedPortalImp>();
+  while (pending_.readable()) pending_.read();
+  pipelining_ = false;
+}
+
 RWSocketPortal RWHttpSocketClientImp::portal() const {
   return portal_;
 }
 
 void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
                                     std::uint32_t timeout) {
-  const RWInetAddr address{RWInetServicePort(port), RWInetHost(host)};
-
   disconnect();
   host_ = host;
   port_ = port;
-  if (timeout == 0) {
-    portal_ = RWSocketPortal(address);
-  } else {
-    RWSocket socket;
-    socket.socket(address.kind());
-    portal_ = RWSocketPortal(socket);
-    connectInTime(socket, address, timeout);
-  }
+  const RWInetAddr address{RWInetServicePort(port), RWInetHost(host)};
+  const RWSocketPortal portal =
+      timeout == 0 ? RWSocketPortal(address) : connectInTime(address, timeout);
   // The tail of a request must not wait for the server's acknowledgement of what went before.
   const int noDelay = 1;
-  portal_.socket().setsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
-  channel_ = RWTHandle<RWBufferedPortalImp>(new RWBufferedPortalImp(portal_));
+  portal.socket().setsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
+  channel_ = RWTHandle<RWBufferedPortalImp>(new RWBufferedPortalImp(portal));
+  portal_ = portal;
 }
 
 void RWHttpSocketClientImp::disconnect() {
-  channel_ = RWTHandle<RWBufferedPortalImp>();
+  dropChannel();
   portal_ = RWSocketPortal(RWSocket());
 }
 

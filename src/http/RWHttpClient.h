@@ -2,7 +2,7 @@
 //
 // Submitting and reading replies may run on different threads, one each; nothing else on a
 // connection is locked. An error raised while a request is written or a reply read leaves the
-// connection unusable: destroy it.
+// connection unusable: disconnect or destroy it.
 #pragma once
 
 #include <cstdint>
@@ -34,17 +34,19 @@ class RWHttpClientImp : public RWBodyBase {
   /// Looks `host` up and connects. `timeout` in milliseconds, of which only whole seconds count;
   /// 0 sets no limit. RWNetOperationTimeoutError; RWInternalErr "Unexpected error condition on
   /// socket" for a refusal while a limit is set; RWInetHostNotFoundError, RWSocketError.
-  /// RWInetServiceNotFoundError for a port above 65535.
+  /// RWInetServiceNotFoundError for a port above 65535. A connection that was there before is
+  /// ended, also when this raises.
   virtual void connect(const RWCString& host, std::uint32_t port, std::uint32_t timeout) = 0;
-  /// Ends the connection; connect() may follow.
+  /// Ends the connection and forgets the requests whose replies are pending; connect() may follow.
   virtual void disconnect() = 0;
   /// True while the socket has a peer.
   virtual bool isConnected() const = 0;
 
   /// Sends `request`. False, with nothing sent, when replies are pending and `pipelineMethod` does
   /// not allow for that: a connection changes into or out of pipelining only while none is. When
-  /// this raises, the request is not pending. RWHttpRequestError for another method;
-  /// RWHttpConnectionError "Connection lost or not established".
+  /// this raises, the request is not pending. RWHttpRequestError, with the connection still usable,
+  /// for another method and as RWHttpRequest::write() says; RWHttpConnectionError "Connection lost
+  /// or not established", also once a request before was cut short by an error.
   bool submit(const RWHttpRequest& request, int pipelineMethod = kNoPipeline);
 
   /// Reads the reply to the oldest pending request and calls `handler` with its body. `timeout`, in
@@ -58,16 +60,20 @@ class RWHttpClientImp : public RWBodyBase {
   bool hasPendingReplies() const;
 
  protected:
-  /// The buffer over the connection's portal, through which requests and replies go.
+  /// Forgets the channel, the pending requests and the pipelining.
+  void dropChannel();
+
+  /// The buffer over the connection's portal, through which requests and replies go. Requests are
+  /// pending only while it is there.
   RWTHandle<RWBufferedPortalImp> channel_;
   /// As given to connect(), for the "Host" header.
   RWCString host_;
   std::uint32_t port_ = 0;
-  RWTPCValQueue<RWHttpRequest> pending_;
 
  private:
   bool enterPipelineMode(int pipelineMethod);
 
+  RWTPCValQueue<RWHttpRequest> pending_;
   bool pipelining_ = false;
 };
 
@@ -81,6 +87,40 @@ class RWHttpSocketClientImp : public RWHttpClientImp {
 
  private:
   RWSocketPortal portal_{RWSocket()};
+};
+
+/// Shares a connection, or holds none. The operations are the connection's; those of an empty
+/// handle throw RWTHRInvalidPointer.
+class RWHttpClient {
+ public:
+  RWHttpClient() = default;
+  /// Takes a reference to `client`, which may be null.
+  explicit RWHttpClient(RWHttpClientImp* client) : client_(client) {}
+  RWHttpClient(const RWHttpClient&) = default;
+  RWHttpClient& operator=(const RWHttpClient&) = default;
+  virtual ~RWHttpClient() noexcept(false) {}
+
+  RWSocketPortal portal() const { return bodyOf(client_).portal(); }
+  void connect(const RWCString& host, std::uint32_t port, std::uint32_t timeout = 0) const {
+    bodyOf(client_).connect(host, port, timeout);
+  }
+  void disconnect() const { bodyOf(client_).disconnect(); }
+  bool isConnected() const { return bodyOf(client_).isConnected(); }
+  bool submit(const RWHttpRequest& request,
+              int pipelineMethod = RWHttpClientImp::kNoPipeline) const {
+    return bodyOf(client_).submit(request, pipelineMethod);
+  }
+  RWHttpReply getReply(const RWHttpClientImp::BodyHandler& handler,
+                       std::uint32_t timeout = 0) const {
+    return bodyOf(client_).getReply(handler, timeout);
+  }
+  RWHttpReply getReply(RWCString& body, std::uint32_t timeout = 0) const {
+    return bodyOf(client_).getReply(body, timeout);
+  }
+  bool hasPendingReplies() const { return bodyOf(client_).hasPendingReplies(); }
+
+ private:
+  RWTHandle<RWHttpClientImp> client_;
 };
 
 }  // namespace orla

@@ -19,19 +19,20 @@ void requireLabel(const RWHttpGenericHeader& header, const char* label) {
     throw RWHttpHeaderParseError("Label information does not match");
 }
 
-/// A 32-bit number as atol reads it; a magnitude beyond 32 bits, and a text without a number, give
-/// 0.
+/// A number as atol reads it where a long has 32 bits. 0 for a text without a number, and for a
+/// magnitude above 2^32 - 1, or above 2^31 behind a minus sign.
 std::int32_t readDecimal(std::string_view text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   text.remove_prefix(std::min(start, text.size()));
   const bool negative = !text.empty() && text.front() == '-';
   if (!text.empty() && (negative || text.front() == '+')) text.remove_prefix(1);
 
+  const std::uint64_t most = negative ? 0x80000000 : 0xFFFFFFFF;
   std::uint64_t magnitude = 0;
   for (const char c : text) {
     if (!isDigitAscii(c)) break;
     magnitude = magnitude * 10 + static_cast<std::uint64_t>(c - '0');
-    if (magnitude > 0xFFFFFFFF) return 0;
+    if (magnitude > most) return 0;
   }
   const auto value = static_cast<std::uint32_t>(magnitude);
   return static_cast<std::int32_t>(negative ? 0 - value : value);
@@ -78,21 +79,21 @@ RWCString RWHttpContentLengthHeader::getValueText() const {
 }
 
 RWHttpHostHeader::RWHttpHostHeader(RWCString host, std::uint32_t port)
-    : RWHttpHeaderBase(kHost, kHostSortClass), host_(std::move(host)), port_(port) {}
+    : RWHttpHeaderBase(kHost, kHostSortClass), value_{std::move(host), port} {}
 
 RWHttpHostHeader::RWHttpHostHeader(const RWHttpGenericHeader& header) : RWHttpHostHeader("") {
   requireLabel(header, kHost);
   const std::string_view value = header.getValue();
   const std::size_t colon = value.find(':');
-  host_ = value.substr(0, colon);
+  value_.host = value.substr(0, colon);
   if (colon == std::string_view::npos) return;
   const std::string_view port = value.substr(colon + 1, value.find(':', colon + 1) - colon - 1);
   if (!port.empty())
-    port_ = static_cast<std::uint32_t>(requireDecimal(port, "Invalid value for Host header"));
+    value_.port = static_cast<std::uint32_t>(requireDecimal(port, "Invalid value for Host header"));
 }
 
 RWCString RWHttpHostHeader::getValueText() const {
-  return host_ + ":" + std::to_string(port_);
+  return value_.host + ":" + std::to_string(value_.port);
 }
 
 bool RWHttpHeaderList::insert(const RWHttpHeaderBase& header) {

@@ -12,8 +12,8 @@
 
 namespace orla {
 
-/// A header: a label, a value whose type the derived class knows, and the sort class that fixes its
-/// place in a list (a lower class comes first).
+/// A header: a label, a value, and the sort class that fixes its place in a list (a lower class
+/// comes first). Each derived class gives its value, of a type of its own, by getValue().
 class RWHttpHeaderBase {
  public:
   static constexpr unsigned kContentLengthSortClass = 0;
@@ -63,8 +63,9 @@ class RWHttpContentLengthHeader : public RWHttpHeaderBase {
   explicit RWHttpContentLengthHeader(std::int32_t length);
   /// Reads the value as the C library's atol does: white space, a sign, digits, the rest ignored. A
   /// minus sign gives a negative length without complaint. Lengths from 2^31 to 2^32 - 1 keep their
-  /// 32 bits, so that read as unsigned they are exact; larger ones are refused, since a shorter
-  /// body would pass for the whole. RWHttpHeaderParseError: another label, or no number.
+  /// 32 bits, so that read as unsigned they are exact; what does not fit into 32 bits is refused,
+  /// since a shorter body would pass for the whole. RWHttpHeaderParseError: another label, or no
+  /// such number.
   explicit RWHttpContentLengthHeader(const RWHttpGenericHeader& header);
 
   std::int32_t getValue() const noexcept { return length_; }
@@ -77,18 +78,21 @@ class RWHttpContentLengthHeader : public RWHttpHeaderBase {
 /// "Host": a host's name and a port, which is always written, also when it is 80.
 class RWHttpHostHeader : public RWHttpHeaderBase {
  public:
+  struct Value {
+    RWCString host;
+    std::uint32_t port;
+  };
+
   explicit RWHttpHostHeader(RWCString host, std::uint32_t port = 80);
   /// Splits the value at ":": the host, then the port (80 when missing or empty).
   /// RWHttpHeaderParseError: another label, or a port that is no number.
   explicit RWHttpHostHeader(const RWHttpGenericHeader& header);
 
-  const RWCString& getHost() const noexcept { return host_; }
-  std::uint32_t getPort() const noexcept { return port_; }
+  const Value& getValue() const noexcept { return value_; }
   RWCString getValueText() const override;
 
  private:
-  RWCString host_;
-  std::uint32_t port_;
+  Value value_;
 };
 
 /// Headers of which no two have labels that are equal when case is ignored, sorted by sort class

@@ -1,7 +1,6 @@
 #include "http/RWHttpPortal.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 
 #include "http/RWHttpErrors.h"
@@ -16,15 +15,18 @@ namespace {
 constexpr int kStringPiece = 4096;
 
 /// The size that a chunk size line states. The number is read as the C library's strtoul reads it
-/// where a long has 32 bits: larger ones count as 2^32 - 1.
+/// where a long has 32 bits: it may have a sign, a minus takes it from 2^32, and one that is too
+/// large counts as 2^32 - 1.
 std::uint32_t parseChunkSize(const RWCString& line) {
   constexpr char kSeparators[] = " ;\r";
   const std::size_t start = std::min(line.find_first_not_of(kSeparators), line.size());
   const std::size_t end = line.find_first_of(kSeparators, start);
   const RWCString field = line.substr(start, end - start);
 
-  const unsigned long long size = std::strtoull(field.c_str(), nullptr, 16);
-  if (size != 0) return static_cast<std::uint32_t>(std::min(size, 0xFFFFFFFFULL));
+  constexpr std::uint32_t kMost = 0xFFFFFFFF;
+  const long long size = std::strtoll(field.c_str(), nullptr, 16);
+  if (size > kMost || size < -static_cast<long long>(kMost)) return kMost;
+  if (size != 0) return static_cast<std::uint32_t>(size);
   if (field.empty() || field.find_first_not_of('0') != RWCString::npos)
     throw RWHttpReplyError("Unable to evaluate chunk size: " + field);
   return 0;
@@ -41,16 +43,13 @@ RWHttpPortalImp::RWHttpPortalImp(const RWPortal& portal, Mode mode, std::uint32_
       mode_(mode) {}
 
 int RWHttpPortalImp::recv(char* buffer, int length, bool* more) {
+  if (!done_ && mode_ == kChunked && remaining_ == 0) {
+    remaining_ = readChunkSize();
+    done_ = remaining_ == 0;
+  }
   if (done_) {
     if (more) *more = false;
     return 0;
-  }
-  if (mode_ == kChunked && remaining_ == 0) {
-    remaining_ = readChunkSize();
-    if (remaining_ == 0) {
-      done_ = true;
-      return 0;
-    }
   }
   if (mode_ != kUntilClose && static_cast<std::uint32_t>(std::max(length, 0)) > remaining_)
     length = static_cast<int>(remaining_);

@@ -4,8 +4,8 @@
 //
 //   1a;ext=1 CR LF                           size in hexadecimal
 //   <26 bytes> CR LF
-//   0 CR LF                                  the last chunk; the trailer's end, CR LF, stays
-//   unread: CR LF                                    the next status line skips it
+//   0 CR LF                                  the last chunk; the trailer's end stays unread:
+//   CR LF                                    the next status line skips it
 #pragma once
 
 #include <cstdint>
@@ -32,6 +32,7 @@ class RWHttpPortalImp : public RWPortalImp {
 
   using RWPortalImp::recv;
   using RWPortalImp::send;
+  /// A receive that asks for 0 bytes is no end of a body that lasts until the connection closes.
   int recv(char* buffer, int length, bool* more) override;
   RWCString recv() override;
   /// Throws RWNetNoChannelError: a body cannot be written to.

@@ -40,8 +40,9 @@ class RWHttpReply : public RWNumReply {
  public:
   /// Empty: getStatusCode() and the class tests throw RWReplyError.
   RWHttpReply() = default;
-  /// Reads one reply. RWReplySyntaxError for a status line without a version or a code; what
-  /// `lines` raises.
+  /// Reads one reply. The final reply to a request is read with the same `lines` as the interim
+  /// ones before it, which thereby share its limit. RWReplySyntaxError for a status line without a
+  /// version or a code; what `lines` raises.
   explicit RWHttpReply(RWHttpLineReader& lines);
 
   int getMajorVersion() const noexcept { return majorVersion_; }

@@ -1,11 +1,12 @@
 #include "client/CVekInet.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "client/CVekExceptionImp.h"
 #include "net/RWWinsockStartup.h"
@@ -16,13 +17,11 @@ namespace orla {
 namespace {
 
 using test::ScriptedServer;
-using test::TempDir;
-using testing::ElementsAre;
+using Bytes = std::string;
 
-/// The guard's kernel objects are shared by all processes, so each test names its own.
-std::string ownGuardName() {
-  return "orla-test-" + std::to_string(GetCurrentThreadId()) + "-" +
-         testing::UnitTest::GetInstance()->current_test_info()->name();
+test::Script answer(const Bytes& body, int status = 200) {
+  return test::reply("HTTP/1.1 " + std::to_string(status) +
+                     " X\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
 }
 
 class CVekInetTest : public testing::Test {
@@ -30,6 +29,8 @@ class CVekInetTest : public testing::Test {
   ~CVekInetTest() noexcept override = default;
 
  protected:
+  CVekInetTest() { EXPECT_EQ(inet_.Initialize(0x10000, nullptr), 0U); }
+
   std::uint32_t connect(const std::string& url) {
     std::uint32_t handle = 0;
     EXPECT_EQ(inet_.Connect(url.c_str(), "credential", 0, &handle), 0U) << url;
@@ -45,387 +46,267 @@ class CVekInetTest : public testing::Test {
     inet_.LastError(&value);
     return value;
   }
-  void initialise() { EXPECT_EQ(inet_.Initialize(0, nullptr), 0U); }
+  /// The target of an upload, with a "!" behind it when it was refused.
+  std::string target(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+                     const char* const* identities, const char* name, std::size_t size = 2070) {
+    char text[2070] = "?";
+    const bool built = inet_.BuildUpload(handle, type, count, identities, name, text, size);
+    return text + std::string(built ? "" : "!");
+  }
 
   RWWinsockStartup winsock_;
-  CVekInet inet_{ownGuardName().c_str()};
+  CVekInet inet_{nullptr};  // With kernel objects of its own.
+  const char* const withNull_[1] = {};
 };
 
-TEST_F(CVekInetTest, InitialisesOnce) {
-  EXPECT_EQ(inet_.Initialize(1, ""), 6U);
-  EXPECT_EQ(inet_.Initialize(0x10001, nullptr), 6U);
-  std::uint32_t handle = 0;
-  EXPECT_EQ(inet_.Connect("http://s", "", 0, &handle), 1U);
-  EXPECT_EQ(handle, 0U);
-  handle = 7;
-  EXPECT_EQ(inet_.Connect("http://s", "", 0, &handle), 0U);
-  EXPECT_EQ(handle, 7U);
-  EXPECT_EQ(inet_.Connect("http://s", "", 0, nullptr), 1U);
-
-  EXPECT_EQ(inet_.Initialize(0x10000, nullptr), 0U);
-  EXPECT_EQ(inet_.Initialize(1, nullptr), 0U) << "the arguments count the first time only";
-  EXPECT_EQ(inet_.Connect("http://s", "", 0, nullptr), 1U);
-  handle = connect("http://s");
-  EXPECT_EQ(inet_.Cleanup(), 0U);
-  EXPECT_EQ(inet_.Cleanup(), 0U);
-  EXPECT_EQ(inet_.Disconnect(handle), 6U);
-  EXPECT_EQ(inet_.Connect("http://s", "", 0, &(handle = 0)), 1U);
-  EXPECT_EQ(inet_.Initialize(1, "again"), 0U);
+TEST(CVekInet, InitialisesOnce) {
+  CVekInet inet(nullptr);
+  std::uint32_t none = 0, some = 7;
+  const auto connects = [&](std::uint32_t& handle) {
+    return inet.Connect("http://s", nullptr, 0, &handle) == 0;
+  };
+  EXPECT_EQ(inet.Initialize(1, ""), 6U);
+  EXPECT_EQ(inet.Initialize(0x10001, nullptr), 6U);
+  EXPECT_TRUE(!connects(none) && connects(some) && none == 0 && some == 7);
+  EXPECT_EQ(inet.Initialize(1, "text"), 0U);
+  EXPECT_EQ(inet.Initialize(1, nullptr), 0U) << "the arguments count the first time only";
+  EXPECT_EQ(inet.Connect("http://s", "", 0, nullptr), 1U);
+  EXPECT_TRUE(connects(some) && some != 7);
+  EXPECT_EQ(inet.Cleanup() + inet.Cleanup(), 0U);
+  EXPECT_EQ(inet.Disconnect(some), 6U);
+  EXPECT_FALSE(connects(none));
 }
 
 TEST_F(CVekInetTest, HandsOutHandlesAndReusesThem) {
-  initialise();
-  std::vector<std::uint32_t> handles;
-  for (int i = 0; i < 30; ++i) handles.push_back(connect("http://srv/" + std::to_string(i)));
-  EXPECT_EQ(std::set(handles.begin(), handles.end()).size(), 30U);
-  EXPECT_EQ(std::set(handles.begin(), handles.end()).count(0), 0U);
-
+  std::set<std::uint32_t> handles = {0};
+  for (int i = 0; i < 29; ++i) handles.insert(connect("http://srv"));
+  const std::uint32_t last = connect("http://srv/old");
+  EXPECT_TRUE(handles.insert(last).second && handles.size() == 31);
   std::uint32_t handle = 99;
   EXPECT_EQ(inet_.Connect("http://s", "", 0, &handle), 1U);
   EXPECT_EQ(handle, 0U);
-  EXPECT_EQ(message(), "");
-
-  EXPECT_EQ(inet_.Disconnect(handles[17]), 0U);
-  EXPECT_EQ(inet_.Disconnect(handles[17]), 0U);
-  EXPECT_EQ(inet_.Disconnect(0), 6U);
-  char target[100];
-  EXPECT_TRUE(inet_.BuildCommand(handles[17], 0, 0, nullptr, false, target, sizeof target));
-  EXPECT_STREQ(target, "/17?ORLACommand=GetVersion") << "a free connection keeps its URL";
-
-  EXPECT_EQ(inet_.Connect("bad", "", 0, &(handle = 99)), 1U);
-  EXPECT_EQ(handle, 0U);
-  EXPECT_EQ(message(), "") << "a free connection that refuses a URL sets no message";
-  EXPECT_EQ(connect("http://srv/new"), handles[17]);
-  EXPECT_TRUE(inet_.BuildCommand(handles[17], 0, 0, nullptr, false, target, sizeof target));
-  EXPECT_STREQ(target, "/new?ORLACommand=GetVersion");
-}
-
-TEST_F(CVekInetTest, SaysWhichUrlIsInvalid) {
-  initialise();
-  std::uint32_t handle = 99;
-  EXPECT_EQ(inet_.Connect("http:srv", "", 0, &handle), 1U);
-  EXPECT_EQ(handle, 0U);
-  EXPECT_EQ(message(), "URL 'http:srv' is invalid.");
-  char cut[8] = "???????";
-  EXPECT_EQ(inet_.LastErrorMessage(cut, 5), 0U);
-  EXPECT_STREQ(cut, "URL '??");
-  EXPECT_EQ(inet_.LastErrorMessage(nullptr, 5), 0U);
+  EXPECT_EQ(inet_.Disconnect(last) + inet_.Disconnect(last), 0U);
+  EXPECT_EQ(target(last, 0, 0, nullptr, ""), "/old?ORLACommand=GetVersion");
+  EXPECT_EQ(inet_.Connect("bad", "", 0, &handle), 1U);
+  EXPECT_EQ(message(), "") << "neither a full table nor a free connection sets a message";
+  EXPECT_EQ(connect("http://srv/new"), last);
+  EXPECT_EQ(target(last, 0, 0, nullptr, ""), "/new?ORLACommand=GetVersion");
 }
 
 TEST_F(CVekInetTest, BuildsTargets) {
-  initialise();
-  const std::uint32_t plain = connect("http://srv:1/a/b.dll?query");
-  const std::uint32_t bare = connect("http://srv");
+  const std::uint32_t plain = connect("http://srv:1/a/b.dll?query"), bare = connect("http://srv");
   const char* const two[] = {"i d", "\xC3\xA9&-_.*"};
-  const char* const withNull[] = {"x", nullptr};
-  const std::string tooLong(700, '&');  // 2100 bytes when escaped.
+  const std::string tooLong(700, '&');  // 2100 bytes when escaped: it goes out as it stands.
   const char* const huge[] = {tooLong.c_str()};
-  struct Case {
-    std::uint32_t handle, type, count;
-    const char* const* identities;
-    bool upload;
-    const char* fileName;
-    bool built;
-    std::string target;
-  } const cases[] = {
-      {plain, 0, 9, nullptr, true, nullptr, true, "/a/b.dll?ORLACommand=GetVersion"},
-      {bare, 65535, 0, nullptr, false, nullptr, true,
-       "/?ORLACommand=CompileName&Type=65535&Encoding=UTF-8"},
-      {bare, 2, 2, two, true, "", true,
-       "/?ORLACommand=UploadPackage&Type=2&Identity0=i%20d&Identity1=%C3%A9%26-_.*"
-       "&Encoding=UTF-8"},
-      {plain, 1, 1, two, true, "p q.zip", true,
-       "/a/b.dll?ORLACommand=UploadPackage&Type=1&Identity0=i%20d&Encoding=UTF-8"
-       "&FileName=p%20q.zip"},
-      {bare, 1, 2, withNull, false, nullptr, false, ""},
-      {bare, 1, 1, nullptr, false, nullptr, false, ""},
-      {bare + plain, 1, 0, nullptr, false, nullptr, false, ""},
-      // What does not fit its own buffer goes out as it stands.
-      {bare, 1, 1, huge, false, nullptr, true,
-       "/?ORLACommand=CompileName&Type=1&Identity0=" + tooLong + "&Encoding=UTF-8"},
-      {bare, 1, 0, nullptr, true, tooLong.c_str(), true,
-       "/?ORLACommand=UploadPackage&Type=1&Encoding=UTF-8&FileName=" + tooLong},
-  };
-  for (const Case& c : cases) {
-    char target[2070] = "?";
-    EXPECT_EQ(c.upload ? inet_.BuildUpload(c.handle, c.type, c.count, c.identities, c.fileName,
-                                           target, sizeof target)
-                       : inet_.BuildCommand(c.handle, c.type, c.count, c.identities, false, target,
-                                            sizeof target),
-              c.built);
-    EXPECT_EQ(target, c.target);
-  }
-  EXPECT_FALSE(inet_.BuildCommand(bare, 0, 0, nullptr, false, nullptr, 10));
-
-  // A target fits with its terminating zero or not at all; a name that does not fit leaves the
-  // rest.
-  const std::string full = "/?ORLACommand=UploadPackage&Type=1&Encoding=UTF-8";
-  std::vector<char> room(full.size() + 1);
-  EXPECT_FALSE(inet_.BuildUpload(bare, 1, 0, nullptr, "n", room.data(), room.size()));
-  EXPECT_EQ(room.data(), full);
-  EXPECT_FALSE(inet_.BuildUpload(bare, 1, 0, nullptr, "n", room.data(), room.size() - 1));
-  EXPECT_STREQ(room.data(), "");
-}
-
-/// A reply of status 200 with `body`.
-test::Script answer(const std::string& body) {
-  return test::reply("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
-                     "\r\n\r\n" + body);
+  const std::string upload = "?ORLACommand=UploadPackage&Type=", end = "&Encoding=UTF-8";
+  EXPECT_EQ(target(plain, 0, 9, nullptr, nullptr), "/a/b.dll?ORLACommand=GetVersion");
+  EXPECT_EQ(target(bare, 65535, 0, nullptr, ""), "/" + upload + "65535" + end);
+  EXPECT_EQ(target(plain, 1, 2, two, "p q.zip"), "/a/b.dll" + upload +
+                                                     "1&Identity0=i%20d&Identity1=%C3%A9%26-_.*" +
+                                                     end + "&FileName=p%20q.zip");
+  EXPECT_EQ(target(bare, 1, 1, huge, ""), "/" + upload + "1&Identity0=" + tooLong + end);
+  EXPECT_EQ(target(bare, 1, 0, nullptr, huge[0]),
+            "/" + upload + "1" + end + "&FileName=" + tooLong);
+  EXPECT_EQ(target(bare, 1, 1, withNull_, "n"), "!");
+  EXPECT_EQ(target(bare, 1, 1, nullptr, "n"), "!");
+  EXPECT_EQ(target(bare + plain, 1, 0, nullptr, "n"), "!");
+  // A target fits with its terminating zero or not at all; a name that does not leaves the rest.
+  const std::string full = "/" + upload + "1" + end;
+  EXPECT_EQ(target(bare, 1, 0, nullptr, "n", full.size() + 11), full + "!");
+  EXPECT_EQ(target(bare, 1, 0, nullptr, "n", full.size() + 12), full + "&FileName=n");
+  EXPECT_EQ(target(bare, 1, 0, nullptr, "", full.size()), "!");
 }
 
 TEST_F(CVekInetTest, ReadsVersions) {
-  initialise();
-  struct Case {
-    const char* text;
-    std::uint32_t status;
-    std::uint16_t major, minor;
-  } const cases[] = {{"5.10.1234\r\n", 0, 5, 10},
-                     {"65537.131072.0\n\n\r", 0, 1, 0},
-                     {"99999999999999999999.007.1", 0, 65535, 7},
-                     {"5.10", 4, 0, 0},
-                     {"5..1", 4, 0, 0},
-                     {".5.1", 4, 0, 0},
-                     {"5.1.", 4, 0, 0},
-                     {"5.1.2.3", 4, 0, 0},
-                     {"5.1.2 ", 4, 0, 0},
-                     {"5.1.2\r\n.", 4, 0, 0},
-                     {"v5.1.2", 4, 0, 0},
-                     {"\r\n", 4, 0, 0},
-                     {"", 4, 0, 0}};
-  for (const Case& c : cases) {
-    ScriptedServer server{answer(c.text)};
-    const std::uint32_t handle = connect(server.url("/p"));
-    std::uint16_t major = 9, minor = 9;
-    inet_.SetCode(77);
-    EXPECT_EQ(inet_.GetVersion(handle, &major, &minor), c.status) << c.text;
-    EXPECT_EQ(major, c.major) << c.text;
-    EXPECT_EQ(minor, c.minor) << c.text;
-    EXPECT_EQ(code(), c.status == 0 ? 77U : 58U) << c.text;
-    EXPECT_TRUE(server.request().starts_with("GET /p?ORLACommand=GetVersion HTTP/1.1\r\n"));
-    inet_.Disconnect(handle);
-  }
-
   std::uint16_t major = 9, minor = 9;
-  EXPECT_EQ(inet_.GetVersion(12345, &major, &minor), 6U);
+  /// "status major.minor code"
+  const auto ask = [&](const test::Script& script) {
+    ScriptedServer server{script};
+    inet_.SetCode(77);
+    const std::uint32_t status = inet_.GetVersion(connect(server.url("/")), &major, &minor);
+    return std::to_string(status) + " " + std::to_string(major) + "." + std::to_string(minor) +
+           " " + std::to_string(code());
+  };
+  EXPECT_EQ(ask(answer("5.10.1234\r\n")), "0 5.10 77");
+  EXPECT_EQ(ask(answer("65537.131072.0\n\n\r")), "0 1.0 77");
+  EXPECT_EQ(ask(answer("99999999999999999999.007.1")), "0 65535.7 77");
+  for (const char* text : {"5.10", "5..1", ".5.1", "5.1.", "5.1.2.3", "5.1.2 ", "\r\n"})
+    EXPECT_EQ(ask(answer(text)), "4 0.0 58") << text;
+  EXPECT_EQ(ask(answer("1.2.3", 304)), "4 0.0 58");
+  EXPECT_EQ(message(), "HTTP 304: file not modified.");
+  EXPECT_EQ(inet_.GetVersion(12345, &(major = 9), &minor), 6U);
   EXPECT_EQ(major, 0);
   const std::uint32_t tooLong = connect("http://127.0.0.1:1/" + std::string(2046, 'p'));
   EXPECT_EQ(inet_.GetVersion(tooLong, &major, &minor), 6U);
-
-  ScriptedServer unmodified{test::reply("HTTP/1.1 304 X\r\n\r\n")};
-  EXPECT_EQ(inet_.GetVersion(connect(unmodified.url("/")), &major, &minor), 4U);
-  EXPECT_EQ(code(), 58U);
-  EXPECT_EQ(message(), "HTTP 304: file not modified.");
 }
 
 TEST_F(CVekInetTest, AsksForPackageNames) {
-  initialise();
   const char* const identities[] = {"id"};
-  struct Case {
-    std::uint32_t size;
-    std::string expected;  // The whole buffer.
-    std::uint32_t sizeAfter;
-  } const cases[] = {{8, std::string("name\0\0\0\0????", 12), 4},
-                     {4, "name????????", 4},
-                     {2, "na??????????", 2},
-                     {0, std::string("\0???????????", 12), 0}};
-  for (const Case& c : cases) {
-    ScriptedServer server{answer("name")};
+  Bytes name;  // The whole buffer.
+  std::uint32_t size;
+  const auto ask = [&](const test::Script& script, std::uint32_t room, const char* const* ids) {
+    ScriptedServer server{script};
     const std::uint32_t handle = connect(server.url("/"));
-    std::string buffer(12, '?');
-    std::uint32_t size = c.size;
-    EXPECT_EQ(inet_.GetPackageName(handle, 0x20003, 0x10001, identities, buffer.data(), &size), 0U);
-    EXPECT_EQ(buffer, c.expected) << c.size;
+    name.assign(8, '?');
+    size = room;
+    const auto status = inet_.GetPackageName(handle, 0x20003, 0x10001, ids, name.data(), &size);
+    return std::to_string(status) + " " + server.request().substr(0, server.request().find(" H"));
+  };
+  const struct {
+    Bytes reply;
+    std::uint32_t size, sizeAfter;
+    Bytes expected;
+  } cases[] = {{"name", 7, 4, {"name\0\0\0?", 8}},
+               {"name", 4, 4, "name????"},
+               {"name", 2, 2, "na??????"},
+               {"name", 0, 0, {"\0???????", 8}},
+               {{"na\0me", 5}, 4, 2, {"na\0\0????", 8}}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(ask(answer(c.reply), c.size, identities),
+              "0 GET /?ORLACommand=CompileName&Type=3&Identity0=id&Encoding=UTF-8");
+    EXPECT_EQ(name, c.expected);
     EXPECT_EQ(size, c.sizeAfter);
-    EXPECT_TRUE(server.request().starts_with(
-        "GET /?ORLACommand=CompileName&Type=3&Identity0=id&Encoding=UTF-8 HTTP/1.1\r\n"));
-    inet_.Disconnect(handle);
   }
-
-  // A target that cannot be built goes out empty.
-  const char* const withNull[] = {nullptr};
-  ScriptedServer server{test::reply("HTTP/1.1 400 X\r\nContent-Length: 0\r\n\r\n")};
-  const std::uint32_t handle = connect(server.url("/"));
-  char name[4] = "old";
-  std::uint32_t size = sizeof name;
-  EXPECT_EQ(inet_.GetPackageName(handle, 1, 1, withNull, name, &size), 12U);
-  EXPECT_STREQ(name, "");
+  EXPECT_EQ(ask(answer("", 400), 8, withNull_), "12 GET ") << "what cannot be built goes out empty";
+  EXPECT_EQ(name[0], 0);
   EXPECT_EQ(message(), "HTTP 400: bad request.");
-  EXPECT_TRUE(server.request().starts_with("GET  HTTP/1.1\r\n"));
-
-  EXPECT_EQ(inet_.GetPackageName(handle, 1, 0, nullptr, name, &size), 6U);
+  const std::uint32_t handle = connect("http://s");
+  EXPECT_EQ(inet_.GetPackageName(handle, 1, 0, nullptr, name.data(), &size), 6U);
   EXPECT_EQ(inet_.GetPackageName(handle, 1, 0, identities, nullptr, &size), 6U);
-  EXPECT_EQ(inet_.GetPackageName(handle, 1, 0, identities, name, nullptr), 6U);
-  EXPECT_EQ(inet_.GetPackageName(handle + 1, 1, 0, identities, name, &size), 6U);
+  EXPECT_EQ(inet_.GetPackageName(handle, 1, 0, identities, name.data(), nullptr), 6U);
+  EXPECT_EQ(inet_.GetPackageName(handle + 1, 1, 0, identities, name.data(), &size), 6U);
 }
 
 TEST_F(CVekInetTest, SendsPackages) {
-  initialise();
-  const TempDir folder;
-  std::string package;
-  for (int i = 0; i < 300000; ++i) package += static_cast<char>(i * 31 % 257);
-  struct Case {
-    std::string package;
-    std::uint32_t size;
-    std::string expected;  // The whole buffer.
-  } const cases[] = {{package, 8, std::string("as\0\0\0\0\0\0????", 12)},
-                     {"", 1, std::string("ak\0?????????", 12)},
-                     {"x", 0, std::string("pk\0?????????", 12)},
-                     {"x", 0x80000000, std::string("pk\0?????????", 12)}};
-  for (const Case& c : cases) {
-    ScriptedServer server{answer("as")};
-    const std::uint32_t handle = connect(server.url("/up"));
-    const std::string path = folder.write("package", c.package);
-    std::string name(12, '?');
-    name.replace(0, 3, "pk\0", 3);
-    std::uint32_t size = c.size;
-    EXPECT_EQ(inet_.SendPackage(handle, 7, 0, nullptr, path.c_str(), name.data(), &size), 0U);
-    EXPECT_EQ(size, c.package.size());
-    EXPECT_EQ(name, c.expected);
-    const std::string host = "Host: 127.0.0.1:" + std::to_string(server.port()) + "\r\n\r\n";
-    const std::string length =
-        c.package.empty() ? "" : "Content-Length: " + std::to_string(c.package.size()) + "\r\n";
-    EXPECT_EQ(server.request(),
-              "POST /up?ORLACommand=UploadPackage&Type=7&Encoding=UTF-8&FileName=pk HTTP/1.1\r\n" +
-                  length + host + c.package);
-    inet_.Disconnect(handle);
-  }
-
-  ScriptedServer refusing{test::reply("HTTP/1.1 401 X\r\nContent-Length: 0\r\n\r\n")};
-  const std::uint32_t handle = connect(refusing.url("/"));
-  const std::string path = folder.write("package", "x");
-  char name[] = "pk";
-  const char* const withNull[] = {nullptr};
-  const std::string longName(3000, 'n');
-  const auto send = [&](std::uint32_t to, std::uint32_t count, const char* file, const char* as) {
-    std::string buffer = as;
-    std::uint32_t size = 1;
-    const std::uint32_t status =
-        inet_.SendPackage(to, 1, count, withNull, file, buffer.data(), &size);
-    EXPECT_EQ(size, 0xFFFFFFFF);
-    return status;
+  const test::TempDir folder;
+  const std::string path = folder.path("package");
+  ScriptedServer server{answer("as"), answer("as"), answer("as"), answer("as"), answer("", 401)};
+  const std::uint32_t handle = connect(server.url("/up"));
+  Bytes name;  // The whole buffer.
+  std::uint32_t size;
+  const auto send = [&](std::uint32_t count, const char* file, const Bytes& as,
+                        std::uint32_t room) {
+    name = as;
+    size = room;
+    return inet_.SendPackage(handle, 1, count, withNull_, file, name.data(), &size);
   };
-  EXPECT_EQ(send(handle, 0, path.c_str(), name), 9U);
+  auto expectSent = [&, sent = std::size_t{0}](const Bytes& package, std::uint32_t room,
+                                               const Bytes& expected) mutable {
+    folder.write("package", package);
+    EXPECT_EQ(send(0, path.c_str(), {"pk\0???", 6}, room), 0U);
+    EXPECT_EQ(size, package.size());
+    EXPECT_EQ(name, expected);
+    const std::string request = server.request(sent++);
+    EXPECT_TRUE(request.starts_with("POST " + target(handle, 1, 0, nullptr, "pk") + " HTTP/1.1\r"));
+    EXPECT_EQ(request.substr(request.find("\r\n\r\n") + 4), package);
+  };
+  expectSent(Bytes(300000, 'p'), 5, {"as\0\0\0?", 6});
+  expectSent("", 1, {"ak\0???", 6});
+  expectSent("x", 0, {"pk\0???", 6});
+  expectSent("x", 0x80000000, {"pk\0???", 6});
+  EXPECT_EQ(send(0, path.c_str(), "pk", 1), 9U);
   EXPECT_EQ(message(), "HTTP 401: unauthorized.");
-  EXPECT_EQ(send(handle + 1, 0, path.c_str(), name), 6U);
-  EXPECT_EQ(send(handle, 1, path.c_str(), name), 6U);
-  EXPECT_EQ(send(handle, 0, path.c_str(), longName.c_str()), 6U);
-  EXPECT_EQ(send(handle, 0, folder.path("missing").c_str(), name), 14U);
-  EXPECT_EQ(send(handle, 0, nullptr, name), 6U);
+  EXPECT_EQ(size, 0xFFFFFFFF);
+  EXPECT_EQ(send(1, path.c_str(), "pk", 1), 6U);
+  EXPECT_EQ(size, 0xFFFFFFFF);
+  EXPECT_EQ(send(0, path.c_str(), Bytes(3000, 'n'), 1), 6U);
+  EXPECT_EQ(send(0, folder.path("missing").c_str(), "pk", 1), 14U);
+  EXPECT_EQ(send(0, nullptr, "pk", 1), 6U);
+  EXPECT_EQ(inet_.SendPackage(handle + 1, 1, 0, nullptr, path.c_str(), nullptr, &size), 6U);
 }
 
-void ORLA_CALL ignoreProgress(orla_progress_record*, const void*, std::uint32_t) {}
-void ORLA_CALL cancelProgress(orla_progress_record* record, const void*, std::uint32_t) {
+using Record = orla_progress_record;
+void ORLA_CALL goOn(Record*, const void*, std::uint32_t) {}
+void ORLA_CALL cancel(Record* record, const void*, std::uint32_t) {
   record->status = ORLA_PROGRESS_CANCEL;
+}
+void ORLA_CALL fail(Record*, const void*, std::uint32_t) {
+  throw std::runtime_error("");
 }
 
 TEST_F(CVekInetTest, DownloadsFilesWholeOrNotAtAll) {
-  initialise();
-  const TempDir folder;
-  const std::string path = folder.write("file", "old");
-  const std::string bytes(100000, 'n');
-  struct Case {
+  const test::TempDir folder;
+  const std::string file = folder.write("file", "old"), place = folder.path("place");
+  const std::string missing = folder.path("missing/file"), all(100000, 'n');
+  std::filesystem::create_directory(place);  // No file takes a folder's place.
+  const test::Script cut = test::reply("HTTP/1.1 200 X\r\nContent-Length: 9\r\n\r\nnone");
+  const char* const internal = "Transport internal error";
+  const char* const unread = "RWHttpHandlerError: The body was not completely consumed";
+  const struct {
     test::Script script;
+    std::string path;
     orla_progress_fn progress;
     const char* counter;
     std::uint32_t status;
     const char* message;
-  } const cases[] = {
-      {test::reply("HTTP/1.1 404 X\r\n\r\nnone"), ignoreProgress, nullptr, 10,
-       "HTTP 404: file not found."},
-      {test::reply("HTTP/1.1 403 X\r\n\r\nnone"), ignoreProgress, nullptr, 10,
-       "HTTP 404: file not found."},
-      {test::reply("HTTP/1.1 200 X\r\nContent-Length: 9\r\n\r\nnone"), ignoreProgress, "1", 4,
-       "RWHttpHandlerError: The body was not completely consumed"},
-      {answer(bytes), nullptr, nullptr, 4,
-       "RWHttpHandlerError: The body was not completely consumed"},
-      {answer(bytes), cancelProgress, nullptr, 12, "Transport internal error"},
-      {answer(bytes), ignoreProgress, "7&x", 0, "Transport internal error"},
-  };
-  for (const Case& c : cases) {
+  } cases[] = {{answer("", 404), file, goOn, nullptr, 10, "HTTP 404: file not found."},
+               {cut, file, goOn, "1", 4, unread},
+               {answer(all), file, nullptr, nullptr, 4, unread},
+               {answer(all), file, cancel, nullptr, 12, internal},
+               {answer(all), file, fail, nullptr, 4, internal},
+               {answer(all), missing, goOn, nullptr, 1, internal},
+               {answer(all), "nofolder", goOn, nullptr, 6, internal},
+               {answer("all"), place, goOn, nullptr, 9, ""},
+               {answer(all), file, goOn, "7&x", 0, ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
     ScriptedServer server{c.script};
-    const std::uint32_t handle = connect(server.url("/unused"));
-    orla_progress_record record = {};
-    EXPECT_EQ(inet_.DownloadFile(handle, "/f?a=1", path.c_str(), c.progress, &record, c.counter),
+    inet_.SetMessage("");
+    Record record = {};
+    EXPECT_EQ(inet_.DownloadFile(connect(server.url("/unused")), "/f?a=1", c.path.c_str(),
+                                 c.progress, &record, c.counter),
               c.status);
     EXPECT_EQ(message(), c.message);
-    EXPECT_EQ(folder.read("file"), c.status == 0 ? bytes : "old");
-    EXPECT_THAT(folder.names(), ElementsAre("file")) << "a temporary file is left";
-    if (c.status == 0) {
-      EXPECT_EQ(+record.byte_count, bytes.size());
+    EXPECT_EQ(folder.read("file"), c.status == 0 ? all : "old");
+    EXPECT_THAT(folder.names(), testing::ElementsAre("file", "place")) << "temporary file left";
+    if (c.path == place || c.status == 0) {
+      EXPECT_EQ(+record.byte_count, c.status == 0 ? all.size() : 0);
     }
     EXPECT_TRUE(server.request().starts_with(
         "GET /f?a=1" + (c.counter ? std::string("&Counter=") + c.counter : "") + " HTTP/1.1\r\n"));
-    inet_.Disconnect(handle);
-  }
-}
-
-TEST_F(CVekInetTest, RunsTheRequestOfADownloadWithoutAFile) {
-  initialise();
-  const TempDir folder;
-  struct Case {
-    std::string path;
-    std::uint32_t status;
-  } const cases[] = {{folder.path("missing/file"), 1}, {"nofolder", 6}, {"", 6}};
-  for (const Case& c : cases) {
-    ScriptedServer server{answer("dropped")};
-    const std::uint32_t handle = connect(server.url("/"));
-    orla_progress_record record = {};
-    EXPECT_EQ(inet_.DownloadFile(handle, "/f", c.path.c_str(), ignoreProgress, &record, nullptr),
-              c.status);
-    EXPECT_TRUE(server.request().starts_with("GET /f HTTP/1.1\r\n"));
-    inet_.Disconnect(handle);
   }
   const std::uint32_t handle = connect("http://srv");
-  orla_progress_record record = {};
-  EXPECT_EQ(inet_.DownloadFile(0, "/f", "/x", ignoreProgress, &record, nullptr), 6U);
-  EXPECT_EQ(inet_.DownloadFile(handle, nullptr, "/x", ignoreProgress, &record, nullptr), 6U);
-  EXPECT_EQ(inet_.DownloadFile(handle, "/f", nullptr, ignoreProgress, &record, nullptr), 6U);
+  EXPECT_EQ(inet_.DownloadFile(0, "/f", "/x", goOn, nullptr, nullptr), 6U);
+  EXPECT_EQ(inet_.DownloadFile(handle, nullptr, "/x", goOn, nullptr, nullptr), 6U);
+  EXPECT_EQ(inet_.DownloadFile(handle, "/f", nullptr, goOn, nullptr, nullptr), 6U);
 }
 
 TEST_F(CVekInetTest, KeepsACodeForEachThreadAndOneMessage) {
-  EXPECT_EQ(code(), 0xFFFFFFFFU);
   inet_.OpenThreadRecord();
   EXPECT_EQ(code(), 0U);
-  inet_.SetCode(5);
-  inet_.SetMessage("first");
   std::thread([&] {
     EXPECT_EQ(code(), 0xFFFFFFFFU);
     SetLastError(123);
     EXPECT_EQ(inet_.SetCode(0xFFFFFFFF), 123U);
     EXPECT_EQ(code(), 123U);
-    inet_.SetMessage("second");
-    inet_.SetMessage(nullptr);
+    std::uint32_t handle;
+    EXPECT_EQ(inet_.Connect("http:srv", "", 0, &handle), 1U);
+    EXPECT_EQ(handle, 0U);
     inet_.CloseThreadRecord();
     EXPECT_EQ(code(), 0xFFFFFFFFU);
   }).join();
-  EXPECT_EQ(code(), 5U);
-  EXPECT_EQ(message(), "second");
-  SetLastError(6);
-  EXPECT_EQ(inet_.SetCodeFromSystem(), 6U);
+  EXPECT_EQ(code(), 0U);
+  const std::string text = "URL 'http:srv' is invalid.";
+  for (const std::size_t size : {text.size() + 1, text.size(), text.size() - 1, std::size_t{0}}) {
+    Bytes buffer(40, '?');
+    EXPECT_EQ(inet_.LastErrorMessage(buffer.data(), static_cast<std::uint32_t>(size)), 0U);
+    EXPECT_EQ(buffer, (text + '\0').substr(0, size) + Bytes(40 - size, '?'));
+  }
+  EXPECT_EQ(inet_.LastErrorMessage(nullptr, 5), 0U);
 }
 
 TEST(CVekInet, RaisesError1WithoutItsGuard) {
-  // The names of the guard's kernel objects would be too long.
-  CVekInet inet(std::string(300, 'x').c_str());
+  CVekInet inet(std::string(300, 'x').c_str());  // Too long for the names of kernel objects.
   EXPECT_EQ(inet.Initialize(0, nullptr), 0U);
   std::uint32_t handle = 0;
-  const auto raised = [](auto action) -> std::uint32_t {
-    try {
-      action();
-      return 0;
-    } catch (const CVekExceptionImp& error) {
-      return error.GetErrorCode();
-    }
-  };
-  EXPECT_EQ(raised([&] { inet.Connect("http://s", "", 0, &handle); }), 1U);
-  EXPECT_EQ(raised([&] { inet.Disconnect(1); }), 1U);
+  EXPECT_THROW(inet.Connect("http://s", "", 0, &handle), CVekExceptionImp);
+  EXPECT_THROW(inet.Disconnect(1), CVekExceptionImp);
   std::uint16_t major, minor;
   EXPECT_EQ(inet.GetVersion(1, &major, &minor), 1U);
   EXPECT_EQ(inet.Cleanup(), 1U);
 }
 
 TEST_F(CVekInetTest, LetsARunningCommandOutliveTheCleanUp) {
-  initialise();
   test::Gate requested, answered;
   ScriptedServer server{{test::expectRequest(), test::opens(requested), test::waitFor(answered),
                          test::sendBytes("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n1.2.3")}};
