@@ -44,7 +44,7 @@ install_packages() {
 
 install_native_packages() {
   install_packages g++ clang libclang-rt-14-dev llvm-14 cmake ninja-build googletest \
-    libcli11-dev libcpp-httplib-dev pkg-config python3 ca-certificates binutils
+    libcli11-dev libcpp-httplib-dev pkg-config python3 netbase ca-certificates binutils
 }
 
 # Wine for 32-bit programs is of another architecture. Where the security suite's lists for the two
