@@ -21,26 +21,9 @@ TEST(CVekErrStorage, ThreadsDoNotDisturbOneAnother) {
         EXPECT_TRUE(storage.SetErrorCode(code));
         EXPECT_EQ(storage.GetErrorCode(), code);
         EXPECT_TRUE(storage.RemoveEntry());
-        EXPECT_FALSE(storage.RemoveEntry());
       }
     });
   }
-}
-
-struct Storage : CVekErrStorage {
-  using CVekErrStorage::Add;
-  using CVekErrStorage::CVekErrStorage;
-};
-
-TEST(CVekErrStorage, RemovingOneEntryKeepsTheOthersInOrder) {
-  constexpr std::uint32_t kOthers = 0xFFFF0000;  // No thread's identifiers.
-  Storage storage("test");
-  storage.Add(new CVekErrEntry{0, kOthers});
-  EXPECT_EQ(storage.EnsureEntry(), 1);
-  for (std::uint32_t i = 1; i < 12; ++i) storage.Add(new CVekErrEntry{0, kOthers + i});
-  EXPECT_TRUE(storage.RemoveEntry());
-  for (std::int32_t i = 0; i < 12; ++i)
-    EXPECT_EQ(storage.FindEntry(kOthers + static_cast<std::uint32_t>(i)), i);
 }
 
 }  // namespace

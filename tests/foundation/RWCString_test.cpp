@@ -6,12 +6,7 @@ namespace orla {
 namespace {
 
 TEST(RWCString, KnowsAsciiAndBlanksAlone) {
-  const struct {
-    RWCString text, lower;
-  } cases[] = {{"@AZ[", "@az["}, {"\xC4`z{", "\xC4`z{"}, {RWCString("A\0Z", 3), {"a\0z", 3}}};
-  for (const auto& c : cases) EXPECT_EQ(toLowerAscii(c.text), c.lower);
-  EXPECT_TRUE(isDigitAscii('0') && isDigitAscii('9') && !isDigitAscii('/') && !isDigitAscii(':'));
-  EXPECT_TRUE(equalIgnoringCase("Content-LENGTH", "content-length"));
+  EXPECT_EQ(toLowerAscii(RWCString("@AZ[\xC4`z{\0Z", 10)), RWCString("@az[\xC4`z{\0z", 10));
   EXPECT_FALSE(equalIgnoringCase("host", "hos") || equalIgnoringCase("hos", "host"));
   EXPECT_EQ(stripLeadingBlanks(" \ta "), "\ta ");
   EXPECT_EQ(stripTrailingBlanks(" a\t "), " a\t");

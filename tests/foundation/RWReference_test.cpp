@@ -38,12 +38,10 @@ TEST(RWTHandle, FreesTheBodyOnceWhicheverLockOperationFails) {
 
 TEST(RWTValOrderedVector, KnowsItsBounds) {
   RWTValOrderedVector<int> vector;
-  vector.insertAt(0, 2);
   vector.insertAt(0, 1);
-  EXPECT_EQ(vector[1], 2);
-  EXPECT_THROW(vector[2], RWBoundsErr);
-  EXPECT_THROW(vector.removeAt(2), RWBoundsErr);
-  EXPECT_THROW(vector.insertAt(3, 0), RWBoundsErr);
+  EXPECT_THROW(vector[1], RWBoundsErr);
+  EXPECT_THROW(vector.removeAt(1), RWBoundsErr);
+  EXPECT_THROW(vector.insertAt(2, 0), RWBoundsErr);
   EXPECT_STREQ(RWBoundsErr(3, 2).why(), "[INDEX] Index (3) out of range [0->2]");
 }
 

@@ -1,16 +1,12 @@
 #include "http/RWBufferedPortal.h"
 
-#include <gmock/gmock.h>
-#include <string>
+#include <gtest/gtest.h>
 
-#include "net/RWNetErrors.h"
 #include "support/PortalFixture.h"
 
 namespace orla {
-namespace {
 
 using test::PortalFixture;
-using testing::ElementsAre;
 
 TEST(RWBufferedPortal, ReadsAheadWithoutLosingBytes) {
   RWCString bytes;
@@ -20,7 +16,6 @@ TEST(RWBufferedPortal, ReadsAheadWithoutLosingBytes) {
   RWCString got;
   std::string piece(40000, '\0');
   bool more = true;
-  // Small and large receives in turn: out of the buffer, and past it.
   for (int i = 0; more; ++i) {
     const int count = portal.recv(piece.data(), i % 3 == 0 ? 40000 : i % 5 + 1, &more);
     EXPECT_EQ(more, count != 0);
@@ -46,19 +41,14 @@ TEST(RWBufferedPortal, GathersSendsUntilFlushed) {
   RWBufferedPortalImp portal(wire.portal());
   portal.send("ab", 2);
   portal.send("cd", 2);
-  EXPECT_THAT(wire.writes(), ElementsAre());
+  EXPECT_TRUE(wire.writes().empty());
   portal.flush();
   portal.flush();
   const RWCString a(4000, 'a'), b(4000, 'b');
   for (int i = 0; i < 100; ++i) portal.send(i < 65 ? a.data() : b.data(), 4000);
   portal.flush();
-  EXPECT_THAT(wire.writes(), ElementsAre("abcd", RWCString(260000, 'a'), RWCString(140000, 'b')));
-
-  RWBufferedPortalImp closed{RWPortal()};
-  closed.send("a", 1);
-  EXPECT_THROW(closed.flush(), RWNetNoChannelError);
-  closed.flush();
+  EXPECT_EQ(wire.writes(),
+            (std::vector<RWCString>{"abcd", RWCString(260000, 'a'), RWCString(140000, 'b')}));
 }
 
-}  // namespace
 }  // namespace orla

@@ -33,13 +33,6 @@ struct RWHttpClientTest : testing::Test {
   RWHttpClient client_{new RWHttpSocketClientImp};
 };
 
-TEST_F(RWHttpClientTest, NeedsAConnectionAndARequest) {
-  EXPECT_EQ(errorOf([&] { submit("GET"); }), kLost);
-  EXPECT_EQ(errorOf([&] { body(); }),
-            "RWHttpNoPendingRepliesError: No replies expected from server");
-  EXPECT_EQ(errorOf([] { RWHttpClient().isConnected(); }), "Invalid pointer");
-}
-
 TEST_F(RWHttpClientTest, KeepsOneConnectionForSeveralRequests) {
   ScriptedServer server{{expectRequest(),
                          sendBytes("HTTP/1.1 100 X\r\nX: y\r\n\r\nHTTP/1.1 200 X\r\n"
@@ -52,8 +45,9 @@ TEST_F(RWHttpClientTest, KeepsOneConnectionForSeveralRequests) {
     EXPECT_FALSE(submit("GET"));
     EXPECT_FALSE(submit("GET", kPipeline));
     EXPECT_EQ(body(10000), expected);
-    EXPECT_FALSE(client_.hasPendingReplies());
   }
+  EXPECT_EQ(errorOf([&] { body(); }),
+            "RWHttpNoPendingRepliesError: No replies expected from server");
 }
 
 TEST_F(RWHttpClientTest, PipelinesWithOneThreadToSubmitAndOneToRead) {
@@ -69,10 +63,11 @@ TEST_F(RWHttpClientTest, PipelinesWithOneThreadToSubmitAndOneToRead) {
   };
   submitEight();
   EXPECT_FALSE(submit("GET"));
-  std::thread submitter(submitEight);
   RWCString bodies;
-  for (int i = 0; i < 8; ++i) client_.getReply(bodies);
-  submitter.join();
+  {
+    const std::jthread submitter(submitEight);
+    for (int i = 0; i < 8; ++i) client_.getReply(bodies);
+  }
   for (int i = 0; i < 8; ++i) client_.getReply(bodies);
   EXPECT_EQ(bodies, "abcdefghijklmnop");
 }
@@ -87,20 +82,17 @@ TEST_F(RWHttpClientTest, ForgetsPendingRequestsWithTheConnection) {
   EXPECT_EQ(body(), "200 hi");
 }
 
-struct BrokenBody : RWHttpRequestBody {
-  RWCString read(std::size_t) override { throw RWxmsg("broken"); }
-  std::int64_t getLength() const override { return length; }
-  int length = -1;
-};
-
 TEST_F(RWHttpClientTest, SendsNothingBehindHalfARequest) {
   ScriptedServer server{reply("HTTP/1.1 204 X\r\n\r\n")};
   connect(server);
-  auto* const broken = new BrokenBody;
+  struct BrokenBody : RWHttpRequestBody {
+    RWCString read(std::size_t) override { throw RWxmsg("broken"); }
+    std::int64_t getLength() const override { return length; }
+    int length = -1;
+  }* const broken = new BrokenBody;
   RWHttpRequest request("POST", "/");
   request.setMinorVersion(0);
   request.setBody(RWTHandle<RWHttpRequestBody>(broken));
-  EXPECT_EQ(errorOf([&] { submit("GET", 2); }), "RWHttpRequestError: Invalid pipeline method");
   EXPECT_EQ(errorOf([&] { client_.submit(request); }),
             "RWHttpRequestError: Transfer-Encoding: chunked only supported with HTTP/1.1 or higher "
             "requests.");
@@ -124,7 +116,6 @@ TEST_F(RWHttpClientTest, WantsBodiesReadToTheirEnd) {
   } cases[] = {{"GET", "200 X\r\nContent-Length: 4\r\n", 2, false},
                {"GET", "200 X\r\nContent-Length: 0\r\n", 0, false},
                {"GET", "200 X\r\nContent-Length: 0\r\n", 2, true},
-               {"HEAD", "200 X\r\nContent-Length: 4\r\n", 0, true},
                {"GET", "200 X\r\n", 2, false}};
   for (const auto& c : cases) {
     ScriptedServer server{reply(std::string("HTTP/1.1 ") + c.head + "\r\nbody")};
@@ -141,12 +132,8 @@ TEST_F(RWHttpClientTest, WantsBodiesReadToTheirEnd) {
 TEST_F(RWHttpClientTest, TellsRefusalFromSilence) {
   RWSocket listener;
   listener.bind(RWInetAddr("127.0.0.1:0"));
-  const RWCString name = listener.getsockname().raw();
-  const auto port = static_cast<std::uint32_t>(static_cast<unsigned char>(name[2]) << 8 |
-                                               static_cast<unsigned char>(name[3]));
-  // Bound but not listening: refused.
-  EXPECT_EQ(errorOf([&] { client_.connect("127.0.0.1", port); }),
-            "RWSocketError: in RWSocket::connect: CONNREFUSED");
+  const RWCString name = listener.text();
+  const auto port = static_cast<std::uint32_t>(std::stoul(name.substr(name.rfind(':') + 1)));
   EXPECT_EQ(errorOf([&] { client_.connect("127.0.0.1", port, 5000); }),
             "Unexpected error condition on socket");
   EXPECT_FALSE(client_.portal().socket().isValid());

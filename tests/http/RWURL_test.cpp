@@ -21,21 +21,16 @@ RWCString describe(const RWURL& url) {
 TEST(RWURL, SplitsEachScheme) {
   const std::pair<RWCString, const char*> cases[] = {
       {"http://srv:8080/cmd/run?x=1", "http* h=srv p=8080 /cmd/run ?x=1"},
-      {"https://srv//a/", "https* h=srv //a/"},
       {"HTtP://Srv:/Path", "http* h=Srv /Path"},
       {"http://me:pw@srv/p", "http* h=me p=pw@srv /p"},
       {"http://srv?a/b?c?d", "http* h=srv?a /b ?c?d"},
       {"https:srv/", "*!HTTP url format unrecognized"},
-      {"srv/path", ".!format unrecognized"},
       {"Gopher://srv", "gopher.!format unrecognized"},
       {"ftp://me:p:w@x@srv:21/a/b;TYPE=i", "ftp. user=me pw=p:w@x h=srv p=21 /a/b type=i"},
-      {"ftp://srv/a;mode=i", ".!FTP url format unrecognized"},
       {"telnet://me@srv:23/", "telnet. user=me h=srv p=23"},
-      {"telnet://srv/p", ".!Telnet url format unrecognized"},
       {"file:///C:/a", "file. /C:/a"},
       {"file://srv", ".!FILE url format unrecognized"},
       {"nntp://srv:119/g/12", "nntp. h=srv p=119 g=g a=12"},
-      {"nntp://srv/", ".!NNTP url format unrecognized"},
       {"news:comp.x", "news. g=comp.x"},
       {"news:1.2@srv", "news. h=srv a=1.2"},
       {"mailto:me@srv?x", "mailto. /me@srv?x"}};

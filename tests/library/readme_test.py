@@ -1,8 +1,6 @@
-"""The README's example is the one that is compiled, it says what went wrong, and the paths that the
-README names exist.
+"""The README's example is the compiled one and tells errors; the paths that the README names exist.
 
-usage: readme_test.py SOURCE_FOLDER EXAMPLE_PROGRAM [EMULATOR]
-"""
+usage: readme_test.py SOURCE_FOLDER EXAMPLE_PROGRAM [EMULATOR]"""
 import pathlib
 import re
 import subprocess

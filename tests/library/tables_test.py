@@ -1,8 +1,7 @@
-"""Reads the tables of the built library: it exports the ten functions and nothing else, and needs
-nothing beside it.
+"""The built library exports the ten functions and nothing else, and needs nothing beside it.
 
-usage: tables_test.py LIBRARY VERSION
-"""
+usage: tables_test.py LIBRARY VERSION"""
+import pathlib
 import re
 import subprocess
 import sys
@@ -25,8 +24,7 @@ def windows(path, version):
     expect("exports", names, {f"_{name}@{size}" for name, size in EXPORTS.items()})
     libraries = {name.upper() for name in re.findall(r"DLL Name: (\S+)", text)}
     expect("imports", libraries, {"KERNEL32.DLL", "MSVCRT.DLL", "USER32.DLL", "WSOCK32.DLL"})
-    with open(path, "rb") as file:
-        content = file.read()
+    content = pathlib.Path(path).read_bytes()
     for wanted in ("VS_VERSION_INFO", "FileVersion", version):
         expect(f"version resource holds {wanted}", wanted.encode("utf-16-le") in content, True)
 
@@ -44,5 +42,4 @@ def expect(what, got, wanted):
         sys.exit(f"{what}:\n  got    {got}\n  wanted {wanted}")
 
 
-if __name__ == "__main__":
-    (windows if sys.argv[1].endswith(".dll") else linux)(sys.argv[1], sys.argv[2])
+(windows if sys.argv[1].endswith(".dll") else linux)(sys.argv[1], sys.argv[2])

@@ -5,24 +5,15 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "foundation/RWxmsg.h"
 #include "net/RWInetAddr.h"
 #include "net/RWSocket.h"
 #include "net/RWWinsockStartup.h"
+#include "support/ErrorOf.h"
 
 namespace orla {
 
-/// The text of the error that `action` raises, "" for none.
-inline RWCString raisedBy(auto action) {
-  try {
-    action();
-  } catch (const RWxmsg& error) {
-    return error.why();
-  }
-  return "";
-}
+using test::errorOf;
 
-/// Closes the socket that it holds.
 struct OwnedSocket : RWSocket {
   explicit OwnedSocket(const RWSocket& socket = RWSocket()) : RWSocket(socket) {}
   OwnedSocket(const OwnedSocket&) = delete;
@@ -30,8 +21,7 @@ struct OwnedSocket : RWSocket {
   ~OwnedSocket() { closesocket(handle()); }
 };
 
-class NetTest : public testing::Test {
- protected:
+struct NetTest : testing::Test {
   static RWInetAddr loopback(std::uint16_t port, int type = SOCK_STREAM) {
     return RWInetAddr(RWInetServicePort(port), RWInetHost("127.0.0.1"), type);
   }
@@ -46,7 +36,6 @@ class NetTest : public testing::Test {
   std::unique_ptr<RWWinsockStartup> winsock_ = std::make_unique<RWWinsockStartup>();
 };
 
-/// With a connection between two sockets.
 struct LoopbackTest : NetTest {
   LoopbackTest() {
     listener_.bind(loopback(0));

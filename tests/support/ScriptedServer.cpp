@@ -55,37 +55,30 @@ class ScriptedConnection {
     return got > 0;
   }
 
-  void expectRequest() {
-    std::size_t length;
-    while ((length = requestLength(std::string_view(received).substr(taken))) == 0) {
-      if (!isReady(socket, {kTimeLimit.count(), 0})) throw std::runtime_error("no request in time");
-      if (!receive()) throw std::runtime_error("the peer closed too early");
-    }
-    taken += length;
-  }
-
   const Script script;
-  std::thread thread;
   SOCKET socket = INVALID_SOCKET;
   std::string received;
   std::size_t taken = 0;  // Of `received`, by the steps.
   std::promise<std::string> ended;
   std::shared_future<std::string> result = ended.get_future().share();
+  std::jthread thread;
 };
 
 Step expectRequest() {
-  return [](ScriptedConnection& connection) { connection.expectRequest(); };
+  return [](ScriptedConnection& c) {
+    std::size_t length;
+    while ((length = requestLength(std::string_view(c.received).substr(c.taken))) == 0) {
+      if (!isReady(c.socket, {kTimeLimit.count(), 0}) || !c.receive())
+        throw std::runtime_error("no whole request in time");
+    }
+    c.taken += length;
+  };
 }
 
 Step sendBytes(std::string bytes) {
   return [bytes](ScriptedConnection& connection) {
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-      const int length = static_cast<int>(bytes.size() - sent);
-      const int count = send(connection.socket, bytes.data() + sent, length, 0);
-      if (count <= 0) return;
-      sent += static_cast<std::size_t>(count);
-    }
+    for (int sent = 0, count = 1, size = static_cast<int>(bytes.size()); count > 0; sent += count)
+      count = send(connection.socket, bytes.data() + sent, size - sent, 0);
   };
 }
 
@@ -124,8 +117,7 @@ ScriptedServer::ScriptedServer(std::vector<Script> scripts) {
 ScriptedServer::~ScriptedServer() {
   stopping_ = true;
   acceptor_.join();
-  for (const auto& connection : connections_)
-    if (connection->thread.joinable()) connection->thread.join();
+  connections_.clear();
   WSACleanup();
 }
 
@@ -139,19 +131,13 @@ void ScriptedServer::acceptAll() {
       break;
     }
     connection->socket = accept(listener, nullptr, nullptr);
-    connection->thread = std::thread([&] { connection->play(stopping_); });
+    connection->thread = std::jthread([&] { connection->play(stopping_); });
   }
   closesocket(listener);
 }
 
 std::string ScriptedServer::request(std::size_t connection) const {
   return connections_.at(connection)->result.get();
-}
-
-std::vector<std::string> ScriptedServer::requests() const {
-  std::vector<std::string> all;
-  for (std::size_t i = 0; i < connections_.size(); ++i) all.push_back(request(i));
-  return all;
 }
 
 }  // namespace orla::test

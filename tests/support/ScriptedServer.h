@@ -56,9 +56,8 @@ class ScriptedServer {
   std::string url(const std::string& path) const {
     return "http://127.0.0.1:" + std::to_string(port_) + path;
   }
-  /// The bytes received on a connection, once its script has ended; those of every one.
+  /// The bytes received on a connection, once its script has ended.
   std::string request(std::size_t connection = 0) const;
-  std::vector<std::string> requests() const;
 
  private:
   void acceptAll();

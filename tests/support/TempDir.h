@@ -37,7 +37,6 @@ class TempDir {
     return found;
   }
 
-  /// Makes or replaces the file, and returns its path.
   std::string write(const std::string& name, const std::string& bytes) const {
     EXPECT_TRUE(std::ofstream(path_ / name, std::ios::binary) << bytes << std::flush);
     return path(name);
