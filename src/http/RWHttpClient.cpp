@@ -33,7 +33,7 @@ void setBlocking(RWSocket& socket, bool blocking) {
 /// A portal over a new socket, connected within `timeout` milliseconds.
 RWSocketPortal connectInTime(const RWInetAddr& address, std::uint32_t timeout) {
   // The portal is there before the socket: it closes it, whatever fails from here on.
-  const RWSocketPortal portal{RWSocket()};
+  RWSocketPortal portal{RWSocket()};
   RWSocket& socket = *static_cast<RWSocketPortalImp*>(portal.implementation());
   socket.socket(address.kind());
   setBlocking(socket, false);
