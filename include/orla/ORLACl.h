@@ -21,6 +21,9 @@
  * (ORLAGetLastError), which only ORLAGetVersion sets.
  *
  * A thread must not be cancelled or killed while it is in the library: what it holds stays held.
+ * End every command before the program exits or unloads the library: that waits for no command, can
+ * wait for ever for a thread that was stopped in the middle of one, and a command that runs on
+ * meets a library that is gone.
  */
 #ifndef ORLA_ORLACL_H
 #define ORLA_ORLACL_H
@@ -136,7 +139,7 @@ typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -
  * not throw, nor leave otherwise than by returning.
  *
  *   record  the record given to ORLADownloadFile, filled as above
- *   data    on the first call the first 512 bytes of the reply; null on every later call
+ *   data    on the first call the first 512 bytes of the reply's body; null on every later call
  *   length  512 on the first call, 0 on every later one
  *
  * The first call comes when 512 bytes have arrived, then one for each further piece: a file of
@@ -255,7 +258,8 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
  *
  * ORLA_OK: the file is in place with all its bytes. A reply that states no length, or
  * "Connection: close", ends where the server closes: a connection lost on the way cannot be told
- * from the end then.
+ * from the end then. One that states a length of 4 GiB or more is refused with
+ * ORLA_ERROR_TRANSPORT; so is one whose head exceeds 1 MiB, of any command.
  *
  * ORLA_ERROR_ARGUMENT for a null `target` or `path`, a bad path or an unknown handle;
  * ORLA_ERROR_NO_SUCH_DOWNLOAD; ORLA_ERROR_GENERAL also when the local file cannot be made or

@@ -69,9 +69,9 @@ class CInetCntHandle : public RWReference {
   void CopyMessage(char (&buffer)[kMessageSize]) const;
 
   /// One transaction: a fresh connection, one request for `path`, its reply's body into `arg`. 0
-  /// for status 200; otherwise a code, with a message. `wait`, in milliseconds, bounds connecting
-  /// and each wait for the reply on top of the socket's own limit of 300 s; 0 for none. Raises
-  /// nothing.
+  /// for status 200; otherwise a code, with a message. `wait`, in milliseconds (only whole
+  /// seconds count), bounds connecting and each wait for the reply on top of the socket's own limit
+  /// of 300 s; 0 for none. Raises nothing.
   std::uint32_t Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait);
   /// The same with `body` as the request's body.
   std::uint32_t Post(const char* path, RWCString body, CHttpRequestArg* arg, std::uint32_t wait);

@@ -80,7 +80,6 @@ class CVekInet : public CArArr<CInetCntHandle*> {
   std::uint32_t AddNew(const char* url, const char* credential, std::uint32_t reserved);
   /// Empty when no connection has that handle. A disconnected one is still found.
   Connection FindHandle(std::uint32_t handle);
-  Connection FindInTable(std::uint32_t handle);
   /// FindHandle, raising error 6 for an unknown handle.
   Connection RequireHandle(std::uint32_t handle);
   void SetMessageFrom(const CInetCntHandle& connection);

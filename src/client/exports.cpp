@@ -1,4 +1,4 @@
-// The ten exported functions: thin forwarders to the one library-wide object, and that object.
+// The ten exported functions: thin forwarders to the library-wide object (Library.h).
 //
 // Agents built by other compilers call with a stack aligned to 4 bytes, so each function realigns
 // it. The functions that let an exception through say so; a status is all that leaves the others.

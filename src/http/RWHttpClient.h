@@ -1,8 +1,8 @@
 // The client side of one HTTP connection: requests out, replies back in the same order.
 //
 // Submitting and reading replies may run on different threads, one each; nothing else on a
-// connection is locked. An error raised while a request is written or a reply read leaves the
-// connection unusable: disconnect or destroy it.
+// connection is locked. An error raised once a part of a request is written, or while a reply is
+// read, leaves the connection unusable: disconnect or destroy it.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,8 @@
 // The errors of the HTTP layer. Each message is the class name, ": " and the text given.
 //
-// After any of them that was raised while a request was written or a reply read, the connection's
-// byte stream is out of step: the connection is of no further use and is to be destroyed.
+// After any of them but RWHttpRequestError that was raised while a request was written or a reply
+// read, the connection's byte stream is out of step: the connection is of no further use and is to
+// be destroyed.
 #pragma once
 
 #include "foundation/RWxmsg.h"

@@ -2,7 +2,7 @@
 //
 // The library is written against the Win32 calls below. On Windows this header includes the
 // system's own headers and adds nothing, so that nothing stands between the library and the
-// system. Elsewhere it declares exactly those calls, types and constants, with the system's names,
+// system. Elsewhere it declares those calls, types and constants, with the system's names,
 // types and values, in the library's namespace; platform/posix/ supplies them. The comments here
 // are the contract of that port; tests/platform/ checks it on both systems.
 //
@@ -47,7 +47,6 @@ using LONG = std::int32_t;
 using DWORD = std::uint32_t;
 using WORD = std::uint16_t;
 using HANDLE = void*;
-using u_char = std::uint8_t;
 using u_short = std::uint16_t;
 using u_long = std::uint32_t;
 

@@ -19,8 +19,8 @@ namespace orla {
  *                                                 compiled name; answers with that name
  *   GET  /name                                    the stored package
  *
- * Everything else is refused with a 4xx status and a line of reason. Requests are logged to the
- * standard error stream, a line each.
+ * Everything else is refused with a 4xx status and a line of reason, a file system that fails with
+ * 500, or 507 when it is full. Requests are logged to the standard error stream, a line each.
  */
 class DevServer {
  public:

@@ -3,8 +3,6 @@
 
 #include "platform/winapi.h"
 
-#include <atomic>
-
 namespace orla::posix {
 
 /// A HANDLE is a pointer to one of these; CloseHandle ends it. Every live handle of one object in
