@@ -23,7 +23,8 @@
  * A thread must not be cancelled or killed while it is in the library: what it holds stays held.
  * End every command before the program exits or unloads the library: that waits for no command, can
  * wait for ever for a thread that was stopped in the middle of one, and a command that runs on
- * meets a library that is gone.
+ * meets a library that is gone. On Linux also join every thread that has called ORLAGetVersion, or
+ * let it live on, before unloading: one that is just ending is still on its way through the library.
  */
 #ifndef ORLA_ORLACL_H
 #define ORLA_ORLACL_H

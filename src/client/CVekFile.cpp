@@ -155,7 +155,9 @@ std::uint32_t CVekFile::GetSize(std::uint32_t* high) const {
   *high = 0;
   if (!IsOpen()) return 0;
   DWORD rest = 0;
+  SetLastError(ERROR_SUCCESS);  // A file may well have the size that stands for a failure.
   const DWORD low = GetFileSize(handle_, &rest);
+  if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS) rest = low;
   *high = rest;
   return low;
 }

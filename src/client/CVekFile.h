@@ -67,7 +67,7 @@ class CVekFile {
   virtual bool Exists(const char* path) const;
 
   /// The low 32 bits of the file's size, the rest in `*high`, which must not be null. 0 when the
-  /// file is not open; 0xFFFFFFFF when the size could not be had.
+  /// file is not open; 0xFFFFFFFF in both when the size could not be had.
   virtual std::uint32_t GetSize(std::uint32_t* high) const;
 
   /// The path of the open file: of a replacement, the temporary file until it is committed.

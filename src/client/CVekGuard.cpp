@@ -89,7 +89,10 @@ bool CVekGuard::TryAcquireRead(std::uint32_t milliseconds) noexcept {
 void CVekGuard::ReleaseRead() noexcept {
   if (!IsCreated()) return;
   const HANDLE both[] = {noWriter_, readers_};
-  WaitForMultipleObjects(std::size(both), both, TRUE, INFINITE);
+  // A wait that fails has taken neither: the reader is counted out all the same, or every writer of
+  // every process would wait for it.
+  if (WaitForMultipleObjects(std::size(both), both, TRUE, INFINITE) == WAIT_FAILED)
+    WaitForSingleObject(readers_, 0);
   // The count cannot be read, only taken from: what the poll takes of the other readers' goes back.
   if (WaitForSingleObject(readers_, 0) == WAIT_OBJECT_0) {
     ReleaseSemaphore(readers_, 1, nullptr);

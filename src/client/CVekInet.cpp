@@ -29,7 +29,8 @@ CVekInet::CVekInet(const char* guardName)
 }
 
 CVekInet::~CVekInet() {
-  Cleanup();
+  // Nobody else is left to be kept out, so that the connections go even when the guard fails.
+  if (Cleanup() != ORLA_OK) DropConnections();
   guard_.Close();
 }
 
@@ -44,6 +45,13 @@ std::uint32_t CVekInet::Initialize(std::uint32_t flag, const char* text) {
 std::uint32_t CVekInet::Cleanup() {
   CVekWriterLock lock;
   if (!lock.Lock(&guard_)) return ORLA_ERROR_GENERAL;
+  DropConnections();
+  initialised_ = false;
+  return ORLA_OK;
+}
+
+/// Empties the table, which the caller has locked.
+void CVekInet::DropConnections() {
   for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
     try {
       // Drops the table's reference; a command that still runs keeps the object until it ends.
@@ -54,8 +62,6 @@ std::uint32_t CVekInet::Cleanup() {
     }
   }
   RemoveAll();
-  initialised_ = false;
-  return ORLA_OK;
 }
 
 std::uint32_t CVekInet::Connect(const char* url, const char* credential, std::uint32_t reserved,

@@ -25,7 +25,7 @@ namespace orla {
 class CVekInet : public CArArr<CInetCntHandle*> {
  public:
   /// `guardName` ends the names of the guard's kernel objects.
-  explicit CVekInet(const char* guardName = "ORLAHost2.dll");
+  explicit CVekInet(const char* guardName);
   /// Waits until no command of any process is between locking the table and unlocking it. A process
   /// that ends while its other threads do so waits for ever; agents end their commands first.
   ~CVekInet() override;
@@ -76,6 +76,7 @@ class CVekInet : public CArArr<CInetCntHandle*> {
  private:
   using Connection = RWTHandle<CInetCntHandle>;
 
+  void DropConnections();
   std::uint32_t ReuseFree(const char* url, const char* credential, std::uint32_t reserved);
   std::uint32_t AddNew(const char* url, const char* credential, std::uint32_t reserved);
   /// Empty when no connection has that handle. A disconnected one is still found.

@@ -10,13 +10,13 @@
 #include <cstring>
 #include <exception>
 #include <limits>
-#include <string_view>
 #include <utility>
 
 #include "client/CVekExceptionImp.h"
 #include "client/CVekFile.h"
 #include "client/CVekInet.h"
 #include "client/PercentEncode.h"
+#include "client/VersionText.h"
 
 namespace orla {
 
@@ -52,30 +52,31 @@ void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
   std::memset(buffer + length, 0, size - length);
 }
 
-/// The text without the carriage returns and line feeds at its end.
-std::string_view stripLineEnd(std::string_view text) {
-  return text.substr(0, text.find_last_not_of("\r\n") + 1);
-}
-
-/// digits "." digits "." digits, and nothing else.
-bool isVersion(std::string_view text) {
-  const std::size_t first = text.find('.');
-  if (first == 0 || first == std::string_view::npos) return false;
-  const std::size_t second = text.find('.', first + 1);
-  if (second == std::string_view::npos || second == first + 1 || second + 1 == text.size())
-    return false;
-  return std::count(text.begin(), text.end(), '.') == 2 &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c == '.' || isDigitAscii(c); });
-}
-
-/// The value of the digits that `text` begins with, modulo 2^16.
-std::uint16_t leadingNumber(std::string_view text) {
-  std::uint16_t value = 0;
-  for (const char c : text) {
-    if (!isDigitAscii(c)) break;
-    value = static_cast<std::uint16_t>(value * 10 + (c - '0'));
+/// CVekInet::BuildCommand for a connection: a command looks its handle up once, and is then out of
+/// reach of a clean-up.
+bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint32_t count,
+                 const char* const* identities, bool upload, char* target, std::size_t size) {
+  target[0] = '\0';
+  RWCString text = "/" + connection.GetPath() + "?ORLACommand=";
+  if (type == 0) {
+    text += "GetVersion";
+    return copyTarget(text, target, size);
   }
-  return value;
+  text += upload ? "UploadPackage&Type=" : "CompileName&Type=";
+  text += std::to_string(type);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (!identities || !identities[i] || text.size() >= size) return false;
+    text += "&Identity" + std::to_string(i) + "=" + escape(identities[i]);
+  }
+  text += "&Encoding=UTF-8";
+  return copyTarget(text, target, size);
+}
+
+/// Makes an upload's target of what buildTarget built; false, and nothing changed, when it does not
+/// fit.
+bool appendFileName(const char* fileName, char* target, std::size_t size) {
+  if (!fileName || *fileName == '\0') return true;
+  return copyTarget(target + ("&FileName=" + escape(fileName)), target, size);
 }
 
 /// The whole file at `path`.
@@ -128,29 +129,14 @@ bool CVekInet::BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint3
   if (!target) return false;
   target[0] = '\0';
   const Connection connection = FindHandle(handle);
-  if (!connection) return false;
-
-  RWCString text = "/" + connection->GetPath() + "?ORLACommand=";
-  if (type == 0) {
-    text += "GetVersion";
-    return copyTarget(text, target, size);
-  }
-  text += upload ? "UploadPackage&Type=" : "CompileName&Type=";
-  text += std::to_string(type);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (!identities || !identities[i] || text.size() >= size) return false;
-    text += "&Identity" + std::to_string(i) + "=" + escape(identities[i]);
-  }
-  text += "&Encoding=UTF-8";
-  return copyTarget(text, target, size);
+  return connection && buildTarget(*connection, type, count, identities, upload, target, size);
 }
 
 bool CVekInet::BuildUpload(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
                            const char* const* identities, const char* fileName, char* target,
                            std::size_t size) {
-  if (!BuildCommand(handle, type, count, identities, true, target, size)) return false;
-  if (!fileName || *fileName == '\0') return true;
-  return copyTarget(target + ("&FileName=" + escape(fileName)), target, size);
+  return BuildCommand(handle, type, count, identities, true, target, size) &&
+         appendFileName(fileName, target, size);
 }
 
 std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
@@ -160,17 +146,14 @@ std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
   const std::uint32_t status = statusOf([&]() -> std::uint32_t {
     const Connection connection = RequireHandle(handle);
     char target[kTargetSize];
-    if (!BuildCommand(handle, 0, 0, nullptr, false, target, sizeof target))
+    if (!buildTarget(*connection, 0, 0, nullptr, false, target, sizeof target))
       raiseError(ORLA_ERROR_ARGUMENT);
     CInetCntHandle::CHttpRequestArg arg;
     if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
       SetMessageFrom(*connection);
       return code;
     }
-    const std::string_view version = stripLineEnd(arg.textBody);
-    if (!isVersion(version)) return ORLA_ERROR_NOT_MODIFIED;
-    *major = leadingNumber(version);
-    *minor = leadingNumber(version.substr(version.find('.') + 1));
+    if (!ParseVersionText(arg.textBody, major, minor)) return ORLA_ERROR_NOT_MODIFIED;
     return ORLA_OK;
   });
   // "Not modified" and a text that is no version are the same to the agent: no version was had.
@@ -189,7 +172,8 @@ std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
     char target[kTargetSize];
     // When the target cannot be built, the request goes out with an empty one: the server's refusal
     // is the agent's answer.
-    BuildCommand(handle, type & 0xFFFF, count & 0xFFFF, identities, false, target, sizeof target);
+    buildTarget(*connection, type & 0xFFFF, count & 0xFFFF, identities, false, target,
+                sizeof target);
     CInetCntHandle::CHttpRequestArg arg;
     if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
       SetMessageFrom(*connection);
@@ -213,8 +197,9 @@ std::uint32_t CVekInet::SendPackage(std::uint32_t handle, std::uint32_t type, st
   return statusOf([&]() -> std::uint32_t {
     const Connection connection = RequireHandle(handle);
     char target[kTargetSize];
-    if (!BuildUpload(handle, type & 0xFFFF, count & 0xFFFF, identities, name, target,
-                     sizeof target))
+    if (!buildTarget(*connection, type & 0xFFFF, count & 0xFFFF, identities, true, target,
+                     sizeof target) ||
+        !appendFileName(name, target, sizeof target))
       raiseError(ORLA_ERROR_ARGUMENT);
     RWCString package = readPackage(path);
     const auto sent = static_cast<std::uint32_t>(package.size());

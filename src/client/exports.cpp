@@ -13,6 +13,20 @@
 #define ORLA_EXPORT extern "C" ORLA_API orla_status ORLA_CALL
 #endif
 
+namespace orla {
+
+namespace {
+
+Library library;
+
+}  // namespace
+
+CVekInet& libraryObject() {
+  return library.inet();
+}
+
+}  // namespace orla
+
 using orla::libraryObject;
 
 ORLA_EXPORT ORLAInitialize(uint32_t flag, const char* text) {
