@@ -1,0 +1,101 @@
+// Whole replies from a source that the input steers, through the client's buffer and without it. In
+// an input's first line each character is the size of a read, counted from '0', which finds nothing
+// yet; "H" at its beginning asks for the head alone. The rest is what the server sends.
+#include <sstream>
+#include <vector>
+
+#include "fuzz.h"
+#include "http/RWBufferedPortal.h"
+#include "http/RWHttpPortal.h"
+#include "http/RWHttpReply.h"
+
+namespace orla {
+
+static std::size_t sizeOf(char c) {
+  return static_cast<unsigned char>(c - '0');
+}
+
+struct Source : RWNoPortalImp {
+  Source(const RWCString& given, const RWCString& pieces) : bytes(given), sizes(pieces) {}
+  /// The sizes go round; a read finds nothing in the first round only.
+  int recv(char* buffer, int length, bool* more) override {
+    std::size_t most = sizes.empty() ? bytes.size() : sizeOf(sizes[reads % sizes.size()]);
+    if (reads++ >= sizes.size()) most = std::max<std::size_t>(most, 1);
+    const std::size_t count = bytes.copy(buffer, std::min(most, std::size_t(length)), position);
+    position += count;
+    if (more) *more = count != 0 || most == 0;
+    return static_cast<int>(count);
+  }
+  const RWCString bytes, sizes;
+  std::size_t position = 0, reads = 0;
+};
+
+struct Outcome {
+  bool isComplete() const { return told.starts_with("HTTP/"); }
+  bool operator==(const Outcome& o) const { return told == o.told && body == o.body; }
+  RWCString told, body;  // The reply's head, or the error; the body as far as it came.
+  std::size_t used;      // Bytes taken from the source.
+};
+
+static Outcome deliver(const RWCString& method, const RWCString& bytes, const RWCString& sizes = "",
+                       bool buffered = false) {
+  Outcome outcome;
+  Source* const source = new Source(bytes, sizes);
+  const RWPortal bare(source), portal(buffered ? RWPortal(new RWBufferedPortalImp(bare)) : bare);
+  const RWCString error = test::errorOf([&] {
+    RWHttpLineReader lines(portal);
+    RWHttpReply reply(lines);
+    while (reply.is1XX()) reply = RWHttpReply(lines);
+    const auto body = makeBodyPortal(method, reply, portal);
+    // Of just the size asked for: a byte more is an error.
+    std::vector<char> piece(sizes.empty() ? 4096 : sizeOf(sizes.front()) + 1);
+    while (const int count = body->recv(piece.data(), static_cast<int>(piece.size()), nullptr))
+      outcome.body.append(piece.data(), static_cast<std::size_t>(count));
+    if (body->isDone()) outcome.told = reply.asString();
+  });
+  if (!outcome.isComplete()) outcome.told = error;
+  outcome.used = source->position;
+  return outcome;
+}
+
+/// `body` in chunks of `sizes` comes out as it went in, and the next reply stands behind it.
+static void roundTrip(const RWCString& body, const RWCString& sizes) {
+  std::ostringstream bytes;
+  bytes << "HTTP/1.1 200 OK\r\nTransfer-Encoding: Chunked\r\n\r\n" << std::hex;
+  RWCString chunk;
+  for (std::size_t at = 0, i = 0; i == 0 || !chunk.empty(); at += chunk.size()) {
+    chunk = body.substr(at, sizeOf(sizes[i++ % sizes.size()]) + 1);
+    bytes << chunk.size() << ";x=y\r\n" << chunk << "\r\n";
+  }
+  const RWCString next = "HTTP/1.1 201 Next\r\nContent-Length: 0\r\n\r\n",
+                  both = bytes.str() + next;
+  const Outcome first = deliver("GET", both), second = deliver("GET", both.substr(first.used));
+  PROMISE(first.isComplete() && first.body == body && second.told == next && second.body.empty());
+}
+
+void fuzz(const RWCString& input) {
+  const std::size_t line = std::min(input.find('\n'), input.size() - 1);
+  const RWCString sizes = input.substr(0, line), bytes = input.substr(line + 1);
+  const RWCString method = sizes[0] == 'H' ? "HEAD" : "GET";
+  roundTrip(bytes, sizes + '9');
+
+  const Outcome whole = deliver(method, bytes), more = deliver(method, bytes + "x");
+  const bool untilClose = whole.isComplete() && more.body.size() > whole.body.size();
+  RWCString steady = sizes;
+  std::erase(steady, '0');
+  for (const bool buffered : {false, true}) {
+    PROMISE(deliver(method, bytes, steady, buffered) == whole);
+    // A pause may fail a reply, but not end it early.
+    const Outcome paused = deliver(method, bytes, sizes, buffered);
+    PROMISE(whole.body.starts_with(paused.body));
+    PROMISE(!paused.isComplete() || untilClose || paused == whole);
+  }
+  if (!whole.isComplete()) return;
+  PROMISE(deliver(method, bytes.substr(0, whole.used)) == whole);
+  for (const std::size_t cut : {whole.used - 1, whole.used * sizeOf(sizes[0]) / 256}) {
+    const Outcome part = deliver(method, bytes.substr(0, cut), steady);
+    PROMISE(whole.body.starts_with(part.body) && (!part.isComplete() || untilClose));
+  }
+}
+
+}  // namespace orla

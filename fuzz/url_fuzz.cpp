@@ -1,0 +1,28 @@
+// URLs: those of HTTP cut apart once more, the others by the order of their components.
+#include "fuzz.h"
+#include "http/RWURL.h"
+
+void orla::fuzz(const RWCString& input) {
+  const RWURL url(input);
+  PROMISE(url.text() == input && url.isValid() == url.errorText().empty());
+  std::size_t at = 0;
+  for (const auto part : {&RWURL::user, &RWURL::password, &RWURL::host, &RWURL::port, &RWURL::path,
+                          &RWURL::query, &RWURL::type, &RWURL::group}) {
+    const RWCString& value = (url.*part)();
+    PROMISE(url.isValid() ? (at = input.find(value, at)) != input.npos : value.empty());
+    at += value.size();
+  }
+  const RWCString scheme = toLowerAscii(input.substr(0, input.find(':')));
+  if (!url.isHttpForm()) return;
+  const RWCString rest = input.substr(scheme.size() + 1);
+  PROMISE((scheme == "http" || scheme == "https") && url.isValid() == rest.starts_with("//"));
+  if (!url.isValid()) return;
+  const std::size_t slash = std::min(rest.find('/', 2), rest.size());
+  const std::size_t colon = std::min(rest.find(':', 2), slash);
+  const std::size_t mark = std::min(rest.find('?', slash), rest.size());
+  const auto between = [&](std::size_t from, std::size_t to) {
+    return from < to ? rest.substr(from + 1, to - from - 1) : "";
+  };
+  PROMISE(url.host() == between(1, colon) && url.port() == between(colon, slash));
+  PROMISE(url.path() == between(slash, mark) && url.query() == between(mark, rest.size()));
+}
