@@ -3,8 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <functional>
-#include <gtest/gtest.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -60,18 +58,5 @@ class PortalFixture {
   Imp* imp_;
   RWPortal portal_;
 };
-
-/// Runs `check` with `bytes` whole, cut in two at each offset, and byte by byte, until the test has
-/// a failure.
-inline void forEverySplit(const RWCString& bytes,
-                          const std::function<void(PortalFixture&)>& check) {
-  for (std::size_t split = 0; split <= bytes.size() && !testing::Test::HasFailure(); ++split) {
-    SCOPED_TRACE("split at " + std::to_string(split));
-    // Split at 0, the bytes come one by one; split at the end, whole.
-    PortalFixture fixture(bytes, split == 0 ? std::vector<std::size_t>{1}
-                                            : std::vector<std::size_t>{split, bytes.size()});
-    check(fixture);
-  }
-}
 
 }  // namespace orla::test

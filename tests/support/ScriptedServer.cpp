@@ -18,17 +18,6 @@ bool isReady(SOCKET socket, timeval limit = {0, 2000}) {
   return select(0, &set, nullptr, nullptr, &limit) > 0;
 }
 
-/// The length of the request that `bytes` begins with; 0: incomplete.
-std::size_t requestLength(std::string_view bytes) {
-  const std::size_t end = bytes.find("\r\n\r\n");
-  if (end == bytes.npos) return 0;
-  std::size_t length = end + 4;
-  constexpr std::string_view kLabel = "\r\nContent-Length: ";
-  if (const std::size_t at = bytes.find(kLabel); at < end)
-    length += std::stoul(std::string(bytes.substr(at + kLabel.size(), 20)));
-  return length <= bytes.size() ? length : 0;
-}
-
 }  // namespace
 
 /// Its thread alone uses it; the test gets what `received` held at the script's end.
@@ -96,11 +85,20 @@ Script reply(std::string bytes) {
   return {expectRequest(), sendBytes(std::move(bytes))};
 }
 
-ScriptedServer::ScriptedServer(std::vector<Script> scripts) {
+std::size_t requestLength(std::string_view bytes) {
+  const std::size_t end = bytes.find("\r\n\r\n");
+  if (end == bytes.npos) return 0;
+  std::size_t length = end + 4;
+  constexpr std::string_view kLabel = "\r\nContent-Length: ";
+  if (const std::size_t at = bytes.find(kLabel); at < end)
+    length += std::stoul(std::string(bytes.substr(at + kLabel.size(), 20)));
+  return length <= bytes.size() ? length : 0;
+}
+
+std::uintptr_t listenOnLoopback(int& port) {
   WSADATA data;
   WSAStartup(0x0101, &data);
   const SOCKET listener = socket(AF_INET, SOCK_STREAM, 0);
-  listener_ = listener;
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -108,7 +106,11 @@ ScriptedServer::ScriptedServer(std::vector<Script> scripts) {
   auto* const name = reinterpret_cast<sockaddr*>(&address);
   EXPECT_EQ(bind(listener, name, length) | listen(listener, 5), 0);
   EXPECT_EQ(getsockname(listener, name, &length), 0);
-  port_ = ntohs(address.sin_port);
+  port = ntohs(address.sin_port);
+  return listener;
+}
+
+ScriptedServer::ScriptedServer(std::vector<Script> scripts) : listener_(listenOnLoopback(port_)) {
   for (Script& script : scripts)
     connections_.push_back(std::make_unique<ScriptedConnection>(std::move(script)));
   acceptor_ = std::thread([this] { acceptAll(); });

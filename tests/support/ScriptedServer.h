@@ -11,12 +11,20 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 namespace orla::test {
 
 inline constexpr std::chrono::seconds kTimeLimit{20};
+
+/// Starts Winsock, and listens on a free port of 127.0.0.1.
+std::uintptr_t listenOnLoopback(int& port);
+
+/// The length of the request that `bytes` begin with, its body announced by "Content-Length: "; 0
+/// while it is incomplete.
+std::size_t requestLength(std::string_view bytes);
 
 class ScriptedConnection;
 using Step = std::function<void(ScriptedConnection&)>;
@@ -62,8 +70,8 @@ class ScriptedServer {
  private:
   void acceptAll();
 
-  std::uintptr_t listener_;
   int port_ = 0;
+  std::uintptr_t listener_;
   std::atomic<bool> stopping_{false};
   std::vector<std::unique_ptr<ScriptedConnection>> connections_;
   std::thread acceptor_;

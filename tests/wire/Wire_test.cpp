@@ -1,0 +1,270 @@
+// Replies and requests that are cut anywhere, and servers that mean harm: what the commands make of
+// them.
+#include "platform/winapi.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <latch>
+#include <set>
+#include <thread>
+#include <tuple>
+
+#include "client/CVekInet.h"
+#include "platform/testing/FaultyDoor.h"
+#include "support/ScriptedServer.h"
+#include "support/TempDir.h"
+#include "wire/Reply.h"
+
+namespace orla::test {
+namespace {
+
+using namespace std::string_literals;
+using testing::AnyOf;
+using enum Reply::Kind;
+
+const Reply kReplies[] = {
+#include "wire/replies.inc"
+};
+const Reply kHostile[] = {
+#include "wire/hostile.inc"
+};
+
+constexpr std::size_t kAll = std::string::npos;
+/// The time-out of a stall, in milliseconds: nothing else would come of a longer one.
+constexpr int kShort = 5;
+/// Wine may show a reset as the connection's end: then what comes of an end must come of it.
+constexpr bool kResetsShow = ORLA_RESETS_SHOW;
+
+/// What the server does with one connection.
+struct Play {
+  std::string reply;
+  Ending ending = kEnd;
+  std::size_t atOnce = kAll;     // The most bytes of the reply in one piece.
+  std::string forEver = {};      // Sent behind the reply until the client hangs up.
+  std::size_t readFirst = kAll;  // Of the request, before the reply; kAll: the whole request.
+  int timeout = 0;               // Of the client's receives, in milliseconds; 0: its own.
+};
+const Play kGood{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n1.2.3"};
+
+/// Plays one connection; a stall lasts until `over`. Gives the request.
+void serve(SOCKET listener, const Play& play, std::latch& over, std::string& request) {
+  const SOCKET socket = accept(listener, nullptr, nullptr);
+  const auto set = [&](int level, int option, const auto& value) {
+    setsockopt(socket, level, option, reinterpret_cast<const char*>(&value), sizeof value);
+  };
+  const auto receive = [&](std::size_t most) {
+    char buffer[65536];
+    const int got = recv(socket, buffer, static_cast<int>(std::min(most, sizeof buffer)), 0);
+    if (got > 0) request.append(buffer, static_cast<std::size_t>(got));
+    return got > 0;
+  };
+  const auto sendAll = [&](const std::string& bytes, std::size_t atOnce) {
+    for (std::size_t sent = 0; sent < bytes.size();) {
+      const auto size = static_cast<int>(std::min(atOnce, bytes.size() - sent));
+      const int count = send(socket, &bytes[sent], size, 0);
+      if (count <= 0) return false;
+      sent += static_cast<std::size_t>(count);
+    }
+    return true;
+  };
+  const auto wanted = [&] {
+    if (play.readFirst != kAll) return play.readFirst - request.size();
+    return requestLength(request) == 0 ? kAll : 0;
+  };
+  set(IPPROTO_TCP, TCP_NODELAY, 1);
+  while (wanted() != 0 && receive(wanted())) continue;
+  bool connected = sendAll(play.reply, play.atOnce);
+  while (connected && !play.forEver.empty()) connected = sendAll(play.forEver, kAll);
+  if (play.ending == kReset) set(SOL_SOCKET, SO_LINGER, linger{1, 0});
+  if (play.ending == kStall) over.wait();
+  if (play.ending == kEnd) {
+    shutdown(socket, 1);
+    while (receive(kAll)) continue;
+  }
+  closesocket(socket);
+}
+
+enum Command { kVersion, kName, kUpload, kDownload };
+constexpr Command kCommands[] = {kVersion, kName, kUpload, kDownload};
+
+/// What the agent gets: the status, the thread's code, the library's message, and the answer.
+using Report = std::tuple<std::uint32_t, std::uint32_t, std::string, std::string>;
+
+bool isVersion(const std::string& text) {
+  int length = 0;
+  std::sscanf(text.c_str(), "%*[0-9].%*[0-9].%*[0-9]%n", &length);
+  return length != 0 && text.find_first_not_of("\r\n", static_cast<std::size_t>(length)) == kAll;
+}
+
+Report expected(Command command, const Outcome& outcome) {
+  const auto& [code, message, body] = outcome;
+  const bool done = code == 0;
+  const std::string text = done ? "none" : message;
+  switch (command) {
+    case kVersion:
+      if (code == 13 || (done && !isVersion(body))) return {4, 58, text, "0.0"};
+      return {code, 77, text, done ? body.substr(0, body.rfind('.')) : "0.0"};
+    case kName:
+      return {code, 77, text, done ? body.c_str() : ""};
+    case kUpload:
+      return {code, 77, text, done ? body.c_str() + " 7"s : "pk 4294967295"};
+    default:
+      return {code == 46 ? 10 : code, 77, text, done ? body : "old"};
+  }
+}
+
+void ORLA_CALL goOn(orla_progress_record*, const void*, std::uint32_t) {}
+
+class Wire : public testing::Test {
+ protected:
+  Wire() {
+    const std::string url = "http://127.0.0.1:" + std::to_string(port_) + "/wire";
+    EXPECT_EQ(inet_.Initialize(0, nullptr), 0U);
+    EXPECT_EQ(inet_.Connect(url.c_str(), "", 0, &handle_), 0U);
+    folder_.write("package", "package");
+  }
+  ~Wire() override {
+    EXPECT_EQ(faults::books().sockets, sockets_) << "a connection was left open";
+    closesocket(listener_);
+    WSACleanup();
+  }
+
+  Report run(Command command) {
+    const std::string package = folder_.path("package"), file = folder_.path("file");
+    const char* const identity = "id";
+    std::uint16_t major = 9, minor = 9;
+    std::string name = "pk" + std::string(62, '\0'), answer;
+    std::uint32_t status, size = 64, code = 0;
+    orla_progress_record record = {};
+    inet_.SetCode(77);
+    inet_.SetMessage("none");
+    switch (command) {
+      case kVersion:
+        status = inet_.GetVersion(handle_, &major, &minor);
+        answer = std::to_string(major) + "." + std::to_string(minor);
+        break;
+      case kName:
+        status = inet_.GetPackageName(handle_, 1, 1, &identity, name.data(), &size);
+        answer = name.c_str();
+        break;
+      case kUpload:
+        status = inet_.SendPackage(handle_, 1, 1, &identity, package.c_str(), name.data(), &size);
+        answer = name.c_str() + (" " + std::to_string(size));
+        break;
+      default:
+        folder_.write("file", "old");
+        status = inet_.DownloadFile(handle_, "/f", file.c_str(), goOn, &record, nullptr);
+        answer = folder_.read("file");
+        EXPECT_THAT(folder_.names(), testing::ElementsAre("file", "package"));
+    }
+    inet_.LastError(&code);
+    char message[ORLA_MESSAGE_SIZE];
+    inet_.LastErrorMessage(message, sizeof message);
+    return {status, code, message, answer};
+  }
+
+  /// What comes of a command, and the request.
+  Report report(Command command, const Play& play, std::string* request = nullptr) {
+    std::string read;
+    std::latch over(1);
+    std::thread server([&] { serve(listener_, play, over, read); });
+    faults::shortenReceiveTimeouts(play.timeout);
+    const Report report = run(command);
+    faults::shortenReceiveTimeouts(0);
+    faults::limitMemory(0);
+    over.count_down();
+    server.join();
+    if (request) *request = read;
+    return report;
+  }
+
+  /// Plays `sent` bytes of a reply; then, by turns, a good reply to the same command.
+  void play(Command command, const Reply& reply, std::size_t sent, Ending ending = kEnd,
+            std::size_t atOnce = kAll) {
+    SCOPED_TRACE(reply.name + (", command " + std::to_string(command)) + ", sent " +
+                 std::to_string(sent) + ", ending " + std::to_string(ending));
+    const Outcome outcome = reply.outcome(sent, ending);
+    const int timeout = ending == kStall && outcome.code == 4 ? kShort : 0;
+    const Play part{reply.bytes().substr(0, sent), ending, atOnce, reply.forEver, kAll, timeout};
+    const Ending seen = ending == kReset && !kResetsShow ? kEnd : ending;
+    EXPECT_THAT(report(command, part),
+                AnyOf(expected(command, outcome), expected(command, reply.outcome(sent, seen))));
+    if (command != kCommands[sent % 4]) return;
+    EXPECT_EQ(report(command, kGood), expected(command, {0, "", "1.2.3"}));
+  }
+
+  const TempDir folder_;
+  int port_ = 0;
+  const SOCKET listener_ = static_cast<SOCKET>(listenOnLoopback(port_));
+  CVekInet inet_{nullptr};  // With kernel objects of its own.
+  std::uint32_t handle_ = 0;
+  const int sockets_ = faults::books().sockets;
+};
+
+TEST_F(Wire, RepliesEndAnywhere) {
+  for (const Reply& reply : kReplies)
+    for (std::size_t sent = 0; sent <= reply.bytes().size(); ++sent)
+      for (const Command command : kCommands) play(command, reply, sent);
+}
+
+TEST_F(Wire, RepliesAreResetAnywhere) {
+  for (const Reply& reply : kReplies)
+    for (std::size_t sent = 0; sent <= reply.bytes().size(); ++sent)
+      for (const Command command : {kCommands[sent % 3], kDownload})
+        play(command, reply, sent, kReset);
+}
+
+TEST_F(Wire, RepliesStallInEachPart) {
+  for (const Reply& reply : kReplies)
+    for (std::size_t sent = 0; sent <= reply.bytes().size(); sent += 3)
+      play(kCommands[sent % 4], reply, sent, kStall);
+}
+
+TEST_F(Wire, RepliesComeByteByByte) {
+  for (const Reply& reply : kReplies)
+    for (const Command command : kCommands) play(command, reply, reply.bytes().size(), kEnd, 1);
+}
+
+TEST_F(Wire, HostileServersAreBounded) {
+  int turn = 0;
+  for (const Reply& reply : kHostile)
+    for (const Command command : {kCommands[++turn % 3], kDownload}) {
+      // A body for ever fills the disk, in a download; elsewhere it must not fill the memory.
+      if (command == kDownload && reply.message == "[NOMEM] No memory") continue;
+      faults::limitMemory(64U << 20);
+      play(command, reply, reply.bytes().size());
+    }
+}
+
+TEST_F(Wire, RequestsAreCutAnywhere) {
+  const auto cut = [&](Command command, std::size_t read, Ending ending) {
+    SCOPED_TRACE("command " + std::to_string(command) + ", read " + std::to_string(read));
+    const Report got = report(command, {"", ending, kAll, "", read, ending == kStall ? kShort : 0});
+    const std::string& message = std::get<2>(got);
+    EXPECT_EQ(got, expected(command, {4, message, ""}));
+    std::set<std::string> allowed = {"RWReplyError: Connection closed by server"};
+    if (ending == kStall) allowed = {"RWSocketError: in RWSocket::recv: TIMEDOUT"};
+    if (ending == kClose || ending == kReset)  // It shows in any call from the first one on.
+      allowed.insert({"RWHttpConnectionError: Connection lost or not established",
+                      "RWSocketError: in RWSocket::recv: CONNRESET",
+                      "RWSocketError: in RWSocket::send: CONNRESET"});
+    EXPECT_TRUE(allowed.contains(message)) << message << ", ending " << ending;
+  };
+  for (const Command command : kCommands) {
+    std::string request;
+    report(command, kGood, &request);
+    for (std::size_t read = 0; read < request.size(); ++read) {
+      for (const Ending ending : {kEnd, kClose, kReset}) cut(command, read, ending);
+      if (read % 9 == 0) cut(command, read, kStall);
+      EXPECT_EQ(report(command, kGood), expected(command, {0, "", "1.2.3"}));
+    }
+  }
+  folder_.write("package", std::string(4000000, 'p'));  // More than the systems hold.
+  for (const std::size_t read : {0, 1, 200, 70000, 2000000})
+    for (const Ending ending : {kEnd, kClose, kReset}) cut(kUpload, read, ending);
+}
+
+}  // namespace
+}  // namespace orla::test
