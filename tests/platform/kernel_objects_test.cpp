@@ -1,5 +1,3 @@
-#include <atomic>
-
 #include "PlatformTest.h"
 
 namespace orla {
@@ -79,34 +77,6 @@ TEST(NamedObjects, AreOneWhileOpenAndFreshAfterwards) {
   EXPECT_TRUE(ReleaseSemaphore(second, 5, nullptr));
   second.close();
   EXPECT_EQ(poll(Handle(makeSemaphore(0, 1, name))), WAIT_TIMEOUT);
-}
-
-// Readers count themselves in and out, as a lock for many readers or one writer does; a writer must
-// never meet one, no count may get lost or seem lower than it is, and nobody sleeps on.
-TEST(WaitForAll, CarriesALockOfManyReadersOrOneWriter) {
-  const Handle noWriter(makeMutex()), noReaders(makeEvent(TRUE, TRUE));
-  const Handle readers(makeSemaphore(0, 0x7FFFFFFF));
-  std::atomic<int> inside{0};
-  const auto read = [&] {
-    for (int k = 0; k < 300; ++k) {
-      LONG before = 0;
-      ASSERT_EQ(WaitForSingleObject(noWriter, 60000), WAIT_OBJECT_0);
-      ASSERT_TRUE(ReleaseSemaphore(readers, 1, &before) && (before != 0 || ResetEvent(noReaders)));
-      ASSERT_TRUE(ReleaseMutex(noWriter));
-      ++inside, std::this_thread::yield(), --inside;
-      ASSERT_EQ(waitForBoth(noWriter, readers, INFINITE), WAIT_OBJECT_0);
-      const bool others = poll(readers) == WAIT_OBJECT_0;
-      EXPECT_TRUE(others ? ReleaseSemaphore(readers, 1, nullptr) : SetEvent(noReaders));
-      ASSERT_TRUE(ReleaseMutex(noWriter));
-    }
-  };
-  std::thread one(read), two(read);
-  for (int k = 0; k < 50; ++k) {
-    EXPECT_EQ(waitForBoth(noWriter, noReaders, INFINITE), WAIT_OBJECT_0);
-    EXPECT_TRUE(inside == 0 && poll(readers) == WAIT_TIMEOUT);
-    EXPECT_TRUE(ReleaseMutex(noWriter));
-  }
-  one.join(), two.join();
 }
 
 }  // namespace

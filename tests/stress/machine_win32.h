@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/winapi.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <process.h>
+#include <tlhelp32.h>
+
+namespace orla::test {
+
+/// The system's own means; the twins answer alike.
+struct Machine {
+  static std::intptr_t start(const char* const* arguments) {
+    return _spawnv(_P_NOWAIT, *arguments, arguments);
+  }
+  /// Waits for the end of a process; its exit code, -1 for a killed one.
+  static int end(std::intptr_t id, bool kill) {
+    auto* const process = reinterpret_cast<HANDLE>(id);
+    DWORD code = 0;
+    if (kill) TerminateProcess(process, static_cast<UINT>(-1));
+    WaitForSingleObject(process, INFINITE), GetExitCodeProcess(process, &code);
+    return CloseHandle(process) ? static_cast<int>(code) : 0;
+  }
+  /// What this process has: open files and objects, threads, bytes of the heap.
+  static std::array<std::size_t, 3> usage() {
+    std::size_t handles = 0, threads = 0, bytes = 0;
+    DWORD flags;  // GetProcessHandleCount() answers 0 under Wine.
+    for (std::uintptr_t handle = 4; handle < 0x4000; handle += 4)
+      handles += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != FALSE;
+    THREADENTRY32 thread{};
+    thread.dwSize = sizeof thread;
+    auto* const all = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    for (BOOL more = Thread32First(all, &thread); more; more = Thread32Next(all, &thread))
+      threads += thread.th32OwnerProcessID == GetCurrentProcessId();
+    CloseHandle(all);
+    HANDLE heaps[100];
+    for (DWORD heap = std::min<DWORD>(GetProcessHeaps(100, heaps), 100); heap-- > 0;)
+      for (PROCESS_HEAP_ENTRY block{}; HeapWalk(heaps[heap], &block);)
+        bytes += (block.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? block.cbData : 0;
+    return {handles, threads, bytes};
+  }
+};
+
+}  // namespace orla::test
