@@ -42,6 +42,26 @@ install_packages() {
     fail "these packages could not be installed: ${wanted[*]}"
 }
 
+# install_servers PACKAGE... : installs servers that are missing as mere programs: none is started, now
+# or at the next boot.
+install_servers() {
+  local wanted policy=/usr/sbin/policy-rc.d server
+  mapfile -t wanted < <(missing "$@")
+  [ "${#wanted[@]}" -gt 0 ] || return 0
+  if [ -e "$policy" ]; then
+    install_packages "${wanted[@]}"
+  else
+    printf '#!/bin/sh\nexit 101\n' | as_root tee "$policy" >/dev/null
+    as_root chmod 755 "$policy"
+    (install_packages "${wanted[@]}") || {
+      as_root rm -f "$policy"
+      exit 1
+    }
+    as_root rm -f "$policy"
+  fi
+  for server in "${wanted[@]}"; do as_root update-rc.d "$server" disable; done
+}
+
 install_native_packages() {
   install_packages g++ clang libclang-rt-14-dev llvm-14 cmake ninja-build googletest \
     libcli11-dev libcpp-httplib-dev pkg-config python3 netbase ca-certificates binutils
@@ -73,6 +93,12 @@ install_wine() {
     fail "Wine for 32-bit programs (wine32:i386) could not be installed; --native leaves Windows out"
   fi
   rm -rf "$folder"
+}
+
+# Real servers for the tests.
+install_peer_packages() {
+  install_packages nodejs
+  install_servers nginx lighttpd
 }
 
 install_windows_packages() {
