@@ -10,6 +10,7 @@
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <memory>
 #include <utility>
 
 #include "client/CVekExceptionImp.h"
@@ -26,6 +27,9 @@ namespace {
 constexpr std::size_t kTargetSize = 2070;
 
 constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
+
+/// A package is read in pieces of at most this many bytes.
+constexpr std::uint32_t kReadPiece = 256 * 1024;
 
 /// The value percent-encoded, or as it stands when that does not fit its buffer.
 RWCString escape(const char* value) {
@@ -90,21 +94,23 @@ RWCString readPackage(const char* path) {
   if (high != 0) raiseError(ORLA_ERROR_TOO_LARGE);
 
   RWCString bytes;
+  std::unique_ptr<char[]> piece;
   try {
-    bytes.resize(size);
+    bytes.reserve(size);
+    piece = std::make_unique_for_overwrite<char[]>(kReadPiece);
   } catch (const std::exception&) {
     raiseError(ORLA_ERROR_TOO_LARGE);
   }
-  // One read takes less than 2 GiB.
-  constexpr std::uint32_t kMostAtOnce = 1U << 30;
-  std::uint32_t got = 0;
-  while (got < size) {
-    const std::int32_t count = file.Read(bytes.data() + got, std::min(size - got, kMostAtOnce));
+  // Through a buffer that stays in the processor's cache: a string can only be made longer by bytes
+  // that are there, and to fill a large one with zeros first costs more than this copy.
+  while (bytes.size() < size) {
+    const auto most = std::min(size - static_cast<std::uint32_t>(bytes.size()), kReadPiece);
+    const std::int32_t count = file.Read(piece.get(), most);
     if (count <= 0) break;
-    got += static_cast<std::uint32_t>(count);
+    bytes.append(piece.get(), static_cast<std::size_t>(count));
   }
   file.Close(true);
-  if (got != size) raiseError(ORLA_ERROR_SHORT_READ);
+  if (bytes.size() != size) raiseError(ORLA_ERROR_SHORT_READ);
   return bytes;
 }
 

@@ -1,6 +1,5 @@
 #include "http/RWHttpRequest.h"
 
-#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -33,10 +32,10 @@ RWHttpGenericHeader contentLength(std::int64_t length) {
 
 RWHttpRequestStringBody::RWHttpRequestStringBody(RWCString text) : text_(std::move(text)) {}
 
-RWCString RWHttpRequestStringBody::read(std::size_t most) {
-  const std::size_t count = std::min(most, text_.size() - position_);
-  const std::size_t start = std::exchange(position_, position_ + count);
-  return text_.substr(start, count);
+std::string_view RWHttpRequestStringBody::read(std::size_t most) {
+  const std::string_view piece = std::string_view(text_).substr(position_, most);
+  position_ += piece.size();
+  return piece;
 }
 
 std::int64_t RWHttpRequestStringBody::getLength() const {
@@ -85,13 +84,13 @@ void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::ui
   portal.sendFully(requestLine() + "\r\n");
   portal.sendFully(headers.asString() + "\r\n");
 
-  for (RWCString piece; !(piece = body_->read(kPieceSize)).empty();) {
+  for (std::string_view piece; !(piece = body_->read(kPieceSize)).empty();) {
     if (!chunked) {
-      portal.sendFully(piece);
+      portal.sendFully(piece.data(), static_cast<int>(piece.size()));
       continue;
     }
     portal.sendFully(toHex(piece.size()) + "\r\n");
-    portal.sendFully(piece + "\r\n");
+    portal.sendFully(RWCString(piece) + "\r\n");
   }
   if (chunked) portal.sendFully(RWCString("0\r\n\r\n"));
 }

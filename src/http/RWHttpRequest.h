@@ -18,6 +18,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "foundation/RWCString.h"
 #include "foundation/RWReference.h"
@@ -39,8 +40,9 @@ inline constexpr char kHttpConnect[] = "CONNECT";
 /// A source of body bytes. Reading it uses it up: a body is sent once.
 class RWHttpRequestBody : public RWReference {
  public:
-  /// The next piece, of at most `most` bytes; empty at the end.
-  virtual RWCString read(std::size_t most) = 0;
+  /// The next piece, of at most `most` bytes; empty at the end. It is the body's own, and good until
+  /// the next call.
+  virtual std::string_view read(std::size_t most) = 0;
   /// The whole length in bytes, or -1 when it is not known in advance, which selects chunked
   /// framing.
   virtual std::int64_t getLength() const = 0;
@@ -51,7 +53,7 @@ class RWHttpRequestStringBody : public RWHttpRequestBody {
  public:
   explicit RWHttpRequestStringBody(RWCString text = RWCString());
 
-  RWCString read(std::size_t most) override;
+  std::string_view read(std::size_t most) override;
   std::int64_t getLength() const override;
 
  private:

@@ -18,17 +18,6 @@ std::vector<int> contentsOf(const CArArr<int>& array) {
   return copy;
 }
 
-TEST(CArArr, GrowsByItsStepBeyondTheNeed) {
-  const int more[9] = {};
-  CArArr<int> array(10);
-  for (int i = 0; i < 10; ++i) array.Add(i);
-  EXPECT_EQ(array.GetCapacity(), 10);
-  array.Add(10);
-  EXPECT_EQ(array.GetCapacity(), 20);
-  array.InsertRange(more, 9, -1);
-  EXPECT_EQ(array.GetCapacity(), 30) << "an exact fit of a range grows as well";
-}
-
 TEST(CArArr, MovesItsElements) {
   const int more[] = {7, 8, 9};
   CArArr<int> array(4);

@@ -50,8 +50,6 @@ TEST_F(CVekFileTest, OnlyACommitPutsTheReplacementInPlace) {
   replace("old");
   EXPECT_EQ(file.Close(true), 0u) << "there was no target";
   EXPECT_EQ(file.CurrentName(), target);
-  replace("deleted");
-  EXPECT_EQ(file.CloseAndDelete(), 0u);
   replace("destroyed");
   std::destroy_at(&file);
   std::construct_at(&file);
@@ -59,6 +57,18 @@ TEST_F(CVekFileTest, OnlyACommitPutsTheReplacementInPlace) {
   EXPECT_FALSE(MoveFileA(folder.write("other", "new").c_str(), target.c_str()));
   EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
   EXPECT_EQ(folder.read("target"), "old");
+}
+
+TEST_F(CVekFileTest, ATargetThatIsHeldStaysWhereTheSystemHoldsFiles) {
+  CVekFile holder, other;
+  folder.write("target", "old");
+  ASSERT_EQ(holder.Open(target.c_str(), GENERIC_READ, 0, OPEN_EXISTING, 0), 0u);
+  const bool held = other.Open(target.c_str(), GENERIC_READ, 1, OPEN_EXISTING, 0) != 0;
+  replace("new");
+  EXPECT_EQ(file.Close(true), held ? 9u : 0u);
+  EXPECT_EQ(holder.Close(true), 0u);
+  EXPECT_THAT(folder.names(), ElementsAre("target"));
+  EXPECT_EQ(folder.read("target"), held ? "old" : "new");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// One HTTP transaction: its limits, its failures, and the body of a reply into a file.
+// The port of a connection, and the body of a reply into a file.
 #include "platform/winapi.h"
 
 #include <cstring>
@@ -8,24 +8,13 @@
 
 #include "client/CInetCntHandle.h"
 #include "client/ReadBody.h"
-#include "client/VekRWHttpClient.h"
 #include "support/PortalFixture.h"
-#include "support/ScriptedServer.h"
 #include "support/TempDir.h"
 
 namespace orla {
 namespace {
 
 using Arg = CInetCntHandle::CHttpRequestArg;
-
-TEST(CInetCntHandle, LimitsEachWaitForData) {
-  const test::ScriptedServer server{test::Script{}};
-  VekRWHttpClient client(new VekRWHttpClientImp);
-  CInetCntHandle::ConnectClient(client, "127.0.0.1", static_cast<std::uint32_t>(server.port()), 0);
-  int milliseconds = 0, size = sizeof milliseconds;
-  client.portal().socket().getsockopt(SOL_SOCKET, SO_RCVTIMEO, &milliseconds, &size);
-  EXPECT_EQ(milliseconds, 300000);
-}
 
 TEST(CInetCntHandle, PortIsTheNumberThatItsTextBeginsWith) {
   const std::vector<std::pair<const char*, std::uint32_t>> cases = {

@@ -231,7 +231,7 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
       {"send",
        &Agent::send,
        {"SCOOLLWR+K.", "SCOOLLWR+K.", "SNOOLLwe..", ".+", "1bt..", ".....", OF_A_COMMAND,
-        "1+bm+."}},
+        "1+b+m+."}},
       {"download",
        &Agent::download,
        {"SCOOLLWR+K.", "SCOOLLWR+K.", "SNOOLLweu+..", ".+", "TTT+999.", "..T+....", OF_A_COMMAND,

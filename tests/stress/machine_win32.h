@@ -3,10 +3,9 @@
 #include "platform/winapi.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <process.h>
-#include <tlhelp32.h>
+#include <utility>
 
 namespace orla::test {
 
@@ -23,23 +22,17 @@ struct Machine {
     WaitForSingleObject(process, INFINITE), GetExitCodeProcess(process, &code);
     return CloseHandle(process) ? static_cast<int>(code) : 0;
   }
-  /// What this process has: open files and objects, threads, bytes of the heap.
-  static std::array<std::size_t, 3> usage() {
-    std::size_t handles = 0, threads = 0, bytes = 0;
+  /// What this process has: open files and objects, and bytes of the heap.
+  static std::pair<std::ptrdiff_t, std::size_t> usage() {
+    std::pair<std::ptrdiff_t, std::size_t> result;
     DWORD flags;  // GetProcessHandleCount() answers 0 under Wine.
     for (std::uintptr_t handle = 4; handle < 0x4000; handle += 4)
-      handles += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != FALSE;
-    THREADENTRY32 thread{};
-    thread.dwSize = sizeof thread;
-    auto* const all = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    for (BOOL more = Thread32First(all, &thread); more; more = Thread32Next(all, &thread))
-      threads += thread.th32OwnerProcessID == GetCurrentProcessId();
-    CloseHandle(all);
+      result.first += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != FALSE;
     HANDLE heaps[100];
     for (DWORD heap = std::min<DWORD>(GetProcessHeaps(100, heaps), 100); heap-- > 0;)
       for (PROCESS_HEAP_ENTRY block{}; HeapWalk(heaps[heap], &block);)
-        bytes += (block.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? block.cbData : 0;
-    return {handles, threads, bytes};
+        result.second += (block.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? block.cbData : 0;
+    return result;
   }
 };
 

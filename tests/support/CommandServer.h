@@ -1,15 +1,12 @@
-// A management server for tests, on a free port of 127.0.0.1.
+// A management server for tests.
 #pragma once
-
-#include "platform/winapi.h"
 
 #include <atomic>
 #include <cstdio>
-#include <gtest/gtest.h>
 #include <map>
 #include <mutex>
-#include <string>
-#include <thread>
+
+#include "support/Server.h"
 
 namespace orla::test {
 
@@ -20,51 +17,24 @@ namespace orla::test {
 class CommandServer {
  public:
   CommandServer() {
-    WSADATA data;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* const name = reinterpret_cast<sockaddr*>(&address);
-    int length = WSAStartup(0x0101, &data) + static_cast<int>(sizeof address);
-    const SOCKET listener = socket(AF_INET, SOCK_STREAM, 0);
-    EXPECT_EQ(bind(listener, name, length) | listen(listener, 100), 0);
-    EXPECT_EQ(getsockname(listener, name, &length), 0);
-    url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
     for (int i = 0; i < 8; ++i)
-      std::thread([=, this] {
-        while (true) serve(listener);
+      std::thread([this] {
+        while (true) serve(), --busy_;
       }).detach();
   }
   /// A URL whose path begins with `word`.
-  std::string url(const std::string& word) const { return url_ + word; }
+  std::string url(const std::string& word) const { return listener_.url("/" + word); }
   /// Waits until the connections of all commands that have ended are closed.
   void settle() const {
     while (busy_ != 0) std::this_thread::yield();
   }
 
  private:
-  void serve(SOCKET listener) {
-    const SOCKET peer = accept(listener, nullptr, nullptr);
+  void serve() {
+    Connection connection(listener_);
     ++busy_;
-    const std::string reply = answer(receive(peer));
-    for (int sent = 0, count = 1, size = static_cast<int>(reply.size()); count > 0; sent += count)
-      count = send(peer, reply.data() + sent, size - sent, 0);
-    shutdown(peer, 1);
-    receive(peer);  // Until the client closes, which then sees no reset.
-    closesocket(peer), --busy_;
-  }
-  static std::string receive(SOCKET peer) {
-    std::string got;
-    char bytes[16384];
-    for (std::size_t head = 0, length = 0; head == 0 || got.size() < head + length;) {
-      const int count = recv(peer, bytes, sizeof bytes, 0);
-      if (count <= 0) break;
-      got.append(bytes, static_cast<std::size_t>(count));
-      head = got.find("\r\n\r\n") + 4;  // 3 is that of none.
-      const std::size_t at = got.find("\r\nContent-Length: ");
-      length = at < head ? std::stoul(got.substr(at + 18)) : head == 3 ? got.size() : 0;
-    }
-    return got;
+    connection.sendAll(answer(connection.request()));
+    connection.end();
   }
   std::string answer(const std::string& request) {
     char first[100] = "", query[1000] = "";
@@ -77,15 +47,13 @@ class CommandServer {
     if (body.starts_with("Counter=")) body = packages_[word];
     if (body.ends_with("GetVersion")) body = word;
     if (word == "gone") return "";
+    const std::string status = word.size() == 3 ? word : word.empty() ? "400" : "200";
     const std::string length = std::to_string(body.size() + (word == "short"));
-    return "HTTP/1.1 " +
-           (word.size() == 3 ? word
-            : word.empty()   ? "400"
-                             : "200") +
-           " X\r\n" + (word == "close" ? "" : "Content-Length: " + length + "\r\n") + "\r\n" + body;
+    return "HTTP/1.1 " + status + " X\r\n" +
+           (word == "close" ? "" : "Content-Length: " + length + "\r\n") + "\r\n" + body;
   }
 
-  std::string url_;
+  Listener listener_;
   std::atomic<int> busy_{0};
   std::mutex mutex_;
   std::map<std::string, std::string> packages_;

@@ -21,7 +21,6 @@ class PortalFixture {
 
   const RWPortal& portal() const { return portal_; }
   RWCString unread() const { return imp_->bytes.substr(imp_->position); }
-  std::size_t reads() const { return imp_->reads; }
   /// Each write of its own.
   const std::vector<RWCString>& writes() const { return imp_->writes; }
 
@@ -31,7 +30,6 @@ class PortalFixture {
         : bytes(std::move(given)), pieces(std::move(sizes)) {}
 
     int recv(char* buffer, int length, bool* more) override {
-      ++reads;
       if (pieceLeft == 0) {
         if (nextPiece < pieces.size()) piece = pieces[nextPiece++];
         pieceLeft = piece;
@@ -51,7 +49,7 @@ class PortalFixture {
 
     const RWCString bytes;
     const std::vector<std::size_t> pieces;
-    std::size_t position = 0, nextPiece = 0, piece = RWCString::npos, pieceLeft = 0, reads = 0;
+    std::size_t position = 0, nextPiece = 0, piece = RWCString::npos, pieceLeft = 0;
     std::vector<RWCString> writes;
   };
 

@@ -1,57 +1,49 @@
 #include "threads/RWTPCValQueue.h"
 
 #include <atomic>
-#include <functional>
-#include <gtest/gtest.h>
 
 #include "ThreadsTestAccess.h"
 
 namespace orla {
-namespace {
 
-using Access = ThreadsTestAccess;
 using Queue = RWTPCValQueue<int>;
 
-void awaitWriters(RWPCBufferBase& queue, std::size_t asleep) {
+static void awaitWriters(RWPCBufferBase& queue, std::size_t asleep) {
   awaitSleepers(Access::lock(queue), Access::notFull(queue), asleep);
 }
-bool isRefused(auto call) {
+static bool isRefused(auto call) {
   return textOf<RWTHRClosedException>(std::move(call)) == "Buffer is closed";
 }
 
-TEST(RWTPCValQueue, KeepsTheOrderAndItsItemsBeyondTheClose) {
-  Queue queue;
-  for (int i = 1; i <= 2; ++i) queue.write(i);
-  queue.close();
-  EXPECT_TRUE(queue.readable() && !queue.writable() && queue.entries() == 2);
-  EXPECT_TRUE(isRefused([&] { queue.write(3); }));
-  EXPECT_EQ(queue.read(), 1);
-  EXPECT_EQ(queue.read(), 2);
-  EXPECT_TRUE(isRefused([&] { queue.read(); }));
-}
-
-TEST(RWTPCValQueue, AWriterSleepsUntilThereIsRoomOrTheClose) {
+TEST(RWTPCValQueue, AWriterSleepsUntilThereIsRoomOrTheCloseWhichLeavesTheItems) {
   const struct {
-    std::function<void(Queue&)> change;
+    void (*change)(Queue&);
     std::size_t woken;  // Of the two that sleep.
-  } cases[] = {{[](Queue& queue) { queue.changeCapacity(0); }, 2},
-               {[](Queue& queue) { EXPECT_EQ(queue.changeCapacity(4), 2U); }, 2},
-               {[](Queue& queue) { queue.changeCapacity(1), queue.read(); }, 0},
-               {[](Queue& queue) { queue.read(); }, 1}};
-  for (const auto& c : cases) {
+    const char* left;
+  } cases[] = {{[](Queue& queue) { queue.changeCapacity(0); }, 2, "1233"},
+               {[](Queue& queue) { EXPECT_EQ(queue.changeCapacity(4), 2U); }, 2, "1233"},
+               {[](Queue& queue) { queue.changeCapacity(1), queue.read(); }, 0, "2"},
+               {[](Queue& queue) { queue.read(); }, 1, "23"}};
+  for (const auto& [change, woken, left] : cases) {
     Queue queue(2);
     queue.write(1), queue.write(2);
     std::atomic<std::size_t> written = 0;
     std::future<void> writers[2];
     for (auto& writer : writers) writer = inBackground([&] { queue.write(3), ++written; });
     awaitWriters(queue, 2);
-    c.change(queue);
-    while (written != c.woken) std::this_thread::yield();
-    awaitWriters(queue, 2 - c.woken);
+    change(queue);
+    while (written != woken) std::this_thread::yield();
+    awaitWriters(queue, 2 - woken);
     queue.close();
     std::size_t refused = 0;
     for (auto& writer : writers) refused += isRefused([&] { writer.get(); });
-    EXPECT_EQ(refused, 2 - c.woken) << &c - cases;
+    EXPECT_EQ(refused, 2 - woken);
+    EXPECT_TRUE(queue.readable() && !queue.writable());
+    std::string read;
+    EXPECT_TRUE(isRefused([&] {
+      while (true) read += std::to_string(queue.read());
+    }));
+    EXPECT_EQ(read, left);
   }
 }
 
@@ -93,12 +85,12 @@ TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
   RWTPCValQueue<Item> queue(1);
   std::future<void> users[2];  // The first fails.
   for (const bool reading : {true, false}) {
+    auto& condition = reading ? Access::notEmpty(queue) : Access::notFull(queue);
     for (std::size_t i = 0; i < 2; ++i) {
       users[i] = inBackground([&queue, i, reading] {
         Item::refuseCopies = i == 0;
         reading ? void(queue.read()) : queue.write(Item());
       });
-      auto& condition = reading ? Access::notEmpty(queue) : Access::notFull(queue);
       awaitSleepers(Access::lock(queue), condition, i + 1);
     }
     reading ? queue.write(Item()) : void(queue.read());
@@ -124,5 +116,4 @@ TEST(RWTPCValQueue, CarriesEveryItemOnceBetweenManyThreads) {
   EXPECT_EQ(sum, 3 * 300 * 301 / 2);
 }
 
-}  // namespace
 }  // namespace orla

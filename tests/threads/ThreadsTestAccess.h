@@ -3,7 +3,9 @@
 
 #include "platform/winapi.h"
 
+#include <functional>
 #include <future>
+#include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <utility>
@@ -20,6 +22,8 @@ struct ThreadsTestAccess {
   static RWCondition& notEmpty(RWPCBufferBase& buffer) { return buffer.notEmpty_; }
   static RWCondition& notFull(RWPCBufferBase& buffer) { return buffer.notFull_; }
 };
+using Access = ThreadsTestAccess;
+using LockGuard = RWTMonitor<RWMutexLock>::LockGuard;
 
 /// The text of the `Error` that `call` throws.
 template <class Error = RWTHRInternalError>
@@ -43,10 +47,8 @@ inline bool isFree(RWMutexLock& lock, std::uint32_t milliseconds = 0) {
 }
 
 inline void awaitSleepers(RWMutexLock& lock, RWCondition& condition, std::size_t number) {
-  for (std::size_t now = ~number; now != number; std::this_thread::yield()) {
-    RWTMonitor<RWMutexLock>::LockGuard guard(lock);
-    now = ThreadsTestAccess::waiters(condition).size();
-  }
+  for (std::size_t now = ~number; now != number; std::this_thread::yield())
+    now = (LockGuard(lock), Access::waiters(condition).size());
 }
 
 }  // namespace orla

@@ -8,10 +8,10 @@ with this folder in PYTHONPATH. Every wait is bounded.
 """
 import argparse
 import contextlib
+import http.client
 import os
 import re
 import select
-import signal
 import socket
 import subprocess
 import sys
@@ -21,6 +21,7 @@ import unittest
 from pathlib import Path
 
 WAIT = 60  # seconds, for any single step
+KIND = ("--type", "7", "--identity", "i")
 ARGUMENTS = argparse.Namespace()
 
 
@@ -36,8 +37,7 @@ class DevServer:
 
     def __init__(self, folder, *options):
         command = [ARGUMENTS.devserver, "--dir", str(folder), "--port", "0", *options]
-        self.log = tempfile.TemporaryFile()
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=self.log)
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE)
         ready, _, _ = select.select([self.process.stdout], [], [], WAIT)
         line = self.process.stdout.readline().decode() if ready else self.process.kill()
         found = re.fullmatch(r"orla-devserver: listening on (http://127\.0\.0\.1:(\d+)/)\n", line)
@@ -47,73 +47,64 @@ class DevServer:
         return self
 
     def __exit__(self, *_):
-        with self.process.stdout, self.log:
-            self.process.send_signal(signal.SIGTERM)
+        self.process.terminate()
+        with self.process.stdout:
             try:
-                code = self.process.wait(WAIT)
+                assert self.process.wait(WAIT) == 0, "the development server failed"
             finally:
                 self.process.kill()
-            self.log.seek(0)
-            assert code == 0, f"the development server ended with {code}: {self.log.read()!r}"
 
-    def ask(self, method, target, body=b"", headers=(), bounded=True):
-        """Sends one raw request; returns status and body."""
-        head = [f"{method} {target} HTTP/1.1", "Host: test", *headers]
-        framed = any(header.startswith(("Content-Length", "Transfer")) for header in headers)
-        if method == "POST" and not framed and bounded:
-            head.append(f"Content-Length: {len(body)}")
-        reply = exchange(self.port, "\r\n".join(head).encode() + b"\r\n\r\n" + body)
-        head, _, answer = reply.partition(b"\r\n\r\n")
-        return int(head.split()[1]), answer
+    def ask(self, method, target, body=None, headers=()):
+        """Sends one request as it stands; returns status and body."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, WAIT)
+        with contextlib.closing(connection):
+            connection.request(method, target, body, dict(headers))
+            answer = connection.getresponse()
+            return answer.status, answer.read()
 
-    def upload(self, name, body=b"", headers=()):
+    def upload(self, name, body, headers=()):
         target = f"/?ORLACommand=UploadPackage&Type=1&FileName={name}"
         return self.ask("POST", target, body, headers)
 
 
-class ScriptedServer:
-    """Answers one connection with the given pieces; before the second it waits for go."""
+class ScriptedServer(threading.Thread):
+    """Answers one connection with a piece and, where there is a second, with that after go."""
 
     def __init__(self, *pieces):
-        self.pieces = pieces
-        self.asked, self.go = threading.Event(), threading.Event()
-        if len(pieces) == 1:
-            self.go.set()
+        super().__init__(daemon=True)
+        self.pieces, self.asked, self.go = pieces, threading.Event(), threading.Event()
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.listener.settimeout(WAIT)
         self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/agent"
-        self.thread = threading.Thread(target=self.serve, daemon=True)
-        self.thread.start()
+        self.start()
 
-    def serve(self):
+    def run(self):
         connection, _ = self.listener.accept()
-        # The client may be gone before it has all.
-        with connection, contextlib.suppress(OSError):
+        with connection, contextlib.suppress(OSError):  # The client may be gone before it has all.
             connection.settimeout(WAIT)
             request = b""
             while b"\r\n\r\n" not in request:
                 request += connection.recv(1 << 16)
             self.asked.set()
             connection.sendall(self.pieces[0])
-            self.go.wait(WAIT)
-            connection.sendall(b"".join(self.pieces[1:]))
+            for piece in self.pieces[1:]:
+                self.go.wait(WAIT)
+                connection.sendall(piece)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
         self.go.set()
-        self.thread.join(WAIT)
+        self.join(WAIT)
         self.listener.close()
 
 
 class ProgramTestCase(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
-        self.stored = self.folder / "stored"
-        self.work = self.folder / "work"
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.stored, self.work = self.folder / "stored", self.folder / "work"
+        self.stored.mkdir()
         self.work.mkdir()
 
     def start(self, *arguments, before=(), **streams):
@@ -125,16 +116,15 @@ class ProgramTestCase(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
-    def client(self, *arguments, **streams):
-        """Runs the client in the work folder; returns exit code, output and messages."""
+    def expect(self, code, output, message, *arguments, **how):
+        """Runs the client in the work folder; the message is a regular expression."""
         # Into files: pipes stay open as long as Wine's own services, which outlive the client.
-        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as messages:
-            code = self.start(*arguments, stdout=output, stderr=messages, **streams).wait(WAIT)
-            texts = []
-            for stream in (output, messages):
-                stream.seek(0)
-                texts.append(stream.read().decode().replace("\r\n", "\n"))
-        return code, *texts
+        files = self.folder / "output", self.folder / "messages"
+        with self.subTest(arguments), files[0].open("w") as out, files[1].open("w") as messages:
+            ended = self.start(*arguments, stdout=out, stderr=messages, **how).wait(WAIT)
+            said = [file.read_text("utf-8") for file in files]
+            self.assertEqual((ended, said[0]), (code, output), said[1])
+            self.assertTrue(re.search(message, said[1]), said[1])
 
 
 def reply(status, body=b"", length=None):
@@ -147,10 +137,6 @@ def main():
     parser.add_argument("cases", nargs="*")
     parser.add_argument("--client", required=True, type=os.path.abspath)
     parser.add_argument("--devserver", required=True, type=os.path.abspath)
-    parser.add_argument("--emulator", default="")
+    parser.add_argument("--emulator", default=[], type=lambda path: [path] if path else [])
     parser.parse_args(namespace=ARGUMENTS)
-    ARGUMENTS.emulator = [ARGUMENTS.emulator] if ARGUMENTS.emulator else []
-    if not os.access(ARGUMENTS.devserver, os.X_OK):
-        sys.exit(f"{ARGUMENTS.devserver} is missing: a cross build takes the development server of "
-                 "a native one, named by the CMake variable ORLA_DEVSERVER")
     unittest.main(argv=[sys.argv[0], "-v", *ARGUMENTS.cases])

@@ -13,7 +13,7 @@
 
 #include "client/CVekInet.h"
 #include "platform/testing/FaultyDoor.h"
-#include "support/ScriptedServer.h"
+#include "support/Server.h"
 #include "support/TempDir.h"
 #include "wire/Reply.h"
 
@@ -41,7 +41,6 @@ constexpr bool kResetsShow = ORLA_RESETS_SHOW;
 struct Play {
   std::string reply;
   Ending ending = kEnd;
-  std::size_t atOnce = kAll;     // The most bytes of the reply in one piece.
   std::string forEver = {};      // Sent behind the reply until the client hangs up.
   std::size_t readFirst = kAll;  // Of the request, before the reply; kAll: the whole request.
   int timeout = 0;               // Of the client's receives, in milliseconds; 0: its own.
@@ -49,41 +48,19 @@ struct Play {
 const Play kGood{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n1.2.3"};
 
 /// Plays one connection; a stall lasts until `over`. Gives the request.
-void serve(SOCKET listener, const Play& play, std::latch& over, std::string& request) {
-  const SOCKET socket = accept(listener, nullptr, nullptr);
-  const auto set = [&](int level, int option, const auto& value) {
-    setsockopt(socket, level, option, reinterpret_cast<const char*>(&value), sizeof value);
-  };
-  const auto receive = [&](std::size_t most) {
-    char buffer[65536];
-    const int got = recv(socket, buffer, static_cast<int>(std::min(most, sizeof buffer)), 0);
-    if (got > 0) request.append(buffer, static_cast<std::size_t>(got));
-    return got > 0;
-  };
-  const auto sendAll = [&](const std::string& bytes, std::size_t atOnce) {
-    for (std::size_t sent = 0; sent < bytes.size();) {
-      const auto size = static_cast<int>(std::min(atOnce, bytes.size() - sent));
-      const int count = send(socket, &bytes[sent], size, 0);
-      if (count <= 0) return false;
-      sent += static_cast<std::size_t>(count);
-    }
-    return true;
-  };
-  const auto wanted = [&] {
-    if (play.readFirst != kAll) return play.readFirst - request.size();
-    return requestLength(request) == 0 ? kAll : 0;
-  };
-  set(IPPROTO_TCP, TCP_NODELAY, 1);
-  while (wanted() != 0 && receive(wanted())) continue;
-  bool connected = sendAll(play.reply, play.atOnce);
-  while (connected && !play.forEver.empty()) connected = sendAll(play.forEver, kAll);
-  if (play.ending == kReset) set(SOL_SOCKET, SO_LINGER, linger{1, 0});
+std::string serve(const Listener& listener, const Play& play, std::latch& over) {
+  Connection client(listener);
+  const std::string request = play.readFirst == kAll ? client.request() : "";
+  const std::size_t first = play.readFirst == kAll ? 0 : play.readFirst;
+  while (client.received.size() < first && client.receive(first - client.received.size())) continue;
+  bool connected = client.sendAll(play.reply);
+  while (connected && !play.forEver.empty()) connected = client.sendAll(play.forEver);
+  const linger none{1, 0};
+  const auto* const option = reinterpret_cast<const char*>(&none);
+  if (play.ending == kReset) setsockopt(client.handle, SOL_SOCKET, SO_LINGER, option, sizeof none);
   if (play.ending == kStall) over.wait();
-  if (play.ending == kEnd) {
-    shutdown(socket, 1);
-    while (receive(kAll)) continue;
-  }
-  closesocket(socket);
+  if (play.ending == kEnd) client.end();
+  return request;
 }
 
 enum Command { kVersion, kName, kUpload, kDownload };
@@ -120,16 +97,11 @@ void ORLA_CALL goOn(orla_progress_record*, const void*, std::uint32_t) {}
 class Wire : public testing::Test {
  protected:
   Wire() {
-    const std::string url = "http://127.0.0.1:" + std::to_string(port_) + "/wire";
     EXPECT_EQ(inet_.Initialize(0, nullptr), 0U);
-    EXPECT_EQ(inet_.Connect(url.c_str(), "", 0, &handle_), 0U);
+    EXPECT_EQ(inet_.Connect(listener_.url("/wire").c_str(), "", 0, &handle_), 0U);
     folder_.write("package", "package");
   }
-  ~Wire() override {
-    EXPECT_EQ(faults::books().sockets, sockets_) << "a connection was left open";
-    closesocket(listener_);
-    WSACleanup();
-  }
+  ~Wire() override { EXPECT_EQ(faults::books().sockets, sockets_) << "a connection was left open"; }
 
   Report run(Command command) {
     const std::string package = folder_.path("package"), file = folder_.path("file");
@@ -165,29 +137,26 @@ class Wire : public testing::Test {
     return {status, code, message, answer};
   }
 
-  /// What comes of a command, and the request.
-  Report report(Command command, const Play& play, std::string* request = nullptr) {
-    std::string read;
+  /// What comes of a command, whose request is kept.
+  Report report(Command command, const Play& play) {
     std::latch over(1);
-    std::thread server([&] { serve(listener_, play, over, read); });
+    std::thread server([&] { request_ = serve(listener_, play, over); });
     faults::shortenReceiveTimeouts(play.timeout);
     const Report report = run(command);
     faults::shortenReceiveTimeouts(0);
     faults::limitMemory(0);
     over.count_down();
     server.join();
-    if (request) *request = read;
     return report;
   }
 
   /// Plays `sent` bytes of a reply; then, by turns, a good reply to the same command.
-  void play(Command command, const Reply& reply, std::size_t sent, Ending ending = kEnd,
-            std::size_t atOnce = kAll) {
+  void play(Command command, const Reply& reply, std::size_t sent, Ending ending = kEnd) {
     SCOPED_TRACE(reply.name + (", command " + std::to_string(command)) + ", sent " +
                  std::to_string(sent) + ", ending " + std::to_string(ending));
     const Outcome outcome = reply.outcome(sent, ending);
     const int timeout = ending == kStall && outcome.code == 4 ? kShort : 0;
-    const Play part{reply.bytes().substr(0, sent), ending, atOnce, reply.forEver, kAll, timeout};
+    const Play part{reply.bytes().substr(0, sent), ending, reply.forEver, kAll, timeout};
     const Ending seen = ending == kReset && !kResetsShow ? kEnd : ending;
     EXPECT_THAT(report(command, part),
                 AnyOf(expected(command, outcome), expected(command, reply.outcome(sent, seen))));
@@ -196,10 +165,10 @@ class Wire : public testing::Test {
   }
 
   const TempDir folder_;
-  int port_ = 0;
-  const SOCKET listener_ = static_cast<SOCKET>(listenOnLoopback(port_));
+  const Listener listener_;
   CVekInet inet_{nullptr};  // With kernel objects of its own.
   std::uint32_t handle_ = 0;
+  std::string request_;
   const int sockets_ = faults::books().sockets;
 };
 
@@ -222,11 +191,6 @@ TEST_F(Wire, RepliesStallInEachPart) {
       play(kCommands[sent % 4], reply, sent, kStall);
 }
 
-TEST_F(Wire, RepliesComeByteByByte) {
-  for (const Reply& reply : kReplies)
-    for (const Command command : kCommands) play(command, reply, reply.bytes().size(), kEnd, 1);
-}
-
 TEST_F(Wire, HostileServersAreBounded) {
   int turn = 0;
   for (const Reply& reply : kHostile)
@@ -241,7 +205,7 @@ TEST_F(Wire, HostileServersAreBounded) {
 TEST_F(Wire, RequestsAreCutAnywhere) {
   const auto cut = [&](Command command, std::size_t read, Ending ending) {
     SCOPED_TRACE("command " + std::to_string(command) + ", read " + std::to_string(read));
-    const Report got = report(command, {"", ending, kAll, "", read, ending == kStall ? kShort : 0});
+    const Report got = report(command, {"", ending, "", read, ending == kStall ? kShort : 0});
     const std::string& message = std::get<2>(got);
     EXPECT_EQ(got, expected(command, {4, message, ""}));
     std::set<std::string> allowed = {"RWReplyError: Connection closed by server"};
@@ -253,9 +217,8 @@ TEST_F(Wire, RequestsAreCutAnywhere) {
     EXPECT_TRUE(allowed.contains(message)) << message << ", ending " << ending;
   };
   for (const Command command : kCommands) {
-    std::string request;
-    report(command, kGood, &request);
-    for (std::size_t read = 0; read < request.size(); ++read) {
+    report(command, kGood);
+    for (std::size_t read = 0, size = request_.size(); read < size; ++read) {
       for (const Ending ending : {kEnd, kClose, kReset}) cut(command, read, ending);
       if (read % 9 == 0) cut(command, read, kStall);
       EXPECT_EQ(report(command, kGood), expected(command, {0, "", "1.2.3"}));

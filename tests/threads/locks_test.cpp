@@ -1,27 +1,28 @@
-#include "threads/RWCondition.h"
-
-#include <functional>
-#include <gtest/gtest.h>
-
 #include "ThreadsTestAccess.h"
 
 namespace orla {
-namespace {
 
-using Access = ThreadsTestAccess;
-using LockGuard = RWTMonitor<RWMutexLock>::LockGuard;
+TEST(RWMutexLock, OnlyTheUnlimitedAcquireTakesOverFromADeadOwner) {
+  RWMutexLock lock;
+  const auto die = [&] { std::thread([&] { lock.acquire(); }).join(); };
+  die();
+  EXPECT_EQ(textOf([&] { SetLastError(77), lock.acquire(1000); }),
+            "RWMutexLock::acquire - WaitForSingleObject() - Error Code: 77");
+  EXPECT_TRUE(isFree(lock));
+  die();
+  lock.acquire();
+  EXPECT_TRUE(lock.tryAcquire() && !isFree(lock, 1));
+  lock.release(), lock.release();
+  EXPECT_TRUE(isFree(lock));
+}
 
 TEST(RWCondition, WakesInTheOrderOfWaiting) {
   RWMutexLock lock;
   RWCondition condition(lock);
-  std::vector<std::future<void>> threads;
-  const auto sleep = [&] {
-    LockGuard guard(lock);
-    condition.wait();
-  };
-  for (std::size_t i = 1; i <= 4; ++i) {
-    threads.push_back(inBackground(sleep));
-    awaitSleepers(lock, condition, i);
+  std::future<void> threads[4];
+  for (std::size_t i = 0; i < 4; ++i) {
+    threads[i] = inBackground([&] { (LockGuard(lock), condition.wait()); });
+    awaitSleepers(lock, condition, i + 1);
   }
   for (std::size_t i = 0; i < 2; ++i) {
     (LockGuard(lock), condition.signal());
@@ -44,8 +45,8 @@ TEST(RWCondition, LocksAndScopesEndQuietlyWhileAnotherErrorIsOnItsWay) {
 }
 
 // Runs once, when a wait is about to take the mutex again.
-std::function<void()> beforeReacquire;
-void runBeforeReacquire(RWMutexLock&) {
+static std::function<void()> beforeReacquire;
+static void runBeforeReacquire(RWMutexLock&) {
   if (auto action = std::exchange(beforeReacquire, nullptr)) action();
 }
 
@@ -55,17 +56,14 @@ TEST(RWCondition, CountsASignalBeforeTheMutexIsBackButNotBeforeTheWait) {
   LockGuard guard(lock);
   condition.signal();
   EXPECT_FALSE(condition.wait(0));
-  beforeReacquire = [&] {
-    LockGuard inner(lock);
-    condition.signal();
-  };
+  beforeReacquire = [&] { (LockGuard(lock), condition.signal()); };
   EXPECT_TRUE(condition.wait(0));
 }
 
 TEST(RWCondition, FailuresSayWhyAndLeaveNoWaiter) {
   RWMutexLock lock(runBeforeReacquire);
   RWCondition condition(lock);
-  [&]() ORLA_NO_ANALYSIS { lock.acquire(); }();
+  lock.acquire();
   beforeReacquire = [] { throw 1; };  // The mutex is not taken again.
   EXPECT_EQ(textOf([&] { condition.wait(0); }), "RWCondition::wait - Unexpected exception");
   EXPECT_EQ(textOf([&] { condition.wait(); }),
@@ -78,5 +76,4 @@ TEST(RWCondition, FailuresSayWhyAndLeaveNoWaiter) {
   EXPECT_EQ(textOf([&] { condition.signalAll(); }), "RWCondition::signalAll - " + release);
 }
 
-}  // namespace
 }  // namespace orla

@@ -1,13 +1,19 @@
-#include "foundation/RWReference.h"
-
 #include <gtest/gtest.h>
 
-#include "foundation/RWTValOrderedVector.h"
+#include "foundation/RWCString.h"
+#include "foundation/RWReference.h"
 
 namespace orla {
-namespace {
 
-int destroyed, operations, failAt;
+TEST(RWCString, KnowsAsciiAndBlanksAlone) {
+  EXPECT_EQ(toLowerAscii(RWCString("@AZ[\xC4`z{\0Z", 10)), RWCString("@az[\xC4`z{\0z", 10));
+  EXPECT_FALSE(equalIgnoringCase("host", "hos") || equalIgnoringCase("hos", "host"));
+  EXPECT_EQ(stripLeadingBlanks(" \ta "), "\ta ");
+  EXPECT_EQ(stripTrailingBlanks(" a\t "), " a\t");
+  EXPECT_EQ(stripLeadingBlanks("  ").size() + stripTrailingBlanks("  ").size(), 0U);
+}
+
+static int destroyed, operations, failAt;
 
 // Raises from its operation number `failAt`.
 struct FailingLock {
@@ -36,14 +42,4 @@ TEST(RWTHandle, FreesTheBodyOnceWhicheverLockOperationFails) {
   }
 }
 
-TEST(RWTValOrderedVector, KnowsItsBounds) {
-  RWTValOrderedVector<int> vector;
-  vector.insertAt(0, 1);
-  EXPECT_THROW(vector[1], RWBoundsErr);
-  EXPECT_THROW(vector.removeAt(1), RWBoundsErr);
-  EXPECT_THROW(vector.insertAt(2, 0), RWBoundsErr);
-  EXPECT_STREQ(RWBoundsErr(3, 2).why(), "[INDEX] Index (3) out of range [0->2]");
-}
-
-}  // namespace
 }  // namespace orla
