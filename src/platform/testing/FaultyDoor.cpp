@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <malloc.h>
 #include <new>
-#include <utility>
 
 namespace orla::faults {
 
@@ -41,7 +40,6 @@ struct Thread {
   int callsLeft = 0;
   const char* struck = nullptr;
   Books books;
-  std::int64_t peakBytes = 0;
   std::int64_t mostBytes = 0;  // 0: no limit.
   HandleSet files, events;
 };
@@ -123,7 +121,6 @@ void* allocate(std::size_t size) noexcept {
   if (!block || !isFirstThread()) return block;
   ++thread.books.blocks;
   thread.books.bytes += sizeOf(block);
-  thread.peakBytes = std::max(thread.peakBytes, thread.books.bytes);
   return block;
 }
 
@@ -153,10 +150,6 @@ Books books() noexcept {
   return thread.books;
 }
 
-std::int64_t takePeakBytes() noexcept {
-  return std::exchange(thread.peakBytes, thread.books.bytes);
-}
-
 void limitMemory(std::size_t bytes) noexcept {
   thread.mostBytes = bytes == 0 ? 0 : thread.books.bytes + static_cast<std::int64_t>(bytes);
 }
@@ -182,6 +175,8 @@ void shortenReceiveTimeouts(int milliseconds) noexcept {
   result led_##name parameters noexcept
 #endif
 
+// Parameters that are statements, or nothing, cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define ORLA_CALL(kind, when, result, name, parameters, arguments, failure, before, after, port, \
                   windows)                                                                       \
   ORLA_LED(result, name, parameters, port, windows) {                                            \
@@ -201,6 +196,7 @@ void shortenReceiveTimeouts(int milliseconds) noexcept {
   }
 
 #include "platform/testing/FaultyDoorCalls.def"
+// NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace orla::faults
 

@@ -60,9 +60,6 @@ struct Books {
 };
 Books books() noexcept;
 
-/// The most bytes that were out at once since the last call of this.
-std::int64_t takePeakBytes() noexcept;
-
 /// Allocations that would bring the thread's bytes to more than `bytes` above those of now fail; 0
 /// lifts the limit.
 void limitMemory(std::size_t bytes) noexcept;
