@@ -42,6 +42,11 @@ int RWBufferedPortalImp::recv(char* buffer, int length, bool* more, std::uint32_
 }
 
 int RWBufferedPortalImp::recv(char* buffer, int length, bool* more) {
+  if (length == 1 && position_ != end_) {  // Heads are read byte by byte: no detour for these.
+    *buffer = ahead_[static_cast<std::size_t>(position_++)];
+    if (more) *more = true;
+    return 1;
+  }
   return receive(buffer, length, more, [&](char* into, int most, bool* condition) {
     return portal_.recv(into, most, condition);
   });

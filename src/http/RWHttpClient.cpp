@@ -73,21 +73,22 @@ bool RWHttpClientImp::submit(const RWHttpRequest& request, int pipelineMethod) {
     throw RWHttpConnectionError("Connection lost or not established");
   request.write(RWPortal(channel_.get()), host_, port_);
   channel_->flush();
-  pending_.write(request);
+  pending_.write(request.getMethod());
   channel_->endMessage();
   return true;
 }
 
 RWHttpReply RWHttpClientImp::getReply(const BodyHandler& handler, std::uint32_t timeout) {
   if (!hasPendingReplies()) throw RWHttpNoPendingRepliesError();
-  const RWHttpRequest request = pending_.read();
-  const RWPortal portal = makeTimedPortal(RWPortal(channel_.get()), timeout);
+  const RWCString method = pending_.read();
+  RWPortal portal(channel_.get());
+  if (timeout != 0) portal = makeTimedPortal(portal, timeout);
 
   RWHttpLineReader lines(portal);
   RWHttpReply reply(lines);
   while (reply.is1XX()) reply = RWHttpReply(lines);
 
-  const RWTHandle<RWHttpPortalImp> body = makeBodyPortal(request.getMethod(), reply, portal);
+  const RWTHandle<RWHttpPortalImp> body = makeBodyPortal(method, reply, portal);
   handler(RWPortal(body.get()));
   if (!body->isDone()) throw RWHttpHandlerError("The body was not completely consumed");
   return reply;
@@ -133,12 +134,7 @@ void RWHttpSocketClientImp::disconnect() {
 }
 
 bool RWHttpSocketClientImp::isConnected() const {
-  try {
-    portal_.socket().getpeername();
-    return true;
-  } catch (const RWSocketError&) {
-    return false;
-  }
+  return portal_.socket().hasPeer();
 }
 
 }  // namespace orla

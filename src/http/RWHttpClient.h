@@ -73,7 +73,7 @@ class RWHttpClientImp : public RWBodyBase {
  private:
   bool enterPipelineMode(int pipelineMethod);
 
-  RWTPCValQueue<RWHttpRequest> pending_;
+  RWTPCValQueue<RWCString> pending_;  // The methods of the requests: they decide on the bodies.
   bool pipelining_ = false;
 };
 

@@ -145,6 +145,7 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
   std::sort(sorted.begin(), sorted.end(), sortsBefore);
 
   RWHttpHeaderList list;
+  list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(sorted.size());
   for (RWHttpGenericHeader& header : sorted) list.headers_.append(std::move(header));
   return list;
 }

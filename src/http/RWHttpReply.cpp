@@ -44,7 +44,9 @@ void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
 RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {}
 
 RWCString RWHttpLineReader::readLine() {
+  constexpr std::size_t kUsualLength = 100;
   RWCString line;
+  line.reserve(kUsualLength);
   for (;;) {
     char c = readByte();
     if (c == '\r') {

@@ -247,6 +247,11 @@ RWSockAddr RWSocket::getpeername() const {
   return raw.address(typeOf(*this));
 }
 
+bool RWSocket::hasPeer() const noexcept {
+  RawAddress raw;
+  return sysGetpeername(handle_, raw.bytes(), raw.length()) == 0;
+}
+
 RWSockAddr RWSocket::getsockname() const {
   RawAddress raw;
   check(sysGetsockname(handle_, raw.bytes(), raw.length()), "RWSocket::getsockname");

@@ -69,6 +69,8 @@ class RWSocket {
   /// FIONBIO, FIONREAD.
   void ioctl(long request, std::uint32_t* argument) const;
   RWSockAddr getpeername() const;
+  /// True when getpeername() would tell a peer; sets no store by its address.
+  bool hasPeer() const noexcept;
   RWSockAddr getsockname() const;
   /// Closes; would-block counts as closed.
   void close();

@@ -224,17 +224,17 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
       {"clean up", &Agent::cleanUp, {".", ".", ".", ".", ".", ".", "1..", "."}},
       {"version",
        &Agent::version,
-       {"SCOOLLWR+K.", "SCOOLLWR+K.", "SNOOLLwe..", ".+", ".", ".", OF_A_COMMAND, "1m+."}},
+       {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1m+."}},
       {"name",
        &Agent::name,
-       {"SCOOLLWR+K.", "SCOOLLWR+K.", "SNOOLLwe..", ".+", ".", ".", OF_A_COMMAND, "1+m+."}},
+       {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1+m+."}},
       {"send",
        &Agent::send,
-       {"SCOOLLWR+K.", "SCOOLLWR+K.", "SNOOLLwe..", ".+", "1bt..", ".....", OF_A_COMMAND,
+       {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", "1bt..", ".....", OF_A_COMMAND,
         "1+b+m+."}},
       {"download",
        &Agent::download,
-       {"SCOOLLWR+K.", "SCOOLLWR+K.", "SNOOLLweu+..", ".+", "TTT+999.", "..T+....", OF_A_COMMAND,
+       {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLweu+..", ".+", "TTT+999.", "..T+....", OF_A_COMMAND,
         "T?m+."}}};
   for (const auto& [name, operation, letters] : cases) {
     for (std::size_t i = 0; i < std::size(kFailures); ++i) {
