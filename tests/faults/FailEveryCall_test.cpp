@@ -200,12 +200,8 @@ class FailEveryCall : public testing::Test {
     EXPECT_EQ(found, expected) << where;
   }
 
-  static const test::CommandServer& server() {  // For the whole program.
-    static const auto& only = *new test::CommandServer;
-    return only;
-  }
-
-  Agent agent_{server().url("1.2.3")};
+  test::CommandServer& server_ = *new test::CommandServer;  // It lasts until the program ends.
+  Agent agent_{server_.url("1.2.3")};
 };
 
 TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
@@ -230,8 +226,7 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
        {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1+m+."}},
       {"send",
        &Agent::send,
-       {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", "1bt..", ".....", OF_A_COMMAND,
-        "1+b+m+."}},
+       {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", "1bt..", ".....", OF_A_COMMAND, "1+b+m+."}},
       {"download",
        &Agent::download,
        {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLweu+..", ".+", "TTT+999.", "..T+....", OF_A_COMMAND,

@@ -18,9 +18,9 @@ TEST(NamedObjects, LeaveNothingBehindWhenTheyCannotBeMade) {
   // No descriptor for the file, none for its mapping, no room in the file.
   for (const auto& [resource, most] :
        {std::pair(RLIMIT_NOFILE, next), {RLIMIT_NOFILE, next + 1}, {RLIMIT_FSIZE, rlim_t{0}}}) {
-    rlimit before{}, low{};
+    rlimit before{};
     ASSERT_EQ(::getrlimit(resource, &before), 0);
-    low = {most, before.rlim_max};
+    const rlimit low{most, before.rlim_max};
     ASSERT_EQ(::setrlimit(resource, &low), 0);
     EXPECT_EQ(CreateMutexA(nullptr, FALSE, name.c_str()), nullptr);
     EXPECT_NE(GetLastError(), ERROR_SUCCESS);
