@@ -46,7 +46,7 @@ class DiskTest(ProgramTestCase):
         windows, root, long = bool(ARGUMENTS.emulator), os.geteuid() == 0, "a" * 20
         cases = [  # message, target, path
             (INTERNAL, "/new", "file/file"),
-            (INTERNAL, "/new", "/sys/file"),  # A folder that is read-only for everybody.
+            (INTERNAL, "/new", "/proc/file"),  # A folder that is read-only for everybody.
             ("status 9: cannot be replaced" * windows, "/new", "read-only"),
             # Windows itself takes no path above 259 characters.
             ("", "/new", self.deep(259, long)),
