@@ -15,9 +15,7 @@ void orla::fuzz(const RWCString& input) {
   plain = stripLeadingBlanks(stripTrailingBlanks(plain));
   PROMISE(normalizedAddressText(input) == plain);
 
-  test::errorOf([&] {
-    const RWInetAddr address(input);
-    const RWCString text = address.text();
+  RWCString text;
+  if (test::errorOf([&] { text = RWInetAddr(input).text(); }) == "nothing raised")
     PROMISE(RWInetAddr(text).text() == text);
-  });
 }

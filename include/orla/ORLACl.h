@@ -10,8 +10,8 @@
  * their own, and run in parallel, also on one handle; each is one HTTP/1.1 request on a TCP
  * connection of its own, over IPv4.
  *
- * Time: each wait for data from the server ends after 300 seconds without any. Nothing bounds the
- * time to connect but the system, nor the whole time of a command.
+ * Time: each wait for data from the server, and for it to take more of an upload, ends after 300
+ * seconds. Nothing bounds the time to connect but the system, nor the whole time of a command.
  *
  * Strings are zero-terminated byte strings. The library keeps none of the caller's pointers after a
  * call returns.

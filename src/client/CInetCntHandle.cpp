@@ -22,8 +22,12 @@ constexpr char kTransportInternalError[] = "Transport internal error";
 
 constexpr std::uint32_t kDefaultPort = 80;
 
-/// No wait for the server's data lasts longer, in milliseconds.
-constexpr int kReceiveTimeout = 300000;
+/// No wait for the server lasts longer, in milliseconds.
+constexpr int kServerTimeout = 300000;
+
+void limitWaits(const VekRWHttpClient& client, int option) {
+  client.portal().socket().setsockopt(SOL_SOCKET, option, &kServerTimeout, sizeof kServerTimeout);
+}
 
 std::uint32_t makeHandle(const CInetCntHandle* connection) {
   if constexpr (sizeof(connection) == sizeof(std::uint32_t)) {
@@ -97,8 +101,7 @@ std::uint32_t CInetCntHandle::Post(const char* path, RWCString body, CHttpReques
 void CInetCntHandle::ConnectClient(VekRWHttpClient& client, const RWCString& host,
                                    std::uint32_t port, std::uint32_t wait) {
   client.connect(host, port, wait);
-  client.portal().socket().setsockopt(SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout,
-                                      sizeof kReceiveTimeout);
+  limitWaits(client, SO_RCVTIMEO);
 }
 
 std::uint32_t CInetCntHandle::PortNumber(const RWCString& text) {
@@ -122,6 +125,8 @@ std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWC
     }
     VekRWHttpClient client(new VekRWHttpClientImp);
     ConnectClient(client, url.host(), PortNumber(url.port()), wait);
+    // A server that stops reading must not keep an upload for ever.
+    if (!body.empty()) limitWaits(client, SO_SNDTIMEO);
 
     RWHttpRequest request(method, path);
     request.setBody(RWTHandle<RWHttpRequestBody>(new RWHttpRequestStringBody(std::move(body))));

@@ -73,7 +73,8 @@ class CInetCntHandle : public RWReference {
   /// seconds count), bounds connecting and each wait for the reply on top of the socket's own limit
   /// of 300 s; 0 for none. Raises nothing.
   std::uint32_t Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait);
-  /// The same with `body` as the request's body.
+  /// The same with `body` as the request's body; no wait for the server to take more of it lasts
+  /// longer than 300 s either.
   std::uint32_t Post(const char* path, RWCString body, CHttpRequestArg* arg, std::uint32_t wait);
 
   /// Connects `client` and limits each wait for the server's data to 300 s.

@@ -96,7 +96,8 @@ std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::
 std::uint32_t CVekInet::AddNew(const char* url, const char* credential, std::uint32_t reserved) {
   CVekWriterLock lock;
   takeExclusively(lock, guard_);
-  if (GetCount() == ORLA_MAX_CONNECTIONS) return 0;
+  // A clean-up may have come between the caller's look and the lock.
+  if (!initialised_ || GetCount() == ORLA_MAX_CONNECTIONS) return 0;
   try {
     const Connection connection(new CInetCntHandle);
     if (!connection->OpenTarget(url, credential, reserved) || !connection->CheckConnection()) {

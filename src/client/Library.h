@@ -12,8 +12,8 @@ namespace orla {
 /// first both times: its clean-up comes before Winsock's.
 class Library {
  public:
-  /// `guardName` as CVekInet's. A Winsock that does not start is not the loading's failure: the agent's process goes on, and
-  /// each command fails with the socket layer's own message.
+  /// `guardName` as CVekInet's. A Winsock that does not start is not the loading's failure: the
+  /// agent's process goes on, and each command fails with the socket layer's own message.
   explicit Library(const char* guardName = "ORLAHost2.dll");
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;

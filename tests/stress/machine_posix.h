@@ -25,11 +25,13 @@ struct Machine {
     if (kill) ::kill(id, SIGKILL);
     return ::waitpid(id, &status, 0) == id && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  /// What this process has: open files and objects, and bytes of the heap.
+  /// What this process has: open files and objects, with its threads; and bytes of the heap.
   static std::pair<std::ptrdiff_t, std::size_t> usage() {
+    std::ptrdiff_t count = 0;
+    for (const char* folder : {"/proc/self/fd", "/proc/self/task"})
+      count += std::distance(std::filesystem::directory_iterator(folder), {});
     auto* const sanitized = __sanitizer_get_current_allocated_bytes;
-    return {std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}),
-            sanitized ? sanitized() : ::mallinfo2().uordblks};
+    return {count, sanitized ? sanitized() : ::mallinfo2().uordblks};
   }
 };
 

@@ -51,7 +51,7 @@ bool isFirstThread() noexcept {
   return GetCurrentThreadId() == thread.id;
 }
 
-int receiveTimeout = 0;
+int timeout = 0;
 
 /// One call on its way through: whether the fault in wait strikes it.
 class Call {
@@ -99,8 +99,9 @@ void taken(DWORD result, DWORD count, const HANDLE* objects) noexcept {
 }
 
 const char* shortened(int level, int option, const char* value) noexcept {
-  const bool applies = receiveTimeout != 0 && level == SOL_SOCKET && option == SO_RCVTIMEO;
-  return applies ? reinterpret_cast<const char*>(&receiveTimeout) : value;
+  const bool limits = level == SOL_SOCKET && (option == SO_RCVTIMEO || option == SO_SNDTIMEO);
+  if (!limits || !isFirstThread() || timeout == 0) return value;
+  return reinterpret_cast<const char*>(&timeout);
 }
 
 std::int64_t sizeOf(void* block) noexcept {
@@ -154,8 +155,8 @@ void limitMemory(std::size_t bytes) noexcept {
   thread.mostBytes = bytes == 0 ? 0 : thread.books.bytes + static_cast<std::int64_t>(bytes);
 }
 
-void shortenReceiveTimeouts(int milliseconds) noexcept {
-  receiveTimeout = milliseconds;
+void shortenTimeouts(int milliseconds) noexcept {
+  timeout = milliseconds;
 }
 
 // The linker leads every call of a door's function to the function of ours, and our call of the

@@ -64,8 +64,8 @@ Books books() noexcept;
 /// lifts the limit.
 void limitMemory(std::size_t bytes) noexcept;
 
-/// Every SO_RCVTIMEO set from now on is this many milliseconds; 0 ends that. Not while another thread
-/// sets one.
-void shortenReceiveTimeouts(int milliseconds) noexcept;
+/// Every SO_RCVTIMEO and SO_SNDTIMEO that the thread sets from now on is this many milliseconds; 0
+/// ends that.
+void shortenTimeouts(int milliseconds) noexcept;
 
 }  // namespace orla::faults
