@@ -11,8 +11,10 @@ namespace orla {
 
 namespace {
 
-/// The body is read in pieces of at most this many bytes, into one buffer.
-constexpr int kPieceSize = 64 * 1024;
+/// The body is read in pieces of at most this many bytes, into one buffer. A text is seldom so long
+/// that a larger buffer would be worth its making.
+constexpr int kTextPiece = 64 * 1024;
+constexpr int kFilePiece = 256 * 1024;
 
 /// The first progress call hands over exactly this many bytes of the file.
 constexpr int kPreviewSize = 512;
@@ -61,8 +63,9 @@ void ReadBody(RWPortal portal, Arg* arg) {
   if (toFile && (!arg->file || !arg->byteCount || !arg->progress || !arg->record)) return;
 
   FileSink sink(*arg);
-  const auto piece = std::make_unique_for_overwrite<char[]>(kPieceSize);
-  while (const int length = portal.recv(piece.get(), kPieceSize, nullptr)) {
+  const int most = toFile ? kFilePiece : kTextPiece;
+  const auto piece = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(most));
+  while (const int length = portal.recv(piece.get(), most, nullptr)) {
     if (!toFile) {
       arg->textBody.append(piece.get(), static_cast<std::size_t>(length));
       continue;

@@ -8,7 +8,7 @@ namespace orla {
 namespace {
 
 constexpr int kReadAhead = 16 * 1024;
-constexpr std::size_t kMostGathered = 256 * 1024;
+constexpr std::size_t kMostGathered = 64 * 1024;
 constexpr int kStringPiece = 4096;
 
 }  // namespace

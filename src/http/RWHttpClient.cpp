@@ -115,7 +115,7 @@ RWSocketPortal RWHttpSocketClientImp::portal() const {
 
 void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
                                     std::uint32_t timeout) {
-  disconnect();
+  if (channel_) disconnect();
   host_ = host;
   port_ = port;
   const RWInetAddr address{RWInetServicePort(port), RWInetHost(host)};

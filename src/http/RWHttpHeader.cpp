@@ -138,15 +138,16 @@ void RWHttpHeaderCollector::add(const RWCString& label, const RWCString& value) 
 }
 
 RWHttpHeaderList RWHttpHeaderCollector::take() {
-  std::vector<RWHttpGenericHeader> sorted;
+  std::vector<RWHttpGenericHeader*> sorted;
   sorted.reserve(byLabel_.size());
-  for (auto& [key, header] : byLabel_) sorted.push_back(std::move(header));
-  byLabel_.clear();
-  std::sort(sorted.begin(), sorted.end(), sortsBefore);
+  for (auto& [key, header] : byLabel_) sorted.push_back(&header);
+  std::sort(sorted.begin(), sorted.end(),
+            [](const auto* a, const auto* b) { return sortsBefore(*a, *b); });
 
   RWHttpHeaderList list;
   list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(sorted.size());
-  for (RWHttpGenericHeader& header : sorted) list.headers_.append(std::move(header));
+  for (RWHttpGenericHeader* header : sorted) list.headers_.append(std::move(*header));
+  byLabel_.clear();
   return list;
 }
 

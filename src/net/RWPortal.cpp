@@ -54,10 +54,6 @@ RWCString RWPortal::recv(std::uint32_t timeout) const {
   return implementation_->recv(timeout);
 }
 
-int RWPortal::recv(char* buffer, int length, bool* more) const {
-  return implementation_->recv(buffer, length, more);
-}
-
 RWCString RWPortal::recv() const {
   return implementation_->recv();
 }

@@ -53,7 +53,9 @@ class RWPortal {
 
   int recv(char* buffer, int length, bool* more, std::uint32_t timeout) const;
   RWCString recv(std::uint32_t timeout) const;
-  int recv(char* buffer, int length, bool* more = nullptr) const;
+  int recv(char* buffer, int length, bool* more = nullptr) const {
+    return implementation_->recv(buffer, length, more);
+  }
   RWCString recv() const;
   int send(const char* buffer, int length, std::uint32_t timeout) const;
   int send(const char* buffer, int length) const;

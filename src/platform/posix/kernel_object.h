@@ -64,8 +64,8 @@ class Mutex final : public KernelObject {
 
   State own_{};
   State* const state_;
-  // A thread of this process took it last and has not released it.
-  std::atomic<bool> heldHere_{false};
+  // The thread of this process that took it last and has not released it; 0: none.
+  std::atomic<DWORD> holder_{0};
 };
 
 /// A number that threads wait for to be above 0, and take from: a semaphore's count, or an event's

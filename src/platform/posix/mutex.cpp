@@ -64,7 +64,7 @@ bool Mutex::finishLock(int error) noexcept {
     return false;
   }
   ++state_->depth;
-  heldHere_ = true;
+  holder_.store(GetCurrentThreadId(), std::memory_order_relaxed);
   return true;
 }
 
@@ -82,19 +82,11 @@ bool Mutex::wasAbandoned() noexcept {
 }
 
 bool Mutex::release() noexcept {
-  // Taking it once more tells the owner, which needs no system call, from all others.
-  const int error = ::pthread_mutex_trylock(&state_->lock);
-  if (error == EBUSY) return false;
-  finishLock(error);
-  // Somebody who dies with it leaves it to its next taker, who is not its owner either.
-  const bool owned = error == 0 && state_->depth > 1;
-  if (owned) {
-    --state_->depth;
-    ::pthread_mutex_unlock(&state_->lock);
-  }
-  if (--state_->depth == 0) heldHere_ = false;
+  // Only the thread itself ever writes its own identifier there.
+  if (holder_.load(std::memory_order_relaxed) != GetCurrentThreadId()) return false;
+  if (--state_->depth == 0) holder_.store(0, std::memory_order_relaxed);
   ::pthread_mutex_unlock(&state_->lock);
-  return owned;
+  return true;
 }
 
 bool Mutex::retire() noexcept {
@@ -104,7 +96,7 @@ bool Mutex::retire() noexcept {
     return true;
   }
   // The C library keeps the mutex in the list of those that its owner, another thread, holds.
-  return !heldHere_;
+  return holder_ == 0;
 }
 
 }  // namespace orla::posix
