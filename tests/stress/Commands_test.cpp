@@ -41,8 +41,7 @@ struct Agent {
       : key("agent" + std::to_string(number)), package(size, static_cast<char>('a' + number)) {}
   ~Agent() { EXPECT_LE(folder.names().size(), 2U) << "a temporary file was left"; }
 
-  /// The four commands, each with its answer. Where others end connections, any may be unknown, or
-  /// become so while its target is built: a name is then asked for without one, which is refused.
+  /// The four commands, each with its answer. Where others end connections, any may be unknown.
   void run(std::uint32_t handle, const Case& expected, bool known = true) {
     const auto succeeds = [&](std::uint32_t status, std::uint32_t wanted) {
       EXPECT_TRUE(status == wanted || (!known && status == 6)) << expected.word << ": " << status;
