@@ -19,18 +19,24 @@ class RWReference {
   void addReference() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
   /// The number of references left.
   unsigned removeReference() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
-  bool isReferenced() const noexcept { return count_.load(std::memory_order_relaxed) != 0; }
+  bool isReferenced() const noexcept { return references() != 0; }
+
+ protected:
+  unsigned references() const noexcept { return count_.load(std::memory_order_acquire); }
 
  private:
   std::atomic<unsigned> count_{0};
 };
 
-/// A reference-counted body whose count is changed under a lock of its own.
+/// A reference-counted body whose count is changed under a lock of its own, as long as there is
+/// anybody to lock out: whoever takes the first reference to a body, or lets go of the only one, is
+/// alone with it, and takes no lock.
 template <class Lock>
 class RWTCountingBody : public RWReference {
  public:
   /// Adds nothing when the lock raises.
   void addReference() {
+    if (references() == 0) return RWReference::addReference();
     lock_.acquire();
     RWReference::addReference();
     try {
@@ -43,6 +49,7 @@ class RWTCountingBody : public RWReference {
   /// What the lock raises is dropped: the count is right without it, and a reference that could not
   /// be let go of would leak the body. A lock that fails is reported when it is destroyed.
   unsigned removeReference() noexcept {
+    if (references() == 1) return RWReference::removeReference();
     try {
       lock_.acquire();
     } catch (...) {

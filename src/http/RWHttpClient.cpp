@@ -3,6 +3,7 @@
 #include "platform/winapi.h"
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "http/RWHttpErrors.h"
@@ -79,8 +80,8 @@ bool RWHttpClientImp::submit(const RWHttpRequest& request, int pipelineMethod) {
 }
 
 RWHttpReply RWHttpClientImp::getReply(const BodyHandler& handler, std::uint32_t timeout) {
-  if (!hasPendingReplies()) throw RWHttpNoPendingRepliesError();
-  const RWCString method = pending_.read();
+  const std::optional<RWCString> method = pending_.tryRead();
+  if (!method) throw RWHttpNoPendingRepliesError();
   RWPortal portal(channel_.get());
   if (timeout != 0) portal = makeTimedPortal(portal, timeout);
 
@@ -88,7 +89,7 @@ RWHttpReply RWHttpClientImp::getReply(const BodyHandler& handler, std::uint32_t 
   RWHttpReply reply(lines);
   while (reply.is1XX()) reply = RWHttpReply(lines);
 
-  const RWTHandle<RWHttpPortalImp> body = makeBodyPortal(method, reply, portal);
+  const RWTHandle<RWHttpPortalImp> body = makeBodyPortal(*method, reply, portal);
   handler(RWPortal(body.get()));
   if (!body->isDone()) throw RWHttpHandlerError("The body was not completely consumed");
   return reply;
@@ -105,7 +106,8 @@ bool RWHttpClientImp::hasPendingReplies() const {
 
 void RWHttpClientImp::dropChannel() {
   channel_ = RWTHandle<RWBufferedPortalImp>();
-  while (pending_.readable()) pending_.read();
+  while (pending_.tryRead()) {
+  }
   pipelining_ = false;
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <utility>
 
 #include "threads/RWPCBufferBase.h"
@@ -28,6 +29,15 @@ class RWTPCValBufferBase : public RWPCBufferBase {
       passItemOn();
       throw;
     }
+  }
+
+  /// The first item, or none when there is none now: never blocks.
+  std::optional<T> tryRead() {
+    LockGuard guard(mutex_);
+    if (!canRead()) return std::nullopt;
+    std::optional<T> item(takeFirst());
+    itemTaken();
+    return item;
   }
 
   /// Adds an item behind the others; blocks while the buffer is full and open. Throws

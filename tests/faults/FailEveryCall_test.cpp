@@ -116,6 +116,9 @@ const struct Failure {
 
 class FailEveryCall : public testing::Test {
  protected:
+  test::CommandServer& server_ = *new test::CommandServer;  // It lasts until the program ends.
+  Agent agent_{server_.url("1.2.3")};
+
   FailEveryCall() {  // What the first use of the network keeps for ever is not counted.
     agent_.load();
     agent_.useIt();
@@ -199,46 +202,73 @@ class FailEveryCall : public testing::Test {
       });
     EXPECT_EQ(found, expected) << where;
   }
-
-  test::CommandServer& server_ = *new test::CommandServer;  // It lasts until the program ends.
-  Agent agent_{server_.url("1.2.3")};
 };
 
 TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
   // Regular expressions: as many pieces of a body as come. The last run is the one that nothing struck.
-#define OF_A_COMMAND "1.......iiararariararar..c..cc."
+#define OF_A_COMMAND "1.......iiarariarccc."
   const struct {
     const char* name;
     Operation operation;
     const char* letters[std::size(kFailures)];
-  } cases[] = {{"load", &Agent::loadIt, {"..", "..", "..", "..", ".", ".", "xxx.", "x*.."}},
-               {"unload", &Agent::unloadIt, {"..", "..", "..", "..", ".", ".", "......", "."}},
-               {"initialise", &Agent::initialise, {".", ".", ".", ".", ".", ".", ".", "."}},
-               {"connect", &Agent::connect, {".", ".", ".", ".", ".", ".", "x.x..", "1+."}},
-               {"disconnect", &Agent::disconnect, {".", ".", ".", ".", ".", ".", "x..", "."}},
-               {"clean up", &Agent::cleanUp, {".", ".", ".", ".", ".", ".", "1..", "."}},
+    std::size_t allocations;  // At most.
+  } cases[] = {{"load", &Agent::loadIt, {"..", "..", "..", "..", ".", ".", "xxx.", "x*.."}, 4},
+               {"unload", &Agent::unloadIt, {"..", "..", "..", "..", ".", ".", "......", "."}, 0},
+               {"initialise", &Agent::initialise, {".", ".", ".", ".", ".", ".", ".", "."}, 0},
+               {"connect", &Agent::connect, {".", ".", ".", ".", ".", ".", "x.x..", "1+."}, 4},
+               {"disconnect", &Agent::disconnect, {".", ".", ".", ".", ".", ".", "x..", "."}, 0},
+               {"clean up", &Agent::cleanUp, {".", ".", ".", ".", ".", ".", "1..", "."}, 0},
                {"version",
                 &Agent::version,
-                {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1m+."}},
+                {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1m+."},
+                26},
                {"name",
                 &Agent::name,
-                {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1+m+."}},
+                {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1+m+."},
+                27},
                {"send",
                 &Agent::send,
                 {"SCOOOLW+R+K.", "SCOOOLW+R+K.", "SNOOOLw+e..", ".+", "1bt..", ".....",
-                 OF_A_COMMAND, "1+b+m+."}},
+                 OF_A_COMMAND, "1+b+m+."},
+                37},
                {"download",
                 &Agent::download,
                 {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLweu+..", ".+", "TTT+999.", "..T+....",
-                 OF_A_COMMAND, "T?m+."}}};
-  for (const auto& [name, operation, letters] : cases) {
+                 OF_A_COMMAND, "T?m+."},
+                27}};
+  for (const auto& [name, operation, letters, allocations] : cases) {
     for (std::size_t i = 0; i < std::size(kFailures); ++i) {
       SCOPED_TRACE(std::string(name) + ": " + kFailures[i].name);
       std::string expected = letters[i];  // A dot is a dot.
       for (std::size_t at = 0; (at = expected.find('.', at)) != expected.npos; at += 2)
         expected.insert(at, 1, '\\');
-      EXPECT_THAT(lettersOf(operation, kFailures[i]), testing::MatchesRegex(expected));
+      const std::string found = lettersOf(operation, kFailures[i]);
+      EXPECT_THAT(found, testing::MatchesRegex(expected));
+      if (kFailures[i].kind == Kind::Memory) {
+        EXPECT_LE(found.size() - 1, allocations);
+      }
     }
+  }
+}
+
+TEST_F(FailEveryCall, HoldsABodyOnce) {
+  constexpr std::size_t kBuffers = 256 * 1024 + 2 * 64 * 1024;  // Pieces of files, and of requests.
+  constexpr std::size_t kBody = 2000000;
+  const struct {
+    Operation operation;
+    std::size_t bytes;
+  } rows[] = {{&Agent::send, kBody + kBuffers}, {&Agent::download, kBuffers}};
+  agent_.folder.write("package", std::string(kBody, 'p'));
+  for (const auto& [operation, bytes] : rows) {
+    agent_.load();
+    agent_.useIt();
+    EXPECT_EQ(agent_.send(), 0U);
+    for (const bool isEnough : {true, false}) {
+      faults::limitMemory(isEnough ? bytes : bytes / 2);
+      EXPECT_EQ((agent_.*operation)() == 0, isEnough) << bytes;
+      faults::limitMemory(0);
+    }
+    agent_.unload();
   }
 }
 
