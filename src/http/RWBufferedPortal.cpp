@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace orla {
 
@@ -9,6 +10,7 @@ namespace {
 
 constexpr int kReadAhead = 16 * 1024;
 constexpr std::size_t kMostGathered = 64 * 1024;
+constexpr std::size_t kUsuallyGathered = 512;  // Heads without a body.
 constexpr int kStringPiece = 4096;
 
 }  // namespace
@@ -16,18 +18,24 @@ constexpr int kStringPiece = 4096;
 RWBufferedPortalImp::RWBufferedPortalImp(const RWPortal& portal) : portal_(portal) {}
 
 template <class Receive>
-int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive receiveBelow) {
+[[gnu::noinline]] int RWBufferedPortalImp::receive(char* buffer, int length, bool* more,
+                                                   Receive receiveBelow) {
   if (length <= 0) {
     if (more) *more = false;
     return 0;
   }
   if (position_ == end_) {
-    if (length >= kReadAhead) return receiveBelow(buffer, length, more);
+    if (length >= kReadAhead) {
+      if (singleBytes_ != 0) nextAhead_ = std::exchange(singleBytes_, 0);
+      return receiveBelow(buffer, length, more);
+    }
     if (!ahead_) ahead_ = std::make_unique_for_overwrite<char[]>(kReadAhead);
+    const int most = std::exchange(nextAhead_, 0);
     position_ = end_ = 0;
-    end_ = receiveBelow(ahead_.get(), kReadAhead, more);
+    end_ = receiveBelow(ahead_.get(), most > 0 && most < kReadAhead ? most : kReadAhead, more);
     if (end_ == 0) return 0;
   }
+  if (length == 1) ++singleBytes_;
   const int count = std::min(length, end_ - position_);
   std::memcpy(buffer, ahead_.get() + position_, static_cast<std::size_t>(count));
   position_ += count;
@@ -44,6 +52,7 @@ int RWBufferedPortalImp::recv(char* buffer, int length, bool* more, std::uint32_
 int RWBufferedPortalImp::recv(char* buffer, int length, bool* more) {
   if (length == 1 && position_ != end_) {  // Heads are read byte by byte: no detour for these.
     *buffer = ahead_[static_cast<std::size_t>(position_++)];
+    ++singleBytes_;
     if (more) *more = true;
     return 1;
   }
@@ -72,6 +81,7 @@ int RWBufferedPortalImp::send(const char* buffer, int length) {
   if (length <= 0) return 0;
   if (gathered_.size() + static_cast<std::size_t>(length) > kMostGathered) flush();
   midMessage_ = true;
+  if (gathered_.capacity() == 0) gathered_.reserve(kUsuallyGathered);
   gathered_.insert(gathered_.end(), buffer, buffer + length);
   return length;
 }
