@@ -118,19 +118,18 @@ std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWC
     return ORLA_ERROR_GENERAL;
   }
   try {
-    RWURL url;
+    RWCString host;
+    RWCString port;
     {
       const CVekCritSecLock lock(lock_);
-      url = url_;
+      host = url_.host();
+      port = url_.port();
     }
     VekRWHttpClient client(new VekRWHttpClientImp);
-    ConnectClient(client, url.host(), PortNumber(url.port()), wait);
+    ConnectClient(client, host, PortNumber(port), wait);
     // A server that stops reading must not keep an upload for ever.
     if (!body.empty()) limitWaits(client, SO_SNDTIMEO);
-
-    RWHttpRequest request(method, path);
-    request.setBody(RWTHandle<RWHttpRequestBody>(new RWHttpRequestStringBody(std::move(body))));
-    client.submit(request);
+    client.submit(RWHttpRequest(method, path, std::move(body)));
 
     using BodyFunctor = RWTFunctor1GA1Imp<RWPortal, void, RWPortal, CHttpRequestArg*>;
     const RWHttpReply reply =

@@ -61,7 +61,10 @@ void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
 bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint32_t count,
                  const char* const* identities, bool upload, char* target, std::size_t size) {
   target[0] = '\0';
-  RWCString text = "/" + connection.GetPath() + "?ORLACommand=";
+  constexpr std::size_t kUsualLength = 200;
+  RWCString text;
+  text.reserve(kUsualLength);
+  text.append("/").append(connection.GetPath()).append("?ORLACommand=");
   if (type == 0) {
     text += "GetVersion";
     return copyTarget(text, target, size);
@@ -70,7 +73,8 @@ bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint
   text += std::to_string(type);
   for (std::uint32_t i = 0; i < count; ++i) {
     if (!identities || !identities[i] || text.size() >= size) return false;
-    text += "&Identity" + std::to_string(i) + "=" + escape(identities[i]);
+    text.append("&Identity").append(std::to_string(i)).append("=");
+    text.append(escape(identities[i]));
   }
   text += "&Encoding=UTF-8";
   return copyTarget(text, target, size);

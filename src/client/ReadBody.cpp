@@ -12,8 +12,8 @@ namespace orla {
 namespace {
 
 /// The body is read in pieces of at most this many bytes, into one buffer. A text is seldom so long
-/// that a larger buffer would be worth its making.
-constexpr int kTextPiece = 64 * 1024;
+/// that a buffer off the stack would be worth its making.
+constexpr int kTextPiece = 4096;
 constexpr int kFilePiece = 256 * 1024;
 
 /// The first progress call hands over exactly this many bytes of the file.
@@ -64,15 +64,18 @@ void ReadBody(RWPortal portal, Arg* arg) {
 
   FileSink sink(*arg);
   const int most = toFile ? kFilePiece : kTextPiece;
-  const auto piece = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(most));
-  while (const int length = portal.recv(piece.get(), most, nullptr)) {
+  char textPiece[kTextPiece];
+  std::unique_ptr<char[]> filePiece;
+  if (toFile) filePiece = std::make_unique_for_overwrite<char[]>(kFilePiece);
+  char* const piece = toFile ? filePiece.get() : textPiece;
+  while (const int length = portal.recv(piece, most, nullptr)) {
     if (!toFile) {
-      arg->textBody.append(piece.get(), static_cast<std::size_t>(length));
+      arg->textBody.append(piece, static_cast<std::size_t>(length));
       continue;
     }
     if (arg->errorCode != 0) continue;  // The reply is still read to its end.
     try {
-      sink.Take(piece.get(), length);
+      sink.Take(piece, length);
     } catch (const CVekExceptionImp& error) {
       arg->errorCode = error.GetErrorCode();
     }

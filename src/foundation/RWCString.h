@@ -19,6 +19,10 @@ bool isDigitAscii(char c) noexcept;
 /// True when the texts are equal but for the case of their letters.
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept;
 
+/// Below, at or above 0 as `a` comes before `b`, equals it or comes behind it, byte by byte, the case
+/// of letters ignored.
+int compareIgnoringCase(std::string_view a, std::string_view b) noexcept;
+
 /// The text without the blanks (space only) at its end.
 std::string_view stripTrailingBlanks(std::string_view text) noexcept;
 

@@ -1,6 +1,7 @@
 #include "http/RWHttpHeader.h"
 
 #include <algorithm>
+#include <numeric>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -123,31 +124,51 @@ bool RWHttpHeaderList::remove(const RWCString& label) {
 }
 
 RWCString RWHttpHeaderList::asString() const {
+  constexpr std::size_t kUsualLine = 64;
   RWCString text;
-  for (const RWHttpGenericHeader& header : headers_) text += header.asString() + "\r\n";
+  text.reserve(headers_.entries() * kUsualLine);
+  for (const RWHttpGenericHeader& header : headers_)
+    text.append(header.getLabel()).append(": ").append(header.getValue()).append("\r\n");
   return text;
 }
 
-void RWHttpHeaderCollector::add(const RWCString& label, const RWCString& value) {
-  const auto [entry, isNew] = byLabel_.try_emplace(toLowerAscii(label), label, value);
-  if (isNew) return;
-  RWCString merged = std::move(entry->second.value_);
-  merged += ", ";
-  merged += value;
-  entry->second = RWHttpGenericHeader(label, std::move(merged));
+void RWHttpHeaderCollector::add(RWCString label, RWCString value) {
+  lines_.emplace_back(std::move(label), std::move(value));
 }
 
 RWHttpHeaderList RWHttpHeaderCollector::take() {
-  std::vector<RWHttpGenericHeader*> sorted;
-  sorted.reserve(byLabel_.size());
-  for (auto& [key, header] : byLabel_) sorted.push_back(&header);
-  std::sort(sorted.begin(), sorted.end(),
-            [](const auto* a, const auto* b) { return sortsBefore(*a, *b); });
+  std::vector<std::size_t> order(lines_.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
 
+  // The lines of one label come to stand side by side, in the order in which they came.
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    const int comparison = compareIgnoringCase(lines_[a].getLabel(), lines_[b].getLabel());
+    return comparison != 0 ? comparison < 0 : a < b;
+  });
+  // Each run of them shrinks to its last line, which takes over the values before it.
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    RWHttpGenericHeader& line = lines_[order[i]];
+    if (i != 0) {
+      RWHttpGenericHeader& last = lines_[order[kept]];
+      if (equalIgnoringCase(line.getLabel(), last.getLabel())) {
+        last.value_ += ", ";
+        last.value_ += line.value_;
+        line.value_ = std::move(last.value_);
+      } else {
+        ++kept;
+      }
+    }
+    order[kept] = order[i];
+  }
+  if (!order.empty()) order.resize(kept + 1);
+
+  std::sort(order.begin(), order.end(),
+            [&](std::size_t a, std::size_t b) { return sortsBefore(lines_[a], lines_[b]); });
   RWHttpHeaderList list;
-  list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(sorted.size());
-  for (RWHttpGenericHeader* header : sorted) list.headers_.append(std::move(*header));
-  byLabel_.clear();
+  list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(order.size());
+  for (const std::size_t index : order) list.headers_.append(std::move(lines_[index]));
+  lines_.clear();
   return list;
 }
 

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <deque>
 
 #include "foundation/RWCString.h"
 #include "foundation/RWTValOrderedVector.h"
@@ -131,12 +131,12 @@ class RWHttpHeaderList {
 /// grows with the size of the head alone, however many headers a server sends.
 class RWHttpHeaderCollector {
  public:
-  void add(const RWCString& label, const RWCString& value);
+  void add(RWCString label, RWCString value);
   /// The list of what was added; the collector is empty afterwards.
   RWHttpHeaderList take();
 
  private:
-  std::map<RWCString, RWHttpGenericHeader> byLabel_;  // By the label in lower case.
+  std::deque<RWHttpGenericHeader> lines_;  // As they came.
 };
 
 }  // namespace orla

@@ -11,6 +11,9 @@ namespace orla {
 
 namespace {
 
+/// Lines are put together in pieces of at most this many bytes.
+constexpr std::size_t kPiece = 256;
+
 /// The position behind the run of digits at `start`.
 std::size_t skipDigits(std::string_view text, std::size_t start) {
   while (start < text.size() && isDigitAscii(text[start])) ++start;
@@ -29,6 +32,14 @@ int toNumber(std::string_view digits) {
   return value;
 }
 
+// Not inline: what they build on the stack would cost the reading of each byte.
+[[noreturn, gnu::noinline]] void raiseTooLarge() {
+  throw RWHttpReplyError("Reply header too large");
+}
+[[noreturn, gnu::noinline]] void raiseClosed() {
+  throw RWReplyError("Connection closed by server");
+}
+
 /// The label is what stands before the first ":" that has something before it; the value is the
 /// rest, without the colons and blanks (not tabs) at its beginning.
 void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
@@ -43,44 +54,47 @@ void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
 
 RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {}
 
-RWCString RWHttpLineReader::readLine() {
-  constexpr std::size_t kUsualLength = 100;
-  RWCString line;
-  line.reserve(kUsualLength);
-  for (;;) {
-    char c = readByte();
-    if (c == '\r') {
-      c = readByte();
-      if (c == '\n') return line;
-      line += '\r';
-    } else if (c == '\n') {
-      return line;
-    }
-    line += c;
-  }
-}
-
-char RWHttpLineReader::readByte() {
-  if (bytes_ == kMostBytes) throw RWHttpReplyError("Reply header too large");
+inline char RWHttpLineReader::readByte() {
+  if (bytes_ == kMostBytes) raiseTooLarge();
   char c;
-  if (portal_.recv(&c, 1, nullptr) == 0) throw RWReplyError("Connection closed by server");
+  if (portal_.recv(&c, 1, nullptr) == 0) raiseClosed();
   ++bytes_;
   return c;
 }
 
+const RWCString& RWHttpLineReader::readLine() {
+  char piece[kPiece];
+  std::size_t count = 0;
+  line_.clear();
+  bool behindReturn = false;
+  for (char c; (c = readByte()) != '\n';) {
+    const bool isFirstReturn = c == '\r' && !behindReturn;
+    if (!isFirstReturn) {
+      if (count + 2 > kPiece) {
+        line_.append(piece, count);
+        count = 0;
+      }
+      if (behindReturn) piece[count++] = '\r';
+      piece[count++] = c;
+    }
+    behindReturn = isFirstReturn;
+  }
+  return line_.append(piece, count);
+}
+
 RWHttpReply::RWHttpReply(RWHttpLineReader& lines) {
-  RWCString line;
-  do line = lines.readLine();
-  while (line.empty());
-  append(RWReplyLine(takeVersion(line)));
+  const RWCString* line;
+  do line = &lines.readLine();
+  while (line->empty());
+  append(RWReplyLine(takeVersion(*line)));
   while (!isComplete()) append(RWReplyLine(lines.readLine()));
 
   RWHttpHeaderCollector headers;
-  while (!(line = lines.readLine()).empty()) addHeaderLine(headers, line);
+  while (!(line = &lines.readLine())->empty()) addHeaderLine(headers, *line);
   headers_ = headers.take();
 }
 
-RWCString RWHttpReply::takeVersion(const RWCString& line) {
+RWCString RWHttpReply::takeVersion(RWCString line) {
   // The first match of HTTP/[0-9]+\.[0-9]+ and a blank, wherever it stands.
   constexpr std::string_view kName = "HTTP/";
   for (std::size_t start = 0; (start = line.find(kName, start)) != RWCString::npos; ++start) {
@@ -93,8 +107,8 @@ RWCString RWHttpReply::takeVersion(const RWCString& line) {
 
     majorVersion_ = toNumber(std::string_view(line).substr(major, point - major));
     minorVersion_ = toNumber(std::string_view(line).substr(minor, end - minor));
-    RWCString rest = line;
-    return rest.erase(start, end + 1 - start);
+    line.erase(start, end + 1 - start);
+    return line;
   }
   throw RWReplySyntaxError(line);
 }

@@ -25,14 +25,16 @@ class RWHttpLineReader {
 
   explicit RWHttpLineReader(const RWPortal& portal);
 
-  /// RWReplyError "Connection closed by server"; RWHttpReplyError "Reply header too large".
-  RWCString readLine();
+  /// The next line, good until the next call. RWReplyError "Connection closed by server";
+  /// RWHttpReplyError "Reply header too large".
+  const RWCString& readLine();
 
  private:
   char readByte();
 
   RWPortal portal_;
   std::size_t bytes_ = 0;
+  RWCString line_;
 };
 
 /// A numeric reply with an HTTP version and headers. The body is not part of it. A value.
@@ -56,7 +58,7 @@ class RWHttpReply : public RWNumReply {
 
  private:
   /// Takes the version off the line and gives the rest.
-  RWCString takeVersion(const RWCString& line);
+  RWCString takeVersion(RWCString line);
 
   int majorVersion_ = 0;
   int minorVersion_ = 0;

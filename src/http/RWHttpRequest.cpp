@@ -42,12 +42,10 @@ std::int64_t RWHttpRequestStringBody::getLength() const {
   return static_cast<std::int64_t>(text_.size());
 }
 
-RWHttpRequest::RWHttpRequest() : body_(new RWHttpRequestStringBody) {}
-
-RWHttpRequest::RWHttpRequest(RWCString method, RWCString uri) : RWHttpRequest() {
-  method_ = std::move(method);
-  uri_ = std::move(uri);
-}
+RWHttpRequest::RWHttpRequest(RWCString method, RWCString uri, RWCString body)
+    : method_(std::move(method)),
+      uri_(std::move(uri)),
+      body_(new RWHttpRequestStringBody(std::move(body))) {}
 
 void RWHttpRequest::setMethod(RWCString method) {
   method_ = std::move(method);
@@ -62,8 +60,12 @@ void RWHttpRequest::setBody(RWTHandle<RWHttpRequestBody> body) {
 }
 
 RWCString RWHttpRequest::requestLine() const {
-  return method_ + " " + uri_ + " HTTP/" + std::to_string(majorVersion_) + "." +
-         std::to_string(minorVersion_);
+  constexpr std::size_t kRest = sizeof " " " HTTP/1.1" "\r\n";  // And the line end that follows.
+  RWCString line;
+  line.reserve(method_.size() + uri_.size() + kRest);
+  line.append(method_).append(" ").append(uri_).append(" HTTP/");
+  line.append(std::to_string(majorVersion_)).append(".").append(std::to_string(minorVersion_));
+  return line;
 }
 
 void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::uint32_t port) const {

@@ -65,8 +65,9 @@ class RWHttpRequestStringBody : public RWHttpRequestBody {
 /// body.
 class RWHttpRequest {
  public:
-  RWHttpRequest();
-  RWHttpRequest(RWCString method, RWCString uri);
+  RWHttpRequest() : RWHttpRequest(RWCString(), RWCString()) {}
+  /// With a string body.
+  RWHttpRequest(RWCString method, RWCString uri, RWCString body = RWCString());
 
   const RWCString& getMethod() const noexcept { return method_; }
   void setMethod(RWCString method);

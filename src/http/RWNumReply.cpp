@@ -26,8 +26,8 @@ void RWReplyLine::fail() {
   throw RWReplySyntaxError(rawLine_);
 }
 
-void RWReplyLine::parse(const RWCString& line) {
-  rawLine_ = line;
+void RWReplyLine::parse(RWCString line) {
+  rawLine_ = std::move(line);
   clear();
   if (rawLine_.size() < kCodeLength) fail();
   std::size_t textStart = kCodeLength;
@@ -58,11 +58,12 @@ RWCString RWReplyLine::asString() const {
          "][code=" + std::to_string(code_) + "]";
 }
 
-void RWNumReply::append(const RWReplyLine& line) {
+void RWNumReply::append(RWReplyLine line) {
   if (complete_) throw RWReplyError("attempt to append reply to complete set");
   if (!line.isValid()) throw RWReplyError("attempt to append invalid reply");
-  lines_.append(line);
-  if (line.isContinuation()) return;
+  const bool isLast = !line.isContinuation();
+  lines_.append(std::move(line));
+  if (!isLast) return;
   complete_ = true;
   onComplete();
 }

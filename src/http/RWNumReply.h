@@ -7,6 +7,8 @@
 // Plain values; one thread at a time uses a reply.
 #pragma once
 
+#include <utility>
+
 #include "foundation/RWCString.h"
 #include "foundation/RWTValOrderedVector.h"
 
@@ -18,11 +20,11 @@ class RWReplyLine {
   /// An invalid line.
   RWReplyLine() = default;
   /// Parses `line`, given without its line end. Throws as parse() does.
-  explicit RWReplyLine(const RWCString& line) { parse(line); }
+  explicit RWReplyLine(RWCString line) { parse(std::move(line)); }
 
   /// Replaces the line. Throws RWReplySyntaxError when `line` is no reply line; this one is then
   /// invalid and still has `line` as its raw line.
-  void parse(const RWCString& line);
+  void parse(RWCString line);
 
   bool isValid() const noexcept { return class_ != 0; }
   /// The number that the three characters of the code begin with: "2x0" gives 2. Throws
@@ -77,7 +79,7 @@ class RWNumReply : public RWReply {
  public:
   /// Adds a line, and calls onComplete() when it completes the reply. Throws RWReplyError, and
   /// changes nothing, when the reply is complete already or the line is invalid.
-  void append(const RWReplyLine& line);
+  void append(RWReplyLine line);
 
   bool isValid() const override { return !lines_.isEmpty(); }
   bool isComplete() const override { return complete_; }

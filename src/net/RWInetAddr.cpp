@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "net/RWNetErrors.h"
@@ -43,9 +44,8 @@ RWInetAddr parsed(const RWCString& text) {
 
 }  // namespace
 
-RWInetAddr::RWInetAddr(const RWInetServicePort& port, const RWInetHost& host, int type,
-                       int protocol)
-    : port_(port), host_(host), kind_{AF_INET, type, protocol} {}
+RWInetAddr::RWInetAddr(RWInetServicePort port, RWInetHost host, int type, int protocol)
+    : port_(std::move(port)), host_(std::move(host)), kind_{AF_INET, type, protocol} {}
 
 RWInetAddr::RWInetAddr(const RWCString& text) : RWInetAddr(parsed(text)) {}
 

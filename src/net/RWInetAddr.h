@@ -11,7 +11,7 @@ namespace orla {
 class RWInetAddr final : public RWSockAddrBase {
  public:
   /// Types are numbered as in RWSockKind; protocol 0 is the type's default.
-  RWInetAddr(const RWInetServicePort& port, const RWInetHost& host, int type = 1, int protocol = 0);
+  RWInetAddr(RWInetServicePort port, RWInetHost host, int type = 1, int protocol = 0);
   /// From a text, its words set apart by ":" or blanks and comments in parentheses:
   ///     [inet:] port                the any-address, type stream
   ///     [inet:] host:port           type stream
