@@ -105,18 +105,18 @@ bool RWHttpHeaderList::insert(const RWHttpHeaderBase& header) {
   return true;
 }
 
-std::size_t RWHttpHeaderList::find(const RWCString& label) const noexcept {
+std::size_t RWHttpHeaderList::find(std::string_view label) const noexcept {
   const auto found = std::find_if(
       begin(), end(), [&](const auto& h) { return equalIgnoringCase(h.getLabel(), label); });
   return found == end() ? npos : static_cast<std::size_t>(found - begin());
 }
 
-RWCString RWHttpHeaderList::getValue(const RWCString& label) const {
+RWCString RWHttpHeaderList::getValue(std::string_view label) const {
   const std::size_t index = find(label);
   return index == npos ? RWCString() : headers_[index].getValue();
 }
 
-bool RWHttpHeaderList::remove(const RWCString& label) {
+bool RWHttpHeaderList::remove(std::string_view label) {
   const std::size_t index = find(label);
   if (index == npos) return false;
   headers_.removeAt(index);

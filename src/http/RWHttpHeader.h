@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <string_view>
 
 #include "foundation/RWCString.h"
 #include "foundation/RWTValOrderedVector.h"
@@ -106,11 +107,11 @@ class RWHttpHeaderList {
   /// False, and nothing changed, when a header of that label is there already.
   bool insert(const RWHttpHeaderBase& header);
   /// The position of the header of that label, case ignored, or npos.
-  std::size_t find(const RWCString& label) const noexcept;
+  std::size_t find(std::string_view label) const noexcept;
   /// The value text of the header of that label; empty when there is none.
-  RWCString getValue(const RWCString& label) const;
+  RWCString getValue(std::string_view label) const;
   /// False when there was none.
-  bool remove(const RWCString& label);
+  bool remove(std::string_view label);
 
   std::size_t entries() const noexcept { return headers_.entries(); }
   const RWHttpGenericHeader& operator[](std::size_t index) const { return headers_[index]; }

@@ -90,10 +90,9 @@ bool Mutex::release() noexcept {
 }
 
 bool Mutex::retire() noexcept {
-  if (tryTake()) {
+  if (holder_ != 0 && tryTake()) {
     while (release()) {
     }
-    return true;
   }
   // The C library keeps the mutex in the list of those that its owner, another thread, holds.
   return holder_ == 0;
