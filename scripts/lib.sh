@@ -65,7 +65,8 @@ install_servers() {
 
 install_native_packages() {
   install_packages g++ clang libclang-rt-14-dev llvm-14 cmake ninja-build googletest \
-    libcli11-dev libcpp-httplib-dev pkg-config python3 netbase ca-certificates binutils
+    libcli11-dev nlohmann-json3-dev libcpp-httplib-dev pkg-config python3 netbase ca-certificates \
+    binutils groff-base doxygen
 }
 
 # Wine for 32-bit programs is of another architecture. Where the security suite's lists for the two
@@ -97,10 +98,15 @@ install_wine() {
   rm -rf "$folder"
 }
 
-# Real servers for the tests.
+# Real servers and a browser for the tests.
 install_peer_packages() {
-  install_packages nodejs
+  install_packages nodejs chromium
   install_servers nginx lighttpd
+}
+
+# What makes and checks packages.
+install_package_makers() {
+  install_packages dpkg-dev file lintian lld
 }
 
 install_windows_packages() {

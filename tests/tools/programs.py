@@ -35,9 +35,9 @@ def exchange(port, request):
 class DevServer:
     """The development server on a free port and a folder of its own, ended by its process id."""
 
-    def __init__(self, folder, *options):
+    def __init__(self, folder, *options, **streams):
         command = [ARGUMENTS.devserver, "--dir", str(folder), "--port", "0", *options]
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE)
+        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, **streams)
         ready, _, _ = select.select([self.process.stdout], [], [], WAIT)
         line = self.process.stdout.readline().decode() if ready else self.process.kill()
         found = re.fullmatch(r"orla-devserver: listening on (http://127\.0\.0\.1:(\d+)/)\n", line)
@@ -107,24 +107,29 @@ class ProgramTestCase(unittest.TestCase):
         self.stored.mkdir()
         self.work.mkdir()
 
-    def start(self, *arguments, before=(), **streams):
+    def start(self, *arguments, before=(), variables=(), **streams):
         command = [*before, *ARGUMENTS.emulator, ARGUMENTS.client, *arguments]
         streams = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL) | streams
-        environment = dict(os.environ, LC_ALL="C.UTF-8")
+        environment = dict(os.environ, LC_ALL="C.UTF-8") | dict(variables)
         process = subprocess.Popen(command, cwd=self.work, env=environment, **streams)
         self.addCleanup(process.wait, WAIT)
         self.addCleanup(process.kill)
         return process
 
-    def expect(self, code, output, message, *arguments, **how):
-        """Runs the client in the work folder; the message is a regular expression."""
+    def run_client(self, *arguments, **how):
+        """Runs the client in the work folder; returns its exit code, output and messages."""
         # Into files: pipes stay open as long as Wine's own services, which outlive the client.
         files = self.folder / "output", self.folder / "messages"
-        with self.subTest(arguments), files[0].open("w") as out, files[1].open("w") as messages:
+        with files[0].open("w") as out, files[1].open("w") as messages:
             ended = self.start(*arguments, stdout=out, stderr=messages, **how).wait(WAIT)
-            said = [file.read_text("utf-8") for file in files]
-            self.assertEqual((ended, said[0]), (code, output), said[1])
-            self.assertTrue(re.search(message, said[1]), said[1])
+            return ended, *(file.read_text("utf-8", "replace") for file in files)
+
+    def expect(self, code, output, message, *arguments, **how):
+        """Runs the client; the message is a regular expression."""
+        with self.subTest(arguments):
+            ended, out, said = self.run_client(*arguments, **how)
+            self.assertEqual((ended, out), (code, output), said)
+            self.assertTrue(re.search(message, said), said)
 
 
 def reply(status, body=b"", length=None):

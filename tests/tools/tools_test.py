@@ -1,16 +1,21 @@
 #!/usr/bin/env python3
 """Tests of the tools as programs: orla against the development server and scripted ones."""
+import http.server
+import json
 import os
 import pty
+import re
 import select
 import signal
-import socket
 import subprocess
-from concurrent.futures import ThreadPoolExecutor
-from urllib.parse import unquote_to_bytes
+import threading
+from pathlib import Path
 
-from programs import (ARGUMENTS, WAIT, DevServer, ProgramTestCase, ScriptedServer, exchange, main,
+from programs import (ARGUMENTS, KIND, WAIT, DevServer, ProgramTestCase, ScriptedServer, main,
                       reply)
+
+FIGURES = ("fastest", "median", "percentile_90", "percentile_99", "slowest")
+COMPLETION, MANUAL = (Path(__file__).parents[2] / f"tools/orla/orla.{end}" for end in ("bash", "1"))
 
 
 def shown(stream, text):
@@ -33,9 +38,10 @@ class OrlaTest(ProgramTestCase):
                     (0, "65535--x.pkg\n", "", "name", "--type=65535", "--identity=-x", url),
                     (0, "7-\u00e9____.pkg\n", "", "name", url, *kind, "\u00e9 &+%"),
                     (0, "a +\n", "", "send", url, "../work/a.pkg", *kind, "i", "--name", "a +"),
-                    (0, "7-i.pkg\n", "", "send", url, "a.pkg", *kind, "i", "--name", ""),
-                    (0, "./b: 1 bytes\n", "", "get", url, "7-i.pkg", "./b", "--counter", "3"),
+                    (0, "7-i.pkg\n", "^$", "send", url, "a.pkg", *KIND, "--name", "", "--silent"),
+                    (0, "b: 1 bytes\n", "", "get", url, "7-i.pkg", "b", "--counter=3"),
                     # The server or a file says no.
+                    (1, "", "10: HTTP 404.*\n.* has no /no,", "get", url, "no", "b", "--silent"),
                     (1, "", "us 12: HTTP 400", "send", url, "a.pkg", *kind, "i", "--name", ".."),
                     (1, "", "us 6: the path, the name", "send", url, "a.pkg", *kind, "i" * 3000),
                     (1, "", "status 1: URL 'nonsense' is invalid.", "version", "nonsense"),
@@ -46,6 +52,8 @@ class OrlaTest(ProgramTestCase):
                     (2, "", "--type", "name", url, "--identity", "a"),
                     (2, "", "--identity", "name", url, "--type", "7"),
                     (2, "", "1 to 65535", "name", url, "--type", "65536", "--identity", "a"),
+                    (2, "", "1 to 30", "version", url, "--repeat", "2", "--parallel", "31"),
+                    (2, "", "not in range", "get", url, "/a", "b", "--size", "-1"),
                     (2, "", "percent-encoded", "get", url, "/a b", "c"),
                     (2, "", "percent-encoded", "get", url, "/a", "c", "--counter", "1\r\nX: y")):
                 self.expect(*row)
@@ -53,14 +61,70 @@ class OrlaTest(ProgramTestCase):
     def test_answers_that_are_no_version(self):
         for answer, message in ((reply(200, b"5.10"), "the server's answer is no version"),
                                 (reply(304), "HTTP 304: file not modified."),
-                                (b"\x1b[2J\r\n\r\n", "[^\x1b]*$")):
+                                (b"\x1b[2J\xc2\x9b\r\n\r\n", "[^\x1b\x9b]*$")):
             with ScriptedServer(answer) as server:
                 message = "orla: version: status 4: " + message
                 self.expect(1, "", message, "version", server.url)
 
-    def interrupt_slow_get(self, server):
-        """A download that stands still after its first piece and has seen one Ctrl-C."""
-        process = self.start("get", server.url, "/x", "got", stderr=subprocess.PIPE)
+    def json(self, *arguments):
+        """The exit code, and the one object in the one line of output."""
+        code, output, _ = self.run_client(*arguments, "--json")
+        self.assertRegex(output, r"^[ -~]+\n$")
+        return code, json.loads(output)
+
+    def test_json(self):
+        (self.work / "a.pkg").write_bytes(b"abc")
+        good = {"ok": True, "status": 0, "code": None, "message": "", "advice": ""}
+        bad = {"ok": False, "result": None}
+        dev = self.enterContext(DevServer(self.stored))
+        for code, part, server, command, *rest in (
+                (0, good | {"result": "1.0", "bytes": 0, "command": "version"}, dev, "version"),
+                (0, good | {"result": '\ufffd"\\\x01'}, reply(200, b'\xff"\\\x01'), "name", *KIND),
+                (0, good | {"result": "a.pkg", "bytes": 3}, dev, "send", "a.pkg", *KIND),
+                (0, good | {"result": "\u00e9", "bytes": 3}, dev, "get", "/a.pkg", "\u00e9"),
+                (1, bad | {"status": 0, "bytes": 3}, dev, "get", "/a.pkg", "b", "--size", "4"),
+                (1, bad | {"status": 4, "code": 58}, reply(200, b"5.\xff"), "version"),
+                (1, bad | {"status": 4}, b"\xff\x01\r\n\r\n", "version"),
+                (2, bad | {"status": None, "command": "name", "bytes": 0}, dev, "name")):
+            if isinstance(server, bytes):
+                server = self.enterContext(ScriptedServer(server))
+            ended, object = self.json(command, server.url, *rest)
+            self.assertEqual((ended, object | part), (code, object))
+            self.assertEqual(bool(object["message"]), not object["ok"])
+
+    def test_many_commands(self):
+        met = threading.Barrier(4)  # Passed by four requests at a time.
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                met.wait(WAIT)
+                self.wfile.write(reply(200, b"2.5.1"))
+
+        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) as server:
+            threading.Thread(target=server.serve_forever, daemon=True).start()
+            url, counted = f"http://127.0.0.1:{server.server_port}", {"commands": 12, "failed": 0}
+            for command in (("version", url), ("get", url, "/x", "got")):
+                code, object = self.json(*command, "--repeat", "12", "--parallel", "4")
+                times = [object[figure] for figure in FIGURES]
+                self.assertEqual((code, object | counted, sorted(times)), (0, object, times))
+            self.assertEqual({file.name: file.read_bytes() for file in self.work.iterdir()},
+                             {f"got.{i}": b"2.5.1" for i in range(1, 5)})
+            server.shutdown()
+
+    def test_runs_that_fail(self):
+        code, object = self.json("version", "http://127.0.0.1:0/", "--repeat", "3")
+        counts = {row["status"]: row["count"] for row in object["failures"]}
+        self.assertEqual((code, object["median"], counts), (1, None, {4: 3}))
+        self.assertEqual(self.json("version", "x", "--repeat", "3")[1]["status"], 1)
+        with ScriptedServer(b"", reply(200, b"2.5.1")) as server:
+            process = self.interrupt(server, "version", server.url, "--repeat", "3")
+            server.go.set()
+            shown(process.stderr.fileno(), b"cancelled after 1 of 3 commands")
+            self.assertEqual(process.wait(WAIT), 1)
+
+    def interrupt(self, server, *command):
+        """A command that stands still after the server's first piece and has seen one Ctrl-C."""
+        process = self.start(*command, stderr=subprocess.PIPE)
         self.addCleanup(process.stderr.close)
         self.assertTrue(server.asked.wait(WAIT))
         process.send_signal(signal.SIGINT)
@@ -73,13 +137,13 @@ class OrlaTest(ProgramTestCase):
         half = reply(200, b"x" * 4096, length=8192)
         (self.work / "got").write_bytes(b"old")
         with ScriptedServer(half, b"x" * 4096) as server:
-            process = self.interrupt_slow_get(server)
+            process = self.interrupt(server, "get", server.url, "/x", "got")
             server.go.set()
             self.assertEqual(process.wait(WAIT), 1)
             shown(process.stderr.fileno(), b"orla: get: cancelled")
         self.assertEqual(os.listdir(self.work), ["got"])
         with ScriptedServer(half, b"") as server:
-            process = self.interrupt_slow_get(server)
+            process = self.interrupt(server, "get", server.url, "/x", "got")
             process.send_signal(signal.SIGINT)
             self.assertIn(process.wait(WAIT), ended)
         self.assertEqual((self.work / "got").read_bytes(), b"old")
@@ -91,113 +155,60 @@ class OrlaTest(ProgramTestCase):
 
 
 class TerminalTest(ProgramTestCase):
-    def test_progress_bar(self):
+    def at_terminal(self, *arguments, **variables):
         screen, terminal = pty.openpty()
         self.addCleanup(os.close, screen)
-        with ScriptedServer(reply(200, b"x" * 4096, length=8192), b"x" * 4096) as server:
-            self.start("get", server.url, "/x", "got", stderr=terminal)
-            os.close(terminal)
-            bar = shown(screen, b"/s")  # It stands before the download ends.
-            self.assertRegex(bar, rb"^\r\[ *={5} *\] +[\d.]+ KiB +[\d.]+ [KM]iB/s")
-            server.go.set()
-            shown(screen, b"received 8192 bytes")
+        self.start(*arguments, variables=variables, stderr=terminal)
+        os.close(terminal)
+        return screen
 
+    def test_progress_bar(self):
+        plain, half = {"NO_COLOR": "1", "TERM": "xterm"}, reply(200, b"x" * 4096, length=8192)
+        for variables, options, expected in (
+                (plain, (), rb"^\r\[ *={5} *\] +[\d.]+ KiB +[\d.]+ [KM]iB/s"),
+                (plain, ("--size", "8192"), rb"^\r\[={15} {15}\]  50% +4.0 KiB .*/s +\d:\d\d left"),
+                ({"TERM": "xterm", "NO_COLOR": ""}, (), rb"^\r\[\x1b\[32m *={5} *\x1b\[0m\] ")):
+            with self.subTest(expected), ScriptedServer(half, b"x" * 4096) as server:
+                screen = self.at_terminal("get", server.url, "/x", "got", *options, **variables)
+                # It stands before the download ends.
+                self.assertRegex(shown(screen, b"left" if options else b"/s"), expected)
+                server.go.set()
+                shown(screen, b"received 8192 bytes")
+        screen = self.at_terminal("get", "x", "/x", "got", "--silent", NO_COLOR="", TERM="xterm")
+        self.assertRegex(shown(screen, b"[:port]"), b"^\x1b\\[1;31morla: get:\x1b\\[0m status 1")
 
-class DevServerTest(ProgramTestCase):
-    def test_requests(self):
-        secret = self.folder / "secret"
-        (self.stored / "sub").mkdir()
-        for path in (secret, self.stored / ".hidden", self.stored / "sub" / "inner.pkg"):
-            path.write_bytes(b"secret")
-        (self.stored / "whole.pkg").write_bytes(b"0123456789")
-        (self.stored / "link.pkg").symlink_to(secret)
-        (self.stored / "out").symlink_to(self.folder)
-        os.mkfifo(self.stored / "pipe.pkg")
-        compile_name, upload = "/?ORLACommand=CompileName&Type=", "/?ORLACommand=UploadPackage"
-        many = "".join(f"&Identity{i}=x" for i in range(12))
-        form = {"Content-Type": "multipart/form-data; boundary=b"}
-        requests = [  # status, answer if it is no reason, request
-            (200, b"2.5.1", "GET", "/?ORLACommand=GetVersion"),
-            (200, b"7.pkg", "GET", compile_name + "7&Encoding=UTF-8"),
-            (200, b"7-a_b-c_d.e.pkg", "GET", compile_name + "7&Identity0=a%20b&Identity1=c%2Fd.e"),
-            (200, b"7" + b"-x" * 12 + b".pkg", "GET", compile_name + "7" + many),
-            (200, b"0123456789", "GET", "/whole.pkg"),
-            (200, b"0123456789", "GET", "/whole.pkg&Counter=3"),
-            (200, b"", "HEAD", "/whole.pkg"),
-            (405, None, "GET", upload + "&Type=1"),
-            (405, None, "POST", compile_name + "1"),
-            (405, None, "PUT", "/whole.pkg"),
-            (400, None, "GET", "/?ORLACommand=Reboot"),
-            (400, None, "GET", "/?ORLACommand=GetVersion&Type=7"),
-            (414, None, "GET", "/" + "x" * 9000),
-            (415, None, "POST", upload + "&Type=1", b"x", form)]
-        requests += [(400, None, "GET", compile_name + text) for text in (
-            "", "0", "65536", "-1", "7x", "%2B7", "7&Type=7", "7&Identity1=b", "7&Identity00=a",
-            "7&Identity0=a&Identity2=c", "7&Identity0=a&Identity0=b", "7&Identity0=%2",
-            "7&Identity0=%-1", "7&Identity0=%zz", "7&Encoding=latin-1", "7&FileName=x",
-            "7&Identity0", "7&Identity0=" + "x" * 300)]
-        requests += [(404, None, "GET", target) for target in (
-            "/", "/none.pkg", "/.hidden", "/sub", "/sub/inner.pkg", "/link.pkg", "/out/secret",
-            "/pipe.pkg", "/../secret", "/..%2Fsecret", "/%2e%2e/secret", "/..", "//whole.pkg",
-            "/whole.pkg%00", f"/{secret}", "/" + "x" * 4000)]
-        with DevServer(self.stored, "--server-version", "2.5.1") as server:
-            for status, answer, *request in requests:
-                with self.subTest(request):
-                    got = server.ask(*request)
-                    if answer is None:
-                        self.assertRegex(got[1], rb"^[^\n]+\n$")
-                    self.assertEqual(got, (status, got[1] if answer is None else answer))
-            # No body announced: an empty one.
-            bare = f"POST {upload}&Type=1 HTTP/1.1\r\nHost: test\r\n\r\n"
-            self.assertRegex(exchange(server.port, bare.encode()), rb"^HTTP/1.1 200 [^\0]*\n1.pkg$")
+    def test_completion(self):
+        """Through bash's own line editor; a function in the program's place shows its arguments."""
+        (self.work / "a file.pkg").touch()
+        rows = (  # typed up to a tab, what the program is given then
+            ("ve", "version"), ("name u --identity x --js", "name|u|--identity|x|--json"),
+            ("get http://s:80/p /x a", "get|http://s:80/p|/x|a file.pkg"),
+            ("get u /x 'a", "get|u|/x|a file.pkg"), ("get u a", "get|u|a"),
+            ("send --type=7 http://s a", "send|--type=7|http://s|a file.pkg"),
+            ("send u a\\ file.pkg --ty", "send|u|a file.pkg|--type"),
+            ("send u --identity a", "send|u|--identity|a"), ("none --js", "none|--js"))
+        lines = [f". {COMPLETION}; orla() {{ local IFS='|'; echo \"<$*>\"; }}",
+                 *(f"orla {typed}\t" for typed, _ in rows), "exit", ""]
+        said = subprocess.check_output(["script", "-qc", "bash --norc -i", "/dev/null"], text=True,
+                                       input="\n".join(lines), cwd=self.work, timeout=WAIT,
+                                       env=dict(os.environ, TERM="dumb", INPUTRC="/dev/null"))
+        self.assertEqual(re.findall(r"(?m)^<(.*)>$", said), [given for _, given in rows])
 
-    def test_uploads(self):
-        outside = self.folder / "outside"
-        outside.write_bytes(b"outside")
-        (self.stored / "link.pkg").symlink_to(outside)
-        large, chunked = os.urandom(5_000_000), {"Transfer-Encoding": "chunked"}
-        with DevServer(self.stored, "--max-upload", "5000000") as server:
-            for name, body in (("a+b%20%C3%A9.pkg", b"x"), ("x" * 200, b"long"), ("link.pkg", b"new"),
-                               ("large.pkg", large), ("console.txt", b"no device")):
-                self.assertEqual(server.upload(name, body), (200, unquote_to_bytes(name)))
-                self.assertEqual(server.ask("GET", "/" + name), (200, body))
-            unnamed = "/p?ORLACommand=UploadPackage&Type=3&Identity0=i&Encoding=UTF-8"
-            self.assertEqual(server.ask("POST", unnamed, b"compiled"), (200, b"3-i.pkg"))
-            self.assertEqual(server.upload("chunks", b"3\r\nabc\r\n0\r\n\r\n", chunked)[0], 200)
-            before = sorted(os.listdir(self.stored))
-            for name in ("..", "..%2Fx", "a/b", "a%5Cb", "C%3Ax", ".upload-1", "con", "Nul.txt",
-                         "COM1.pkg", "a%00b", "a%0Ab", "x%20", "x.", "a%3F", "x" * 201):
-                self.assertEqual(server.upload(name, b"bad")[0], 400, name)
-            too_large = large + b"y"
-            self.assertEqual(server.upload("big", too_large)[0], 413)
-            in_chunks = b"%x\r\n%b\r\n0\r\n\r\n" % (len(too_large), too_large)
-            self.assertEqual(server.upload("big", in_chunks, chunked)[0], 413)
-            with socket.create_connection(("127.0.0.1", server.port), WAIT) as cut:
-                cut.sendall(b"POST /?ORLACommand=UploadPackage&Type=1&FileName=cut HTTP/1.1\r\n"
-                            b"Content-Length: 100\r\n\r\nonly a part")
-        # Looked at when the server has ended every request.
-        self.assertEqual(sorted(os.listdir(self.stored)), before)
-        self.assertEqual(outside.read_bytes(), b"outside")
+    def test_completion_and_manual_know_the_whole_help(self):
+        def completed(*typed):
+            script = (f". {COMPLETION}; COMP_WORDS=(orla {' '.join(typed)}) "
+                      f"COMP_CWORD={len(typed)} COMP_POINT=99; "
+                      "COMP_LINE=${COMP_WORDS[*]}; _orla; echo ${COMPREPLY[*]}")
+            return sorted(subprocess.check_output(["bash", "-c", script], text=True).split())
 
-    def test_uploads_of_one_name_at_once(self):
-        bodies = [bytes([i]) * 2_000_000 for i in range(6)]
-        with DevServer(self.folder / "new") as server, ThreadPoolExecutor(len(bodies)) as threads:
-            answers = threads.map(lambda body: server.upload("one", body), bodies)
-            self.assertEqual(list(answers), [(200, b"one")] * len(bodies))
-            self.assertIn(server.ask("GET", "/one")[1], bodies)
-        self.assertEqual(os.listdir(self.folder / "new"), ["one"])
-
-    def test_start_and_stop(self):
-        with DevServer(self.stored) as server:
-            for options, code in ((f"--dir {self.stored} --port {server.port}", 1),  # in use
-                                  ("--dir /dev/null/x --port 0", 1), ("--help", 0),
-                                  (f"--dir {self.stored} --port 65536", 2), ("--port 0", 2)):
-                command = [ARGUMENTS.devserver, *options.split()]
-                ended = subprocess.run(command, capture_output=True, timeout=WAIT)
-                self.assertEqual(ended.returncode, code, ended)
-        # Also a signal that comes before the first connection ends it cleanly.
-        for _ in range(20):
-            DevServer(self.stored).__exit__()
+        commands = re.findall(r"(?m)^  (\w+)   ", self.run_client("--help")[1])
+        described = MANUAL.read_text().partition(".SH COMMANDS\n")[2].partition(".SH")[0]
+        self.assertEqual(re.findall(r"(?m)^\.TP\n\.B (\w+)$", described), commands)
+        self.assertEqual(completed("''"), sorted(commands))
+        for command in ((), *((name,) for name in commands)):
+            told = self.run_client(*command, "--help")[1]
+            options = sorted(re.findall(r"(?m)^  (?:-h,)?(--\w+)", told))
+            self.assertEqual(completed(*command, "--"), options, command)
 
 
 if __name__ == "__main__":

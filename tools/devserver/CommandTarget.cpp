@@ -1,5 +1,6 @@
 #include "CommandTarget.h"
 
+#include <algorithm>
 #include <charconv>
 #include <map>
 
@@ -22,7 +23,8 @@ std::optional<unsigned> decimal(std::string_view text) {
   return value;
 }
 
-std::string percent_decode(std::string_view text) {
+/* None when a percent sign has no two hexadecimal digits. */
+std::optional<std::string> percent_decode(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] != '%') {
@@ -33,24 +35,34 @@ std::string percent_decode(std::string_view text) {
     unsigned char byte = 0;
     const char* end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, byte, 16);
-    if (digits.size() != 2 || error != std::errc() || stop != end) {
-      refuse("a percent sign needs two hexadecimal digits");
-    }
+    if (digits.size() != 2 || error != std::errc() || stop != end) return std::nullopt;
     decoded += static_cast<char>(byte);
     i += 2;
   }
   return decoded;
 }
 
+std::string decoded_or_refused(std::string_view text) {
+  auto decoded = percent_decode(text);
+  if (!decoded) refuse("a percent sign needs two hexadecimal digits");
+  return *std::move(decoded);
+}
+
+/* Cuts the first parameter off a query that is not empty. */
+std::string_view take_parameter(std::string_view& query) {
+  const std::string_view parameter = query.substr(0, query.find('&'));
+  query.remove_prefix(std::min(query.size(), parameter.size() + 1));
+  return parameter;
+}
+
 Parameters parse_query(std::string_view query) {
   Parameters parameters;
   while (!query.empty()) {
-    const std::string_view parameter = query.substr(0, query.find('&'));
-    query.remove_prefix(std::min(query.size(), parameter.size() + 1));
+    const std::string_view parameter = take_parameter(query);
     const std::size_t equals = parameter.find('=');
     if (equals == std::string_view::npos) refuse("a parameter has no value");
     const std::string name(parameter.substr(0, equals));
-    if (!parameters.emplace(name, percent_decode(parameter.substr(equals + 1))).second) {
+    if (!parameters.emplace(name, decoded_or_refused(parameter.substr(equals + 1))).second) {
       refuse("the parameter " + name + " is given twice");
     }
   }
@@ -94,19 +106,53 @@ Command parse_command(Parameters parameters) {
   return command;
 }
 
+/* A target's path and its query; a counter may follow the path without a question mark. */
+struct Split {
+  std::string_view path;
+  std::string_view query;
+};
+
+Split split(std::string_view target) {
+  const std::size_t question = target.find('?');
+  const std::string_view path = target.substr(0, question);
+  const std::size_t counter = std::min(path.find("&Counter="), path.size());
+  const std::size_t query = question != target.npos ? question : counter;
+  return {path.substr(0, counter), target.substr(std::min(query + 1, target.size()))};
+}
+
 }  // namespace
+
+bool names_command(std::string_view target) {
+  const std::string_view query = target.substr(std::min(target.find('?'), target.size()));
+  return query.starts_with("?ORLACommand=") || query.find("&ORLACommand=") != query.npos;
+}
 
 CommandTarget parse_target(std::string_view target) {
   if (target.empty() || target.front() != '/') refuse("the target must start with a slash");
-  const std::size_t question = target.find('?');
-  const std::string_view path = target.substr(0, question);
-  CommandTarget parsed{percent_decode(path.substr(0, path.find("&Counter="))), std::nullopt};
-  if (question == std::string_view::npos) return parsed;
-  const std::string_view query = target.substr(question + 1);
-  if (query.starts_with("ORLACommand=") || query.find("&ORLACommand=") != std::string_view::npos) {
-    parsed.command = parse_command(parse_query(query));
+  CommandTarget parsed{decoded_or_refused(split(target).path), std::nullopt};
+  if (names_command(target)) {
+    parsed.command = parse_command(parse_query(target.substr(target.find('?') + 1)));
   }
   return parsed;
+}
+
+TargetDescription describe_target(std::string_view target) {
+  const auto readable = [](std::string_view text) {
+    return percent_decode(text).value_or(std::string(text));
+  };
+  auto [path, query] = split(target);
+  TargetDescription description{"", readable(path), {}};
+  while (!query.empty()) {
+    const std::string_view parameter = take_parameter(query);
+    const std::string_view name = parameter.substr(0, parameter.find('='));
+    std::string value = readable(parameter.substr(std::min(parameter.size(), name.size() + 1)));
+    if (name == "ORLACommand" && description.command.empty()) {
+      description.command = std::move(value);
+    } else {
+      description.parameters.emplace_back(name, std::move(value));
+    }
+  }
+  return description;
 }
 
 }  // namespace orla

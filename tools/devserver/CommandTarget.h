@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orla {
@@ -42,5 +43,20 @@ struct CommandTarget {
  * on, an encoding other than UTF-8.
  */
 CommandTarget parse_target(std::string_view target);
+
+/* Whether the query of the target names a command, a known one or not. */
+bool names_command(std::string_view target);
+
+/*
+ * What a request target says, for people to read. Nothing is refused: what cannot be decoded stands
+ * as it came.
+ */
+struct TargetDescription {
+  std::string command;  // the value of ORLACommand; empty when there is none
+  std::string path;
+  std::vector<std::pair<std::string, std::string>> parameters;  // the other ones, in their order
+};
+
+TargetDescription describe_target(std::string_view target);
 
 }  // namespace orla

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <sys/socket.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "CommandTarget.h"
 #include "Refusal.h"
@@ -19,12 +19,17 @@ namespace {
 
 constexpr std::size_t kPieceSize = 256 * 1024;
 constexpr time_t kStallSeconds = 30;
+/* Agents that wait for a delayed answer must not keep the status page from being served. */
+constexpr std::size_t kThreads = 64;
 constexpr char kText[] = "text/plain; charset=utf-8";
 
-void answer_refusal(httplib::Response& response, const Refusal& refusal) {
-  response.status = refusal.status();
-  response.set_content(refusal.what() + std::string("\n"), kText);
-}
+/* What is known of the request that this thread serves, from its head to its log line. */
+struct Current {
+  RequestRecord record;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+};
+
+thread_local std::optional<Current> current;
 
 /* What the file system reports: a full disk and the like. */
 Refusal storage_refusal(const std::system_error& error) {
@@ -39,40 +44,47 @@ std::string storage_name(const Command& command) {
   return name;
 }
 
-/* A line a request. The target comes from the network: its odd bytes stay out of the terminal. */
-void log_request(const httplib::Request& request, const httplib::Response& response) {
-  std::string target = request.target;
-  std::replace_if(
-      target.begin(), target.end(), [](char c) { return c < 0x20 || c == 0x7F; }, '?');
-  std::fprintf(stderr, "%s %s %d\n", request.method.c_str(), target.c_str(), response.status);
+std::string peer_text(const httplib::Request& request) {
+  if (request.remote_addr.empty()) return "";
+  const bool bracketed = request.remote_addr.find(':') != std::string::npos;
+  const std::string host = bracketed ? "[" + request.remote_addr + "]" : request.remote_addr;
+  return host + ":" + std::to_string(request.remote_port);
 }
 
 }  // namespace
 
 DevServer::DevServer(const Options& options)
-    : store_(options.folder), version_(options.version), max_upload_(options.max_upload) {
+    : options_(options),
+      store_(options.folder),
+      log_(options.silent),
+      page_(options_, store_, log_) {
   // The library's default would let two servers share a port without a word.
-  server_.set_socket_options([](socket_t socket) {
+  server_.set_socket_options([this](socket_t socket) {
     const int yes = 1;
     ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    listener_ = socket;
   });
+  server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
   server_.set_tcp_nodelay(true);
   server_.set_keep_alive_max_count(1);
   server_.set_read_timeout(kStallSeconds);
   server_.set_write_timeout(kStallSeconds);
-  server_.set_payload_max_length(max_upload_);
-  server_.set_logger(log_request);
+  server_.set_payload_max_length(options_.max_upload);
+  server_.set_logger([this](const httplib::Request& request, const httplib::Response& response) {
+    record(request, response);
+  });
   server_.set_pre_routing_handler(
       [this](const httplib::Request& request, httplib::Response& response) {
         return route(request, response);
       });
-  server_.Post(R"([\s\S]*)",
-               [this](const httplib::Request& request, httplib::Response& response,
-                      const httplib::ContentReader& body) { post(request, response, body); });
-  // Refusals of the HTTP library itself get their line of reason here.
+  server_.Post(R"([\s\S]*)", [this](const httplib::Request& request, httplib::Response& response,
+                                    const httplib::ContentReader& body) {
+    answer(response, [&] { return post(request, response, body); });
+  });
+  // Refusals of the HTTP library itself get their line of reason here; only ours have a type.
   server_.set_error_handler(
       httplib::Server::Handler([](const httplib::Request&, httplib::Response& response) {
-        if (response.body.empty()) {
+        if (!response.has_header("Content-Type")) {
           response.set_content("refused with HTTP status " + std::to_string(response.status) + "\n",
                                kText);
         }
@@ -80,8 +92,14 @@ DevServer::DevServer(const Options& options)
 }
 
 int DevServer::bind(const std::string& host, int port) {
-  if (port == 0) return server_.bind_to_any_port(host);
-  return server_.bind_to_port(host, port) ? port : -1;
+  if (port == 0) {
+    port = server_.bind_to_any_port(host);
+  } else if (!server_.bind_to_port(host, port)) {
+    port = -1;
+  }
+  // The library lets five connections wait, which is too few for many agents at once.
+  if (port >= 0) ::listen(listener_, SOMAXCONN);
+  return port;
 }
 
 bool DevServer::run() {
@@ -91,6 +109,11 @@ bool DevServer::run() {
 }
 
 void DevServer::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  stopped_.notify_all();
   // A stop that comes before the accept loop runs would be lost.
   while (!server_.is_running() && !ended_)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -99,44 +122,57 @@ void DevServer::stop() {
 
 /* Answers every request but an upload, whose body is still to be read. */
 httplib::Server::HandlerResponse DevServer::route(const httplib::Request& request,
-                                                  httplib::Response& response) const {
-  try {
-    if (request.method == "POST") {
-      if (request.is_multipart_form_data()) {
-        throw Refusal(415, "a package is sent as the plain body, not as a form");
-      }
-      return httplib::Server::HandlerResponse::Unhandled;
+                                                  httplib::Response& response) {
+  current.emplace();
+  if (StatusPage::owns(request.target)) {
+    try {
+      page_.answer(request, response);
+    } catch (const Refusal& refusal) {
+      response.status = refusal.status();
+      response.set_content(refusal.what() + std::string("\n"), kText);
+    } catch (const std::system_error& error) {
+      response.status = 500;
+      response.set_content(error.what() + std::string("\n"), kText);
     }
-    if (request.method != "GET" && request.method != "HEAD") {
-      throw Refusal(405, "only GET, HEAD and POST are served");
-    }
-    get(request, response);
-  } catch (const Refusal& refusal) {
-    answer_refusal(response, refusal);
+    return httplib::Server::HandlerResponse::Handled;
   }
+  if (request.method == "POST" && !request.is_multipart_form_data()) {
+    return httplib::Server::HandlerResponse::Unhandled;
+  }
+  answer(response, [&] { return get(request); });
   return httplib::Server::HandlerResponse::Handled;
 }
 
-void DevServer::get(const httplib::Request& request, httplib::Response& response) const {
+DevServer::Answer DevServer::get(const httplib::Request& request) const {
+  check_fail();
+  if (request.method == "POST") {
+    throw Refusal(415, "a package is sent as the plain body, not as a form");
+  }
+  if (request.method != "GET" && request.method != "HEAD") {
+    throw Refusal(405, "only GET, HEAD and POST are served");
+  }
   const CommandTarget target = parse_target(request.target);
-  if (!target.command) return send_package(target.path.substr(1), response);
+  if (!target.command) return package(target.path.substr(1));
   switch (target.command->word) {
     case Command::Word::kGetVersion:
-      return response.set_content(version_, kText);
+      return text(options_.version);
     case Command::Word::kCompileName:
-      return response.set_content(storage_name(*target.command), kText);
+      return text(storage_name(*target.command));
     case Command::Word::kUploadPackage:
-      throw Refusal(405, "UploadPackage needs the POST method");
+      break;
   }
+  throw Refusal(405, "UploadPackage needs the POST method");
 }
 
 /* Reads the body to its end also when it is refused: a client listens only after it has sent. */
-void DevServer::post(const httplib::Request& request, httplib::Response& response,
-                     const httplib::ContentReader& body) const {
+DevServer::Answer DevServer::post(const httplib::Request& request,
+                                  const httplib::Response& response,
+                                  const httplib::ContentReader& body) const {
   std::string name;
   std::optional<PackageStore::Upload> upload;
   std::optional<Refusal> refusal;
   try {
+    check_fail();
     const CommandTarget target = parse_target(request.target);
     if (!target.command || target.command->word != Command::Word::kUploadPackage) {
       throw Refusal(405, "POST is for the UploadPackage command");
@@ -152,13 +188,13 @@ void DevServer::post(const httplib::Request& request, httplib::Response& respons
   // A request that announces no body has none: an empty package comes so.
   const bool announced =
       request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
-  std::uint64_t received = 0;
+  std::uint64_t& received = current->record.received;
   const bool whole = !announced || body([&](const char* data, std::size_t size) {
     received += size;
     if (refusal) return true;
     try {
       // A chunked body tells its size only at its end.
-      if (received > max_upload_) throw Refusal(413, "the package is too large");
+      if (received > options_.max_upload) throw Refusal(413, "the package is too large");
       upload->write(data, size);
     } catch (const Refusal& error) {
       refusal = error;
@@ -167,33 +203,114 @@ void DevServer::post(const httplib::Request& request, httplib::Response& respons
     }
     return true;
   });
-  try {
-    if (response.status == 413) throw Refusal(413, "the package is too large");
-    if (refusal) throw Refusal(*refusal);
-    if (!whole) throw Refusal(400, "the body ended early");
-    upload->commit();
-    response.set_content(name, kText);
-  } catch (const Refusal& error) {
-    answer_refusal(response, error);
-  } catch (const std::system_error& error) {
-    answer_refusal(response, storage_refusal(error));
+  if (refusal) throw Refusal(*refusal);
+  if (response.status == 413) throw Refusal(413, "the package is too large");
+  if (!whole) throw Refusal(400, "the body ended early");
+  upload->commit();
+  return text(name);
+}
+
+DevServer::Answer DevServer::package(const std::string& name) const {
+  std::optional<PackageStore::Package> found = store_.open(name);
+  if (!found) {
+    throw Refusal(404, std::string("no such package; ") + StatusPage::kPath + " lists them");
+  }
+  const auto package = std::make_shared<PackageStore::Package>(std::move(*found));
+  return {"application/octet-stream", package->size,
+          [package](char* into, std::size_t most, std::uint64_t offset) {
+            return ::pread(package->file.get(), into, most, static_cast<off_t>(offset));
+          }};
+}
+
+DevServer::Answer DevServer::text(std::string content) {
+  const std::uint64_t size = content.size();
+  return {kText, size,
+          [content = std::move(content)](char* into, std::size_t most, std::uint64_t offset) {
+            return static_cast<ssize_t>(content.copy(into, most, offset));
+          }};
+}
+
+void DevServer::check_fail() const {
+  if (options_.fail != 0) {
+    throw Refusal(options_.fail,
+                  "--fail answers every command with " + std::to_string(options_.fail));
   }
 }
 
-void DevServer::send_package(const std::string& name, httplib::Response& response) const {
-  std::optional<PackageStore::Package> found = store_.open(name);
-  if (!found) throw Refusal(404, "no such package");
-  const auto package = std::make_shared<PackageStore::Package>(std::move(*found));
-  if (package->size == 0) return response.set_content("", "application/octet-stream");
-  response.set_content_provider(
-      package->size, "application/octet-stream",
-      [package, buffer = std::string(kPieceSize, '\0')](std::size_t offset, std::size_t length,
-                                                        httplib::DataSink& sink) mutable {
-        const ssize_t count = ::pread(package->file.get(), buffer.data(),
-                                      std::min(length, buffer.size()), static_cast<off_t>(offset));
-        // A package that shrank under way cuts the connection: the client sees a truncated body.
-        return count > 0 && sink.write(buffer.data(), static_cast<std::size_t>(count));
-      });
+/* Makes the answer, or that to its refusal, and sends it in the framing that was asked for. */
+void DevServer::answer(httplib::Response& response, const std::function<Answer()>& make) {
+  Answer answer;
+  const auto refuse = [&](const Refusal& refusal) {
+    response.status = refusal.status();
+    current->record.reason = refusal.what();
+    answer = text(current->record.reason + "\n");
+  };
+  try {
+    answer = make();
+  } catch (const Refusal& refusal) {
+    refuse(refusal);
+  } catch (const std::system_error& error) {
+    refuse(storage_refusal(error));
+  }
+  wait_delay();
+  // "Not modified" has no body in any framing.
+  if (response.status != 304) frame(response, std::move(answer));
+}
+
+void DevServer::frame(httplib::Response& response, Answer answer) const {
+  const std::uint64_t size = answer.size;
+  auto send = [read = std::move(answer.read), buffer = std::string()](
+                  std::uint64_t offset, std::uint64_t length, httplib::DataSink& sink) mutable {
+    buffer.resize(static_cast<std::size_t>(std::min<std::uint64_t>(length, kPieceSize)));
+    const ssize_t count = read(buffer.data(), buffer.size(), offset);
+    // A package that shrank under way cuts the connection: the client sees a truncated body.
+    if (count <= 0 || !sink.write(buffer.data(), static_cast<std::size_t>(count))) return false;
+    current->record.sent += static_cast<std::uint64_t>(count);
+    return true;
+  };
+  if (options_.framing == Framing::kLength) {
+    if (size == 0) return response.set_content("", answer.type);
+    return response.set_content_provider(size, answer.type, send);
+  }
+  // Without a length the whole is sent, also to one who asks for a range of it.
+  if (response.status == -1) response.status = 200;
+  const auto send_all = [send, size](std::size_t offset, httplib::DataSink& sink) mutable {
+    if (offset < size) return send(offset, size - offset, sink);
+    sink.done();
+    return true;
+  };
+  if (options_.framing == Framing::kChunked) {
+    response.set_chunked_content_provider(answer.type, send_all);
+  } else {
+    response.set_content_provider(answer.type, send_all);
+  }
+}
+
+/* Ends early when the server is stopped. */
+void DevServer::wait_delay() {
+  std::unique_lock lock(mutex_);
+  stopped_.wait_for(lock, options_.delay, [this] { return stopping_; });
+}
+
+/* Called when the answer is sent, also for a request that the HTTP library refused by itself. */
+void DevServer::record(const httplib::Request& request, const httplib::Response& response) {
+  Current ended = std::exchange(current, std::nullopt).value_or(Current());
+  if (StatusPage::owns(request.target)) return;
+  RequestRecord& record = ended.record;
+  record.duration = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - ended.start);
+  record.time = std::chrono::system_clock::now() - record.duration;
+  record.peer = peer_text(request);
+  record.method = request.method;
+  record.target = describe_target(request.target);
+  if (record.target.command.empty() && (record.method == "GET" || record.method == "HEAD")) {
+    record.target.command = "Download";
+  }
+  record.status = response.status;
+  if (record.reason.empty() && response.status >= 400) record.reason = "refused by the HTTP parser";
+  // Its own refusals are plain bodies, not sent in pieces.
+  if (request.method != "HEAD") record.sent += response.body.size();
+  log_.add(std::move(record));
 }
 
 }  // namespace orla

@@ -1,11 +1,17 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <httplib.h>
+#include <mutex>
 #include <string>
 
+#include "Options.h"
 #include "PackageStore.h"
+#include "RequestLog.h"
+#include "StatusPage.h"
 
 namespace orla {
 
@@ -18,18 +24,14 @@ namespace orla {
  *   POST any path?ORLACommand=UploadPackage&...   stores the body under its FileName, or under the
  *                                                 compiled name; answers with that name
  *   GET  /name                                    the stored package
+ *   GET  /orla-status/                            the status page
  *
  * Everything else is refused with a 4xx status and a line of reason, a file system that fails with
- * 500, or 507 when it is full. Requests are logged to the standard error stream, a line each.
+ * 500, or 507 when it is full. Requests are recorded for the status page, less those of the page
+ * itself. Delay, failure and framing of the options are for all answers but the status page's.
  */
 class DevServer {
  public:
-  struct Options {
-    std::string folder;
-    std::string version;
-    std::uint64_t max_upload = 0;  // bytes
-  };
-
   explicit DevServer(const Options& options);
 
   /*
@@ -45,18 +47,41 @@ class DevServer {
   void stop();
 
  private:
-  httplib::Server::HandlerResponse route(const httplib::Request& request,
-                                         httplib::Response& response) const;
-  void get(const httplib::Request& request, httplib::Response& response) const;
-  void post(const httplib::Request& request, httplib::Response& response,
-            const httplib::ContentReader& body) const;
-  void send_package(const std::string& name, httplib::Response& response) const;
+  /* What an answer sends, text or package. */
+  struct Answer {
+    /* Puts at most so many bytes from this offset into the buffer; returns their number, 0 at the
+       end, or -1. */
+    using Read = std::function<ssize_t(char* into, std::size_t most, std::uint64_t offset)>;
 
+    std::string type;
+    std::uint64_t size = 0;
+    Read read;
+  };
+
+  static Answer text(std::string content);
+
+  httplib::Server::HandlerResponse route(const httplib::Request& request,
+                                         httplib::Response& response);
+  Answer get(const httplib::Request& request) const;
+  Answer post(const httplib::Request& request, const httplib::Response& response,
+              const httplib::ContentReader& body) const;
+  Answer package(const std::string& name) const;
+  void check_fail() const;
+  void answer(httplib::Response& response, const std::function<Answer()>& make);
+  void frame(httplib::Response& response, Answer answer) const;
+  void wait_delay();
+  void record(const httplib::Request& request, const httplib::Response& response);
+
+  const Options options_;
   PackageStore store_;
-  std::string version_;
-  std::uint64_t max_upload_;
+  RequestLog log_;
+  StatusPage page_;
   httplib::Server server_;
+  socket_t listener_ = INVALID_SOCKET;
   std::atomic<bool> ended_{false};
+  std::mutex mutex_;
+  std::condition_variable stopped_;
+  bool stopping_ = false;  // under mutex_
 };
 
 }  // namespace orla

@@ -4,7 +4,10 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
+#include <map>
+#include <memory>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -56,7 +59,7 @@ FileDescriptor::~FileDescriptor() {
 
 namespace {
 
-/// A leading dot keeps the file out of reach of every request.
+/* A leading dot keeps the file out of reach of every request. */
 std::string temporaryName() {
   static std::atomic<unsigned> uploads{0};
   return ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);
@@ -109,6 +112,37 @@ std::optional<PackageStore::Package> PackageStore::open(const std::string& name)
     return std::nullopt;
   }
   return Package{std::move(file), static_cast<std::uint64_t>(status.st_size)};
+}
+
+PackageStore::Listing PackageStore::list(std::size_t most) const {
+  // A descriptor of its own: the position in the folder belongs to the descriptor.
+  const int descriptor =
+      checked(::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC), "cannot list");
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(descriptor), ::closedir);
+  if (!folder) {
+    ::close(descriptor);
+    fail("cannot list the packages");
+  }
+  Listing listing;
+  std::multimap<std::chrono::system_clock::time_point, Listing::Entry> by_time;
+  while (const dirent* entry = ::readdir(folder.get())) {
+    struct stat status {};
+    if (!is_package_name(entry->d_name) ||
+        ::fstatat(folder_.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !S_ISREG(status.st_mode)) {
+      continue;
+    }
+    ++listing.total;
+    const auto since_epoch = std::chrono::seconds(status.st_mtim.tv_sec) +
+                             std::chrono::nanoseconds(status.st_mtim.tv_nsec);
+    const std::chrono::system_clock::time_point stored(since_epoch);
+    by_time.emplace(
+        stored, Listing::Entry{entry->d_name, static_cast<std::uint64_t>(status.st_size), stored});
+    if (by_time.size() > most) by_time.erase(by_time.begin());
+  }
+  std::for_each(by_time.rbegin(), by_time.rend(),
+                [&](auto& found) { listing.newest.push_back(std::move(found.second)); });
+  return listing;
 }
 
 bool is_package_name(std::string_view name) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "CommandTarget.h"
 
@@ -60,11 +62,25 @@ class PackageStore {
     bool committed_ = false;
   };
 
+  /* The packages of a folder, the newest first; of many only some, but total counts them all. */
+  struct Listing {
+    struct Entry {
+      std::string name;
+      std::uint64_t size = 0;  // bytes
+      std::chrono::system_clock::time_point stored;
+    };
+    std::vector<Entry> newest;
+    std::uint64_t total = 0;
+  };
+
   /* Makes the folder when it is missing. */
   explicit PackageStore(const std::filesystem::path& folder);
 
   /* The stored package; none when the name is unfit, unknown, or not that of a plain file. */
   std::optional<Package> open(const std::string& name) const;
+
+  /* What open() would find, at most so many. */
+  Listing list(std::size_t most) const;
 
  private:
   FileDescriptor folder_;

@@ -5,14 +5,18 @@
  * Exit code: 0 after SIGINT or SIGTERM, 1 when it cannot serve, 2 for a bad command line.
  */
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdio>
 #include <exception>
+#include <malloc.h>
 #include <signal.h>
 #include <string>
 #include <thread>
 #include <unistd.h>
 
 #include "DevServer.h"
+#include "Options.h"
+#include "StatusPage.h"
 
 namespace {
 
@@ -33,38 +37,91 @@ bool serve_until_signal(orla::DevServer& server, const sigset_t& signals) {
   return served;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  orla::DevServer::Options options;
-  options.version = "1.0.0";
-  options.max_upload = std::uint64_t{1} << 30;
-  std::string host = "127.0.0.1";
-  int port = 8080;
-
-  CLI::App app{
-      "A management server for development: answers the agent's commands on a folder of its own.\n"
-      "Stop it with Ctrl-C or SIGTERM."};
+/* Reads the command line into options, host and port; throws what CLI11 makes of a bad one. */
+void parse(int argc, char** argv, CLI::App& app, orla::Options& options, std::string& host,
+           int& port) {
   app.name("orla-devserver");
-  app.set_version_flag("--version", "orla-devserver " ORLA_VERSION);
-  app.add_option("--dir", options.folder, "Folder of the packages, made when missing")->required();
+  app.set_version_flag("--version", "orla-devserver " ORLA_VERSION, "Print the version and exit");
+  app.set_help_flag("-h,--help", "Print this help and exit");
+
+  app.add_option("--dir", options.folder, "Folder of the packages, made when missing")
+      ->type_name("FOLDER")
+      ->required();
+  app.add_option("--host", host, "Address to listen on; 0.0.0.0 for all of them")
+      ->type_name("ADDRESS")
+      ->capture_default_str();
   app.add_option("--port", port, "Port; 0 takes a free one")
       ->type_name("N")
       ->check(CLI::Range(0, 65535).description(""))
       ->capture_default_str();
-  app.add_option("--host", host, "Address to listen on")->capture_default_str();
   app.add_option("--server-version", options.version, "Answer to GetVersion")
+      ->type_name("TEXT")
       ->capture_default_str();
   app.add_option("--max-upload", options.max_upload, "Largest package; 64M and the like are read")
       ->type_name("BYTES")
       ->transform(CLI::AsSizeValue(false).description(""))
       ->default_str("1G");
+  app.add_flag("--silent", options.silent, "No line for each request on the standard error stream");
+
+  const std::string trying = "To try how an agent behaves (every answer but the status page's)";
+  // Up to an hour: more than any agent waits.
+  app.add_option_function<int>(
+         "--delay", [&](int ms) { options.delay = std::chrono::milliseconds(ms); },
+         "Milliseconds to wait before each answer, up to 3600000")
+      ->type_name("MS")
+      ->check(CLI::Range(0, 3600000).description(""))
+      ->group(trying);
+  app.add_option("--fail", options.fail,
+                 "Answer every command with this HTTP status, 300 to 599; nothing is stored")
+      ->type_name("STATUS")
+      ->check(CLI::Range(300, 599).description(""))
+      ->group(trying);
+  CLI::Option* chunked = app.add_flag_callback(
+                                "--chunked", [&] { options.framing = orla::Framing::kChunked; },
+                                "Send bodies in chunks, without a length")
+                             ->group(trying);
+  CLI::Option* close = app.add_flag_callback(
+                              "--close", [&] { options.framing = orla::Framing::kClose; },
+                              "Send bodies that end where the connection does")
+                           ->group(trying);
+  chunked->excludes(close);
+
+  app.footer(
+      "The status page http://ADDRESS:N/orla-status/ shows the packages and the last requests as\n"
+      "they come; http://ADDRESS:N/orla-status/status.json is the same for programs.\n"
+      "\n"
+      "It trusts whoever reaches it: no authentication, plain HTTP. Stop it with Ctrl-C or "
+      "SIGTERM.\n"
+      "Exit code: 0 stopped by a signal; 1 it cannot serve; 2 bad usage.\n"
+      "\n"
+      "  orla-devserver --dir packages                       then open the status page\n"
+      "  orla-devserver --dir packages --fail 503            does the agent try again later?\n"
+      "  orla-devserver --dir packages --delay 5000          does it stay responsive?\n"
+      "  orla-devserver --dir packages --chunked             does it need a length?\n"
+      "  orla-devserver --dir packages --host 0.0.0.0        for agents on other machines");
+  app.parse(argc, argv);
+  if (options.fail == 304 && options.framing != orla::Framing::kLength) {
+    throw CLI::ValidationError(
+        "--fail 304 answers without a body: --chunked and --close do not apply to it");
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  orla::Options options;
+  std::string host = "127.0.0.1";
+  int port = 8080;
+  CLI::App app{
+      "A management server for development: answers the agent's commands on a folder of its own."};
   try {
-    app.parse(argc, argv);
+    parse(argc, argv, app, options, host, port);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }
 
+  // Else each of the server's many threads keeps what it once used for itself.
+  ::mallopt(M_ARENA_MAX, 2);
   // Blocked before any thread starts, so that none of them is interrupted.
   sigset_t signals;
   ::sigemptyset(&signals);
@@ -73,13 +130,19 @@ int main(int argc, char** argv) {
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   try {
     orla::DevServer server(options);
-    port = server.bind(host, port);
-    if (port < 0) {
-      std::fprintf(stderr, "orla-devserver: cannot listen on %s\n", host.c_str());
+    const int bound = server.bind(host, port);
+    if (bound < 0) {
+      std::fprintf(
+          stderr,
+          "orla-devserver: cannot listen on %s, port %d: the port is in use, or the address "
+          "is not one of this machine; --port 0 takes a free port\n",
+          host.c_str(), port);
       return 1;
     }
     const std::string shown = host.find(':') == std::string::npos ? host : "[" + host + "]";
-    std::printf("orla-devserver: listening on http://%s:%d/\n", shown.c_str(), port);
+    std::printf("orla-devserver: listening on http://%s:%d/\n", shown.c_str(), bound);
+    std::printf("orla-devserver: status page http://%s:%d%s\n", shown.c_str(), bound,
+                orla::StatusPage::kPath);
     std::fflush(stdout);
     return serve_until_signal(server, signals) ? 0 : 1;
   } catch (const std::exception& error) {

@@ -7,34 +7,44 @@
 namespace orla {
 
 /*
- * Shows on the standard error stream how far a download has come. Its size is not known until its
- * end, so on a terminal a block runs along the bar as the bytes arrive; elsewhere there is a line
- * at 1 MiB and at each doubling.
+ * Shows on the standard error stream how far a download, or a run of many commands, has come. On a
+ * terminal it is a bar; as long as the size is not known, a block runs along it as the bytes arrive.
+ * Elsewhere there is a line at 1 MiB and at each doubling, and none for commands.
  */
 class ProgressMeter {
  public:
-  ProgressMeter();
+  enum class Unit { kBytes, kCommands };
 
-  /* `bytes` arrived so far. */
-  void update(std::uint64_t bytes);
+  /* `expected` is the whole, 0 when it is not known. A silent meter shows nothing. */
+  ProgressMeter(bool silent, Unit unit, std::uint64_t expected);
 
-  /* Ends the bar's line; the download may be complete or not. Further calls do nothing. */
+  /* So much is done. */
+  void update(std::uint64_t done);
+
+  /* Ends the bar's line; all may be done or not. Further calls do nothing. */
   void end();
-
-  /* "8388608 bytes in 0.1 s (62.7 MiB/s)", the time counted from construction. */
-  std::string summary(std::uint64_t bytes) const;
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  void draw(std::uint64_t bytes);
-  double seconds() const;
+  void draw();
+  std::string amount(double value) const;
 
+  const bool silent_;
   const bool terminal_;
+  const Unit unit_;
+  const std::uint64_t expected_;
   const Clock::time_point started_ = Clock::now();
   Clock::time_point next_draw_ = started_;
   std::uint64_t next_line_;
+  std::uint64_t done_ = 0;
   bool line_open_ = false;
 };
+
+/* "512 bytes", "1.5 MiB". */
+std::string readable_size(double bytes);
+
+/* "8388608 bytes in 0.1 s (62.7 MiB/s)" */
+std::string transfer_summary(std::uint64_t bytes, double seconds);
 
 }  // namespace orla

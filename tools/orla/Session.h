@@ -7,22 +7,34 @@
 
 namespace orla {
 
-/* Why a command failed: one line for the user, without its end. */
-class CommandFailure : public std::runtime_error {
-  using std::runtime_error::runtime_error;
+/* The library takes no connection, as a rule for a URL that it cannot read: its status. */
+class NoConnection : public std::runtime_error {
+ public:
+  explicit NoConnection(orla_status status)
+      : std::runtime_error("the library makes no connection"), status_(status) {}
+
+  orla_status status() const { return status_; }
+
+ private:
+  orla_status status_;
 };
 
-/*
- * The library, initialised and connected to one server; both are undone at the end. A process runs
- * one command in one session: the library never clears its message, so only then does a message
- * belong to the failure at hand.
- */
-class Session {
+/* The library, initialised; cleaned up at the end, when every connection and thread has ended. */
+class Library {
  public:
-  explicit Session(const std::string& url);
-  ~Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
+  Library();
+  ~Library();
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+};
+
+/* A connection of the library's, of which there are ORLA_MAX_CONNECTIONS. Throws NoConnection. */
+class Connection {
+ public:
+  explicit Connection(const std::string& url);
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   std::uint32_t handle() const { return handle_; }
 
@@ -31,11 +43,10 @@ class Session {
 };
 
 /*
- * Throws CommandFailure unless the status is ORLA_OK: "status 4: " and the library's message. The
- * explanation takes the place of a message when the library has none for the status, and follows
- * one that tells nothing.
+ * The library's message as one line. It keeps one for all threads and never clears it: only after a
+ * process's first failure, with no other command under way, does it surely belong to that failure.
  */
-void require_ok(orla_status status, const std::string& explanation);
+std::string last_message();
 
 /* Text from the server or the library as one safe line: no line end, "?" for control characters. */
 std::string one_line(std::string text);

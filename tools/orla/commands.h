@@ -1,39 +1,53 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <orla/ORLACl.h>
 #include <string>
 #include <vector>
 
 namespace orla {
 
-/*
- * The four commands. Each makes its request, prints its result on the standard output and throws
- * CommandFailure when the server, the network or a local file said no.
- */
+enum class Command { kVersion, kName, kSend, kGet };
 
-/* What a package is, as the server is told. */
-struct PackageKind {
+/* One command as the user gave it. */
+struct Request {
+  Command command = Command::kVersion;
+  std::string url;
+
+  // name and send: what the package is, as the server is told
   std::uint16_t type = 0;  // not 0: the library takes that for the version command
   std::vector<std::string> identities;
+
+  std::string file;  // send: the package; get: where the download goes
+  std::string name;  // send: an empty one leaves the naming to the server
+
+  // get
+  std::string target;
+  std::string counter;    // an empty one is not sent
+  std::int64_t size = 0;  // the size that the user expects, in bytes; 0 expects none
 };
 
-/* Prints the server's version as "major.minor". */
-void print_version(const std::string& url);
+/* "version", "name", "send" or "get". */
+const char* command_name(Command command);
 
-/* Prints the name under which the server stores such a package. */
-void print_name(const std::string& url, const PackageKind& kind);
+/* What came of a command. */
+struct Outcome {
+  orla_status status = ORLA_OK;
+  bool cancelled = false;   // a download that `interrupted` ended
+  std::uint64_t bytes = 0;  // of the package that was sent, or of the file as far as it came
+  double seconds = 0;       // that the library took
+  std::string result;       // the version, the server's answer as it came, or the file
+};
 
-/* Uploads the file and prints the server's answer. An empty name leaves the naming to the server.*/
-void send_package(const std::string& url, const std::string& file, const PackageKind& kind,
-                  const std::string& name);
+/* Told how many bytes of a download have come. */
+using Progress = std::function<void(std::uint64_t bytes)>;
 
 /*
- * Downloads to the file, with progress on the standard error stream, and prints the file's name and
- * size. The file is replaced only when the download is complete. The first Ctrl-C cancels: the rest
- * of the reply is still read, and dropped; a second one ends the program at once. An empty counter
- * is not sent.
+ * Runs the command on a connection of its URL, on the calling thread. A download replaces its file
+ * only when it is complete; Ctrl-C, where it is caught, cancels it: the rest of the reply is still
+ * read, and dropped. Throws std::invalid_argument for a file that the system cannot name.
  */
-void get_file(const std::string& url, const std::string& target, const std::string& file,
-              const std::string& counter);
+Outcome perform(const Request& request, std::uint32_t handle, const Progress& progress);
 
 }  // namespace orla

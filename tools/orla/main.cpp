@@ -4,138 +4,144 @@
  * Results go to the standard output, progress and failures to the standard error stream. Exit code:
  * 0 done, 1 the server, the network or a local file said no, 2 a bad command line.
  */
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <string>
 
+#include "ProgressMeter.h"
 #include "Session.h"
+#include "advice.h"
+#include "arguments.h"
 #include "commands.h"
+#include "load.h"
+#include "report.h"
 #include "system.h"
 
+namespace orla {
 namespace {
 
-struct Arguments {
-  std::string url;
-  std::string target;
-  std::string file;
-  std::string counter;
-  std::string name;
-  orla::PackageKind kind;
-};
-
-/* What goes into a request as it stands must not end or split its first line. */
-std::string check_request_text(const std::string& text) {
-  const bool bad = std::any_of(text.begin(), text.end(), [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte <= 0x20 || byte == 0x7F;
-  });
-  return bad ? "blanks and control characters must be percent-encoded" : "";
+Failure other_size(const Request& request, std::uint64_t bytes) {
+  return {"received " + std::to_string(bytes) + " bytes, not the " + std::to_string(request.size) +
+              " of --size",
+          request.file + " holds what came; check --size, or fetch it again"};
 }
 
-void add_url(CLI::App* command, Arguments& arguments) {
-  command->add_option("URL", arguments.url, "The server: http://host[:port]/path")->required();
-}
-
-void add_kind(CLI::App* command, Arguments& arguments) {
-  command->add_option("--type", arguments.kind.type, "The package's type, 1 to 65535")
-      ->required()
-      ->type_name("N")
-      ->check(CLI::Range(1, 65535).description(""));
-  command
-      ->add_option("--identity", arguments.kind.identities,
-                   "What the package belongs to; several values, or several times")
-      ->required()
-      ->type_name("TEXT");
-}
-
-std::string base_name(const std::string& file) {
-  const std::u8string utf8(file.begin(), file.end());
-  const std::u8string name = std::filesystem::path(utf8).filename().u8string();
-  return {name.begin(), name.end()};
-}
-
-int run(int argc, char** argv) {
-  Arguments arguments;
-  CLI::App app{"The command-line client of a management server."};
-  app.name("orla");
-  // A download's target starts with a slash, on every system.
-  app.allow_windows_style_options(false);
-  app.set_version_flag("--version", "orla " ORLA_VERSION);
-  app.require_subcommand(1);
-  CLI::App* version = app.add_subcommand("version", "Print the server's version");
-  add_url(version, arguments);
-
-  CLI::App* name =
-      app.add_subcommand("name", "Print the name under which the server stores a package");
-  add_url(name, arguments);
-  add_kind(name, arguments);
-
-  CLI::App* send = app.add_subcommand("send", "Upload a package and print the server's answer");
-  add_url(send, arguments);
-  send->add_option("FILE", arguments.file, "The package")->required();
-  add_kind(send, arguments);
-  CLI::Option* given_name =
-      send->add_option("--name", arguments.name,
-                       "Name that the server is told; FILE's own by default, none if empty");
-
-  CLI::App* get = app.add_subcommand("get", "Download a file; Ctrl-C keeps the old one");
-  add_url(get, arguments);
-  get->add_option("TARGET", arguments.target,
-                  "What to ask the server for: /path?query, sent as it stands")
-      ->required()
-      ->check([](const std::string& text) { return check_request_text(text); });
-  get->add_option("FILE", arguments.file, "Where to put it")->required();
-  get->add_option("--counter", arguments.counter, "Sent along as the download's counter")
-      ->check([](const std::string& text) { return check_request_text(text); });
-
-  // Last, so that the commands' own help does not repeat it.
-  app.footer(
-      "An https URL is spoken to in plain HTTP, on port 80 unless it names one.\n"
-      "Exit code: 0 done; 1 the server, the network or a file said no; 2 bad usage.\n"
-      "\n"
-      "  orla version http://server/agent\n"
-      "  orla name http://server/agent --type 7 --identity ws0042 inventory\n"
-      "  orla send http://server/agent result.pkg --type 7 --identity ws0042 inventory\n"
-      "  orla get  http://server/agent /7-ws0042-inventory.pkg result.pkg");
-
-  try {
-    std::vector<std::string> words = orla::command_line(argc, argv);
-    std::reverse(words.begin(), words.end());
-    app.parse(std::move(words));
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+/* Runs the command once; what it tells is in the account when it ends, also by an exception. */
+void run(const Arguments& arguments, Account& account) {
+  const Request& request = arguments.request;
+  const Connection connection(request.url);
+  if (request.command == Command::kGet) catch_first_interrupt();
+  if (request.command == Command::kSend && !arguments.silent) {
+    std::fprintf(stderr, "orla: sending %s\n", request.file.c_str());
   }
+  ProgressMeter meter(arguments.silent, ProgressMeter::Unit::kBytes,
+                      static_cast<std::uint64_t>(request.size));
+  account.outcome =
+      perform(request, connection.handle(), [&meter](std::uint64_t bytes) { meter.update(bytes); });
+  meter.end();
 
-  const std::string command = app.get_subcommands().front()->get_name();
+  const Outcome& outcome = account.outcome;
+  account.status = outcome.status;
+  if (outcome.cancelled) {
+    account.failure = {"cancelled", request.file + " is as it was"};
+  } else if (outcome.status != ORLA_OK) {
+    std::uint32_t code = ORLA_NO_CODE;
+    if (ORLAGetLastError(&code) == 0) account.code = code;
+    account.failure = describe(request, outcome.status, last_message());
+  } else if (has_other_size(request, outcome)) {
+    account.failure = other_size(request, outcome.bytes);
+  }
+  const bool moved = request.command == Command::kSend || request.command == Command::kGet;
+  if (moved && outcome.status == ORLA_OK && !arguments.silent) {
+    std::fprintf(stderr, "orla: %s %s\n", request.command == Command::kSend ? "sent" : "received",
+                 transfer_summary(outcome.bytes, outcome.seconds).c_str());
+  }
+}
+
+int run_once(const Arguments& arguments, Account& account) {
+  run(arguments, account);
+  const bool well = account.failure.message.empty();
+  if (!well) print_failure(account.command, account.failure);
+  if (arguments.json) {
+    print_json(account);
+  } else if (well) {
+    print_result(arguments.request.command, account.outcome);
+  }
+  return well ? 0 : 1;
+}
+
+/* The run is over: what went wrong goes to the standard error stream, by status. */
+void tell_failures(const Arguments& arguments, const Load& load, const std::string& message) {
+  const Command command = arguments.request.command;
+  const std::string name = command_name(command);
+  for (const auto& [status, count] : load.failures) {
+    print_failure(name, {std::to_string(count) + " of " + std::to_string(load.commands) +
+                             " failed with status " + std::to_string(status) + ": " +
+                             meaning(command, status),
+                         ""});
+  }
+  if (!message.empty()) print_failure(name, {"the library's last message: " + message, ""});
+  if (load.cancelled) {
+    print_failure(name, {"cancelled after " + std::to_string(load.commands) + " of " +
+                             std::to_string(arguments.repeat) + " commands",
+                         ""});
+  }
+}
+
+int run_many(const Arguments& arguments) {
+  const Request& request = arguments.request;
+  catch_first_interrupt();
+  ProgressMeter meter(arguments.silent, ProgressMeter::Unit::kCommands,
+                      static_cast<std::uint64_t>(arguments.repeat));
+  const Load load = run_load(request, arguments.repeat, arguments.parallel, meter);
+  meter.end();
+
+  const std::string message = load.failed() != 0 ? last_message() : "";
+  tell_failures(arguments, load, message);
+  if (arguments.json) {
+    print_load_json(request, load, message);
+  } else {
+    print_load(load);
+  }
+  return load.failed() == 0 && !load.cancelled ? 0 : 1;
+}
+
+/* What keeps the command from running at all is told like its failure. */
+int run_command(const Arguments& arguments) {
+  const Request& request = arguments.request;
+  Account account{command_name(request.command), request.url, {}, {}, {}, {}};
   try {
-    if (version->parsed()) orla::print_version(arguments.url);
-    if (name->parsed()) orla::print_name(arguments.url, arguments.kind);
-    if (send->parsed()) {
-      if (given_name->empty()) arguments.name = base_name(arguments.file);
-      orla::send_package(arguments.url, arguments.file, arguments.kind, arguments.name);
-    }
-    if (get->parsed()) {
-      if (!arguments.target.starts_with('/')) arguments.target.insert(0, 1, '/');
-      orla::get_file(arguments.url, arguments.target, arguments.file, arguments.counter);
-    }
-    if (std::fflush(stdout) != 0) throw orla::CommandFailure("cannot write the result");
+    const Library library;
+    return arguments.repeat == 0 ? run_once(arguments, account) : run_many(arguments);
+  } catch (const NoConnection& failure) {
+    account.status = failure.status();
+    const std::string message = last_message();
+    account.failure = {"status " + std::to_string(failure.status()) + ": " +
+                           (message.empty() ? failure.what() : message),
+                       "write the URL as http://host[:port]/path"};
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "orla: %s: %s\n", command.c_str(), failure.what());
-    return 1;
+    account.failure.message = failure.what();
   }
-  return 0;
+  print_failure(account.command, account.failure);
+  if (arguments.json) print_json(account);
+  return 1;
+}
+
+int run_program(int argc, char** argv) {
+  const CommandLine line = read_command_line(command_line(argc, argv));
+  const int code = line.exit_code ? *line.exit_code : run_command(line.arguments);
+  flush_output();
+  return code;
 }
 
 }  // namespace
+}  // namespace orla
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    return orla::run_program(argc, argv);
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "orla: %s\n", failure.what());
+    orla::print_failure("", {failure.what(), ""});
     return 1;
   }
 }

@@ -19,6 +19,9 @@ std::string library_path(const std::string& path);
 
 bool is_terminal(std::FILE* stream);
 
+/* Makes a terminal show colours. False for one that cannot, and for any other stream. */
+bool enable_colour(std::FILE* stream);
+
 /*
  * From here on the first Ctrl-C sets interrupted() and says on the standard error stream how to
  * end at once: a second one does.

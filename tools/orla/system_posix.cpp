@@ -1,5 +1,7 @@
 #include <atomic>
+#include <cstdlib>
 #include <signal.h>
+#include <string_view>
 #include <unistd.h>
 
 #include "system.h"
@@ -29,6 +31,11 @@ std::string library_path(const std::string& path) {
 
 bool is_terminal(std::FILE* stream) {
   return ::isatty(::fileno(stream)) != 0;
+}
+
+bool enable_colour(std::FILE* stream) {
+  const char* kind = std::getenv("TERM");
+  return is_terminal(stream) && kind != nullptr && std::string_view(kind) != "dumb";
 }
 
 void catch_first_interrupt() {

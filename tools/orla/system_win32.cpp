@@ -66,13 +66,22 @@ std::string library_path(const std::string& path) {
   BOOL replaced = FALSE;
   local = narrow(widen(local), CP_ACP, GetACP() == CP_UTF8 ? nullptr : &replaced);
   if (replaced) {
-    throw std::invalid_argument("the system's character set cannot express the path " + path);
+    throw std::invalid_argument("the system's character set cannot express the path, rename it: " +
+                                path);
   }
   return local;
 }
 
 bool is_terminal(std::FILE* stream) {
   return _isatty(_fileno(stream)) != 0;
+}
+
+bool enable_colour(std::FILE* stream) {
+  constexpr DWORD kEscapeSequences = 4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING, since Windows 10
+  const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+  DWORD mode = 0;
+  return GetConsoleMode(console, &mode) != 0 &&
+         SetConsoleMode(console, mode | kEscapeSequences) != 0;
 }
 
 void catch_first_interrupt() {

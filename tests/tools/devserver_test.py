@@ -1,0 +1,214 @@
+#!/usr/bin/env python3
+"""Tests of the development server as a program, and of its status page in a browser."""
+import json
+import os
+import re
+import socket
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+from urllib.parse import unquote_to_bytes
+
+from programs import ARGUMENTS, WAIT, DevServer, ProgramTestCase, exchange, main
+
+MANUAL = Path(__file__).parents[2] / "tools" / "devserver" / "orla-devserver.1"
+
+
+class Browser:
+    """A page in a browser that is led through a socket, and ends with it."""
+
+    def __init__(self, folder):
+        self.link, link = socket.socketpair()
+        self.link.settimeout(WAIT)
+        command = ("HOME=. exec chromium --headless --no-sandbox --disable-dev-shm-usage "
+                   f"--user-data-dir=. --remote-debugging-pipe 3<&{link.fileno()} 4>&3")
+        self.process = subprocess.Popen(["bash", "-c", command], cwd=folder, stdout=subprocess.PIPE,
+                                        pass_fds=[link.fileno()])
+        link.close()
+        self.messages, self.page = self.receive(), {}
+        target = self.order("Target.createTarget", url="about:blank")
+        self.page = self.order("Target.attachToTarget", flatten=True, **target)
+
+    def close(self):
+        self.link.close()
+        self.process.terminate()
+        self.process.communicate(timeout=WAIT)  # Its helpers write to the folder until they end.
+
+    def receive(self):
+        rest = b""
+        for piece in iter(lambda: self.link.recv(1 << 16), b""):
+            *messages, rest = (rest + piece).split(b"\0")
+            yield from map(json.loads, messages)
+
+    def order(self, method, **params):
+        order = {"id": 1, "method": method, "params": params, **self.page}
+        self.link.sendall(json.dumps(order).encode() + b"\0")
+        return next(message["result"] for message in self.messages if "id" in message)
+
+    def until(self, text):
+        """Waits until the page shows the text; returns all that it shows."""
+        shown = """new Promise((found) => {
+            const body = () => document.body ? document.body.innerText : "";
+            const look = () => body().includes(%s) && found(body());
+            new MutationObserver(look).observe(document, {subtree: true, childList: true});
+            look(); })""" % json.dumps(text)
+        answer = self.order("Runtime.evaluate", expression=shown, awaitPromise=True)
+        return answer["result"]["value"]
+
+
+class DevServerTest(ProgramTestCase):
+    def test_requests(self):
+        secret = self.folder / "secret"
+        (self.stored / "sub").mkdir()
+        for path in (secret, self.stored / ".hidden", self.stored / "sub" / "inner.pkg"):
+            path.write_bytes(b"secret")
+        (self.stored / "whole.pkg").write_bytes(b"0123456789")
+        (self.stored / "link.pkg").symlink_to(secret)
+        (self.stored / "out").symlink_to(self.folder)
+        os.mkfifo(self.stored / "pipe.pkg")
+        compile_name, upload = "/?ORLACommand=CompileName&Type=", "/?ORLACommand=UploadPackage"
+        many = "".join(f"&Identity{i}=x" for i in range(12))
+        form = {"Content-Type": "multipart/form-data; boundary=b"}
+        requests = [  # status, answer if it is no reason, request
+            (200, b"2.5.1", "GET", "/?ORLACommand=GetVersion"),
+            (200, b"7.pkg", "GET", compile_name + "7&Encoding=UTF-8"),
+            (200, b"7-a_b-c_d.e.pkg", "GET", compile_name + "7&Identity0=a%20b&Identity1=c%2Fd.e"),
+            (200, b"7" + b"-x" * 12 + b".pkg", "GET", compile_name + "7" + many),
+            (200, b"0123456789", "GET", "/whole.pkg"),
+            (200, b"0123456789", "GET", "/whole.pkg&Counter=3"),
+            (200, b"", "HEAD", "/whole.pkg"),
+            (405, None, "GET", upload + "&Type=1"),
+            (405, None, "POST", compile_name + "1"),
+            (405, None, "PUT", "/whole.pkg"),
+            (400, None, "GET", "/?ORLACommand=Reboot"),
+            (400, None, "GET", "/?ORLACommand=GetVersion&Type=7"),
+            (414, None, "GET", "/" + "x" * 9000),
+            (415, None, "POST", upload + "&Type=1", b"x", form)]
+        requests += [(400, None, "GET", compile_name + text) for text in (
+            "", "0", "65536", "-1", "7x", "%2B7", "7&Type=7", "7&Identity1=b", "7&Identity00=a",
+            "7&Identity0=a&Identity2=c", "7&Identity0=a&Identity0=b", "7&Identity0=%2",
+            "7&Identity0=%-1", "7&Identity0=%zz", "7&Encoding=latin-1", "7&FileName=x",
+            "7&Identity0", "7&Identity0=" + "x" * 300)]
+        requests += [(404, None, "GET", target) for target in (
+            "/", "/none.pkg", "/.hidden", "/sub", "/sub/inner.pkg", "/link.pkg", "/out/secret",
+            "/pipe.pkg", "/../secret", "/..%2Fsecret", "/%2e%2e/secret", "/..", "//whole.pkg",
+            "/whole.pkg%00", f"/{secret}", "/" + "x" * 4000)]
+        with DevServer(self.stored, "--server-version", "2.5.1") as server:
+            for status, answer, *request in requests:
+                with self.subTest(request):
+                    got = server.ask(*request)
+                    if answer is None:
+                        self.assertRegex(got[1], rb"^[^\n]+\n$")
+                    self.assertEqual(got, (status, got[1] if answer is None else answer))
+            # No body announced: an empty one.
+            bare = f"POST {upload}&Type=1 HTTP/1.1\r\nHost: test\r\n\r\n"
+            self.assertRegex(exchange(server.port, bare.encode()), rb"^HTTP/1.1 200 [^\0]*\n1.pkg$")
+
+    def test_uploads(self):
+        outside = self.folder / "outside"
+        outside.write_bytes(b"outside")
+        (self.stored / "link.pkg").symlink_to(outside)
+        large, chunked = os.urandom(5_000_000), {"Transfer-Encoding": "chunked"}
+        with DevServer(self.stored, "--max-upload", "5000000") as server:
+            for name, body in (("a+b%20%C3%A9.pkg", b"x"), ("x" * 200, b"long"), ("link.pkg", b"new"),
+                               ("large.pkg", large), ("console.txt", b"no device")):
+                self.assertEqual(server.upload(name, body), (200, unquote_to_bytes(name)))
+                self.assertEqual(server.ask("GET", "/" + name), (200, body))
+            unnamed = "/p?ORLACommand=UploadPackage&Type=3&Identity0=i&Encoding=UTF-8"
+            self.assertEqual(server.ask("POST", unnamed, b"compiled"), (200, b"3-i.pkg"))
+            self.assertEqual(server.upload("chunks", b"3\r\nabc\r\n0\r\n\r\n", chunked)[0], 200)
+            before = sorted(os.listdir(self.stored))
+            for name in ("..", "..%2Fx", "a/b", "a%5Cb", "C%3Ax", ".upload-1", "con", "Nul.txt",
+                         "COM1.pkg", "a%00b", "a%0Ab", "x%20", "x.", "a%3F", "x" * 201):
+                self.assertEqual(server.upload(name, b"bad")[0], 400, name)
+            too_large = large + b"y"
+            self.assertEqual(server.upload("big", too_large)[0], 413)
+            in_chunks = b"%x\r\n%b\r\n0\r\n\r\n" % (len(too_large), too_large)
+            self.assertEqual(server.upload("big", in_chunks, chunked)[0], 413)
+            with socket.create_connection(("127.0.0.1", server.port), WAIT) as cut:
+                cut.sendall(b"POST /?ORLACommand=UploadPackage&Type=1&FileName=cut HTTP/1.1\r\n"
+                            b"Content-Length: 100\r\n\r\nonly a part")
+        # Looked at when the server has ended every request.
+        self.assertEqual(sorted(os.listdir(self.stored)), before)
+        self.assertEqual(outside.read_bytes(), b"outside")
+
+    def test_uploads_of_one_name_at_once(self):
+        bodies = [bytes([i]) * 2_000_000 for i in range(6)]
+        with DevServer(self.folder / "new") as server, ThreadPoolExecutor(len(bodies)) as threads:
+            answers = threads.map(lambda body: server.upload("one", body), bodies)
+            self.assertEqual(list(answers), [(200, b"one")] * len(bodies))
+            self.assertIn(server.ask("GET", "/one")[1], bodies)
+        self.assertEqual(os.listdir(self.folder / "new"), ["one"])
+
+    def test_start_and_stop(self):
+        with DevServer(self.stored) as server:
+            for options, code in ((f"--dir {self.stored} --port {server.port}", 1),  # in use
+                                  ("--dir /dev/null/x --port 0", 1), ("--help", 0),
+                                  (f"--dir {self.stored} --port 65536", 2), ("--port 0", 2),
+                                  ("--dir x --chunked --close", 2), ("--dir x --fail 304 --close", 2)):
+                command = [ARGUMENTS.devserver, *options.split()]
+                ended = subprocess.run(command, capture_output=True, timeout=WAIT)
+                self.assertEqual(ended.returncode, code, ended)
+        # Also a signal that comes before the first connection ends it cleanly.
+        for _ in range(20):
+            DevServer(self.stored).__exit__()
+
+    def test_answers_to_try_an_agent_on(self):
+        (self.stored / "a").write_bytes(b"0123456789")
+        for options, head, body in (
+                ("--chunked", b"200 .*\r\nTransfer-Encoding: c", b"a\r\n0123456789\r\n0\r\n\r\n"),
+                ("--close", b"200 .*\r\nConnection: close", b"0123456789"),
+                ("--close --fail=503", b"503 .*\r\nConnection: close", b"--fail [^\n]* 503\n"),
+                ("--delay=1 --fail=304", b"304 .*\r\nContent-Length: 0", b"")):
+            with self.subTest(options), DevServer(self.stored, *options.split()) as server:
+                got = exchange(server.port, b"GET /a HTTP/1.1\r\nRange: bytes=0-\r\n\r\n")
+                self.assertRegex(got, b"(?s)^HTTP/1.1 %b.*\r\n\r\n%b\\Z" % (head, body))
+                self.assertEqual(b"Content-Length" in got, "--c" not in options)
+                server.upload(options[-8:], b"x")
+                self.assertEqual((self.stored / options[-8:]).exists(), "--fail" not in options)
+
+    def test_records(self):
+        log = self.enterContext((self.folder / "log").open("w+b"))
+        with DevServer(self.stored, "--server-version", "\u00fc", stderr=log) as server:
+            server.upload("a%26%25", b"x")
+            server.ask("GET", "/?ORLACommand=CompileName&Identity0=%C3%BC%1B%C2%9B%22&Type=%zz")
+            for i in range(400):
+                server.ask("GET", f"/none&Counter={i}")
+            for _ in range(1000):  # A request is recorded after it is answered.
+                status = json.loads(server.ask("GET", "/orla-status/status.json")[1])
+                if status["requests_total"] == 402:
+                    break
+            later = json.loads(server.ask("GET", "/orla-status/status.json?after=401")[1])
+            self.assertEqual(server.ask("GET", status["packages"][0]["path"])[1], b"x")
+        self.assertEqual([entry["id"] for entry in status["requests"]], list(range(103, 403)))
+        self.assertEqual(later["requests"], status["requests"][-1:])
+        documented = set(re.findall(r"\n\.TP\n\.B (?:\S+\.)?([a-z]\w+)\n", MANUAL.read_text()))
+        named = set(re.findall(r'"(\w+)":', json.dumps(status)))
+        self.assertEqual(named, documented | {"packages", "requests", "parameters"})
+        log.seek(0)
+        lines = log.read()
+        self.assertEqual(lines.count(b"\n"), 403)
+        self.assertRegex(lines, rb'Z 127[.\d]+:\d+ GET CompileName "/" Identity0="\xc3\xbc\\u001b\\u009b\\""'
+                         rb' Type="%zz": 400, received 0, sent 44, [\d.]+ ms: a percent sign')
+        with DevServer(self.stored, "--silent", stderr=log) as server:
+            server.ask("GET", "/")
+        log.seek(0)
+        self.assertEqual(log.read(), lines)
+
+    def test_page(self):
+        (self.stored / "f\u00fcr & 50%25.pkg").write_bytes(b"x")
+        browser = Browser(self.work)
+        self.addCleanup(browser.close)
+        with DevServer(self.stored, "--delay", "100") as server:
+            server.upload("%3Cb%3E%3Cscript%3E&Identity0=gr%C3%BC%C3%9Fe", b"x")
+            browser.order("Page.navigate", url=server.url + "orla-status/")
+            self.assertRegex(browser.until("gr\u00fc\u00dfe"), r"(?s)waits 100 ms.*f\u00fcr & 50%25\.pkg.*"
+                             "FileName <b><script>\nIdentity0 gr\u00fc\u00dfe\n+no package"
+                             r"[^\n]*\s+400\s+1 B\s+41 B\s+(\d{3,} ms|[\d.]+ s)\n")
+            server.upload("later.pkg", b"x")
+            self.assertRegex(browser.until("FileName later.pkg"), "(?s)FileName later.*FileName <b>")
+        browser.until("does not answer")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,145 @@
+#include "StatusPage.h"
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+#include "CommandTarget.h"
+#include "Refusal.h"
+#include "page.h"
+
+namespace orla {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/* All that the page needs comes from this server, and what it shows is never taken for markup. */
+constexpr char kContentSecurityPolicy[] =
+    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src data:; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
+    "require-trusted-types-for 'script'";
+
+/* The path under which the package is downloaded. */
+std::string package_path(const std::string& name) {
+  constexpr std::string_view kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string path = "/";
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (kPlain.find(c) != std::string_view::npos) {
+      path += c;
+    } else {
+      path += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+    }
+  }
+  return path;
+}
+
+const char* framing_text(Framing framing) {
+  switch (framing) {
+    case Framing::kChunked:
+      return "chunked";
+    case Framing::kClose:
+      return "close";
+    case Framing::kLength:
+      break;
+  }
+  return "length";
+}
+
+Json to_json(const PackageStore::Listing::Entry& package) {
+  return {{"name", package.name},
+          {"path", package_path(package.name)},
+          {"size", package.size},
+          {"stored", utc_text(package.stored)}};
+}
+
+Json to_json(const RequestRecord& record) {
+  Json parameters = Json::array();
+  for (const auto& [name, value] : record.target.parameters) {
+    parameters.push_back({{"name", name}, {"value", value}});
+  }
+  return {{"id", record.id},
+          {"time", utc_text(record.time)},
+          {"peer", record.peer},
+          {"method", record.method},
+          {"command", record.target.command},
+          {"path", record.target.path},
+          {"parameters", std::move(parameters)},
+          {"status", record.status},
+          {"reason", record.reason},
+          {"received", record.received},
+          {"sent", record.sent},
+          {"duration_ms", static_cast<double>(record.duration.count()) / 1000}};
+}
+
+/* The id after which requests are wanted: the query is empty, or "after=ID". */
+std::uint64_t wanted_after(std::string_view query) {
+  constexpr std::string_view kAfter = "after=";
+  if (query.empty()) return 0;
+  std::uint64_t id = 0;
+  const char* end = query.data() + query.size();
+  if (query.starts_with(kAfter)) {
+    const auto [stop, error] = std::from_chars(query.data() + kAfter.size(), end, id);
+    if (error == std::errc() && stop == end) return id;
+  }
+  throw Refusal(400, "the query must be after=ID, with the number of a request");
+}
+
+}  // namespace
+
+StatusPage::StatusPage(const Options& options, const PackageStore& store, const RequestLog& log)
+    : options_(options), store_(store), log_(log), started_(std::chrono::system_clock::now()) {}
+
+bool StatusPage::owns(std::string_view target) {
+  return target.starts_with(kPath) && !names_command(target);
+}
+
+void StatusPage::answer(const httplib::Request& request, httplib::Response& response) const {
+  response.set_header("Content-Security-Policy", kContentSecurityPolicy);
+  response.set_header("X-Content-Type-Options", "nosniff");
+  response.set_header("Referrer-Policy", "no-referrer");
+  response.set_header("Cache-Control", "no-store");
+  if (request.method != "GET" && request.method != "HEAD") {
+    throw Refusal(405, "only GET and HEAD are served here");
+  }
+  std::string_view part(request.target);
+  part.remove_prefix(sizeof kPath - 1);
+  const std::string_view query = part.substr(std::min(part.find('?'), part.size()));
+  part.remove_suffix(query.size());
+  if (part.empty()) {
+    response.set_content(kPageHtml, "text/html; charset=utf-8");
+  } else if (part == "page.css") {
+    response.set_content(kPageCss, "text/css; charset=utf-8");
+  } else if (part == "page.js") {
+    response.set_content(kPageJs, "text/javascript; charset=utf-8");
+  } else if (part == "status.json") {
+    response.set_content(json(wanted_after(query.substr(query.empty() ? 0 : 1))),
+                         "application/json");
+  } else {
+    throw Refusal(404, "no such part of the status page");
+  }
+}
+
+std::string StatusPage::json(std::uint64_t after) const {
+  const PackageStore::Listing listing = store_.list(kListed);
+  const RequestLog::Extract extract = log_.after(after);
+  Json status = {{"program", "orla-devserver"},
+                 {"version", ORLA_VERSION},
+                 {"started", utc_text(started_)},
+                 {"server_version", options_.version},
+                 {"max_upload", options_.max_upload},
+                 {"delay_ms", options_.delay.count()},
+                 {"fail", options_.fail},
+                 {"framing", framing_text(options_.framing)},
+                 {"packages_total", listing.total},
+                 {"packages", Json::array()},
+                 {"requests_total", extract.total},
+                 {"requests", Json::array()}};
+  for (const auto& package : listing.newest) status["packages"].push_back(to_json(package));
+  for (const auto& record : extract.records) status["requests"].push_back(to_json(record));
+  return status.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace orla

@@ -1,0 +1,221 @@
+#include "arguments.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "report.h"
+
+namespace orla {
+namespace {
+
+constexpr std::int64_t kMaxRepeat = 1'000'000;
+
+constexpr char kOutcome[] =
+    "Exit code: 0 done; 1 the server, the network or a file said no; 2 bad usage.\n"
+    "Environment: no colour is shown if NO_COLOR is set and not empty.";
+
+constexpr char kAppText[] =
+    "\"orla SUBCOMMAND --help\" tells a subcommand's arguments and shows examples.\n"
+    "Results go to the standard output, progress and failures to the standard error.\n"
+    "An https URL is spoken to in plain HTTP, on port 80 unless it names one.\n"
+    "\n"
+    "Examples:\n"
+    "  orla version http://server/agent\n"
+    "  orla name http://server/agent --type 7 --identity ws0042 inventory\n"
+    "  orla send http://server/agent result.pkg --type 7 --identity ws0042 inventory\n"
+    "  orla get http://server/agent /7-ws0042-inventory.pkg result.pkg";
+
+constexpr char kVersionText[] =
+    "The version is printed as \"major.minor\". This is the quickest way to see that\n"
+    "a management server answers.\n"
+    "\n"
+    "Examples:\n"
+    "  orla version http://server/agent\n"
+    "  orla version http://server:8080/agent --json\n"
+    "  orla version http://server/agent --repeat 1000 --parallel 8";
+
+constexpr char kNameText[] =
+    "Nothing is uploaded: the server only tells which name a package would get.\n"
+    "\n"
+    "Examples:\n"
+    "  orla name http://server/agent --type 7 --identity ws0042 inventory\n"
+    "  orla name --type 7 --identity=ws0042 --identity=-x http://server/agent";
+
+constexpr char kSendText[] =
+    "The whole file is held in memory while it is sent, once for each command that\n"
+    "--parallel runs at a time. The server's answer is, as a rule, the name under\n"
+    "which it stored the package.\n"
+    "\n"
+    "Examples:\n"
+    "  orla send http://server/agent result.pkg --type 7 --identity ws0042 inventory\n"
+    "  orla send http://server/agent result.pkg --type 7 --identity i --name new.pkg";
+
+constexpr char kGetText[] =
+    "FILE is replaced only when the download is complete: Ctrl-C leaves it as it\n"
+    "was. After it the rest of the reply is still read, and dropped; a second Ctrl-C\n"
+    "ends at once.\n"
+    "\n"
+    "Examples:\n"
+    "  orla get http://server /7-ws0042-inventory.pkg result.pkg\n"
+    "  orla get http://server /7-ws0042-inventory.pkg result.pkg --size 8000000\n"
+    "  orla get http://server '/a%20b.pkg?part=2' b.pkg --silent --json";
+
+/* What goes into a request as it stands must not end or split its first line. */
+std::string check_request_text(const std::string& text) {
+  const bool bad = std::any_of(text.begin(), text.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte <= 0x20 || byte == 0x7F;
+  });
+  return bad ? "blanks and control characters must be percent-encoded" : "";
+}
+
+std::string base_name(const std::string& file) {
+  const std::u8string utf8(file.begin(), file.end());
+  const std::u8string name = std::filesystem::path(utf8).filename().u8string();
+  return {name.begin(), name.end()};
+}
+
+CLI::App* add_command(CLI::App& app, Command command, const char* title, const char* text,
+                      Arguments& arguments) {
+  CLI::App* added = app.add_subcommand(command_name(command), title);
+  added->footer(std::string(text) + "\n\n" + kOutcome);
+  added->add_option("URL", arguments.request.url, "The server: http://host[:port]/path")
+      ->required()
+      ->type_name("");
+  return added;
+}
+
+void add_common(CLI::App* command, Arguments& arguments) {
+  command->add_flag("--json", arguments.json,
+                    "Print one line of JSON in place of the result, also\n"
+                    "on failure: ok, command, url, status, code, message,\n"
+                    "advice, bytes, seconds, result");
+  command->add_flag("--silent", arguments.silent,
+                    "Show no progress; failures are shown all the same");
+  CLI::Option* repeat = command
+                            ->add_option("--repeat", arguments.repeat,
+                                         "Run the command N times in all, 1 to 1000000, and\n"
+                                         "print in place of the results how many failed and\n"
+                                         "how long they took; Ctrl-C ends the run")
+                            ->type_name("N")
+                            ->check(CLI::Range(std::int64_t{1}, kMaxRepeat).description(""));
+  command
+      ->add_option("--parallel", arguments.parallel,
+                   "Run M of them at a time, 1 to 30, each on a thread\n"
+                   "and a connection of its own")
+      ->type_name("M")
+      ->check(CLI::Range(1, int{ORLA_MAX_CONNECTIONS}).description(""))
+      ->needs(repeat);
+}
+
+void add_kind(CLI::App* command, Request& request) {
+  command->add_option("--type", request.type, "The package's type, 1 to 65535")
+      ->required()
+      ->type_name("N")
+      ->check(CLI::Range(1, 65535).description(""));
+  command
+      ->add_option("--identity", request.identities,
+                   "What the package belongs to; several values, or\n"
+                   "several times; best put last")
+      ->required()
+      ->type_name("TEXT");
+}
+
+/* Tells why the command line cannot be run; the exit code is that of bad usage. */
+int refuse(const CLI::App& app, const CLI::ParseError& error,
+           const std::vector<std::string>& words) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  const std::string command = commands.empty() ? "" : commands.front()->get_name();
+  const std::string help = command.empty() ? "orla --help" : "orla " + command + " --help";
+  const Failure failure{error.what(), "run \"" + help + "\" for what it takes"};
+  print_failure(command, failure);
+  const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
+  if (json) print_json({command, "", {}, {}, failure, {}});
+  return 2;
+}
+
+}  // namespace
+
+CommandLine read_command_line(const std::vector<std::string>& words) {
+  CommandLine line;
+  Arguments& arguments = line.arguments;
+  Request& request = arguments.request;
+  CLI::App app{"The command-line client of a management server."};
+  app.name("orla");
+  app.get_formatter()->column_width(24);
+  // A download's target starts with a slash, on every system.
+  app.allow_windows_style_options(false);
+  app.set_version_flag("--version", "orla " ORLA_VERSION, "Print the program's version and exit");
+  app.require_subcommand(1);
+
+  CLI::App* version =
+      add_command(app, Command::kVersion, "Print the server's version", kVersionText, arguments);
+  add_common(version, arguments);
+
+  CLI::App* name =
+      add_command(app, Command::kName, "Print the name under which the server stores a package",
+                  kNameText, arguments);
+  add_kind(name, request);
+  add_common(name, arguments);
+
+  CLI::App* send = add_command(
+      app, Command::kSend, "Upload a package and print the server's answer", kSendText, arguments);
+  send->add_option("FILE", request.file, "The package, of less than 4 GiB")
+      ->required()
+      ->type_name("");
+  add_kind(send, request);
+  CLI::Option* given_name =
+      send->add_option("--name", request.name,
+                       "Name that the server is told; FILE's own by default,\n"
+                       "none if empty");
+  add_common(send, arguments);
+
+  CLI::App* get = add_command(app, Command::kGet, "Download a file", kGetText, arguments);
+  get->add_option("TARGET", request.target,
+                  "What to ask the server for: /path?query, sent as it\n"
+                  "stands. Of URL only host and port count")
+      ->required()
+      ->type_name("")
+      ->check([](const std::string& text) { return check_request_text(text); });
+  get->add_option("FILE", request.file,
+                  "Where to put it; with --parallel 2 or more, thread K\n"
+                  "writes FILE.K")
+      ->required()
+      ->type_name("");
+  get->add_option("--counter", request.counter, "Sent along as the download's counter")
+      ->check([](const std::string& text) { return check_request_text(text); });
+  get->add_option("--size", request.size,
+                  "The size to expect, in bytes: progress then tells\n"
+                  "the time left, and a file of another size is a\n"
+                  "failure, though it is in place")
+      ->type_name("N")
+      ->check(CLI::Range(std::int64_t{1}, INT64_MAX).description(""));
+  add_common(get, arguments);
+
+  // Last, so that the commands' own help does not repeat it.
+  app.footer(std::string(kAppText) + "\n\n" + kOutcome);
+
+  try {
+    app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+  } catch (const CLI::ParseError& error) {
+    const bool told = error.get_exit_code() == 0;
+    line.exit_code = told ? app.exit(error) : refuse(app, error, words);
+    return line;
+  }
+
+  if (version->parsed()) request.command = Command::kVersion;
+  if (name->parsed()) request.command = Command::kName;
+  if (send->parsed()) {
+    request.command = Command::kSend;
+    if (given_name->empty()) request.name = base_name(request.file);
+  }
+  if (get->parsed()) {
+    request.command = Command::kGet;
+    if (!request.target.starts_with('/')) request.target.insert(0, 1, '/');
+  }
+  return line;
+}
+
+}  // namespace orla

@@ -1,0 +1,93 @@
+#include "load.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <future>
+#include <mutex>
+#include <string>
+
+#include "Session.h"
+#include "system.h"
+
+namespace orla {
+namespace {
+
+/* What the threads share. */
+struct Run {
+  std::int64_t repeat;
+  std::atomic<std::int64_t> begun{0};
+  std::mutex mutex;  // guards all below
+  ProgressMeter& meter;
+  Load load;
+};
+
+/* Commands, until all have begun. */
+void work(Run& run, const Request& request, std::uint32_t handle) {
+  while (!interrupted() && run.begun++ < run.repeat) {
+    const Outcome outcome = perform(request, handle, nullptr);
+    const std::scoped_lock lock(run.mutex);
+    if (outcome.cancelled) return;
+    Load& load = run.load;
+    ++load.commands;
+    if (outcome.status != ORLA_OK || has_other_size(request, outcome)) {
+      ++load.failures[outcome.status];
+    } else {
+      load.times.push_back(outcome.seconds);
+      load.bytes += outcome.bytes;
+    }
+    run.meter.update(static_cast<std::uint64_t>(load.commands));
+  }
+}
+
+}  // namespace
+
+Load run_load(const Request& request, std::int64_t repeat, unsigned parallel,
+              ProgressMeter& meter) {
+  Run run{repeat, {}, {}, meter, {}};
+  // Made by this thread, so that a URL that cannot be read fails once.
+  std::deque<Connection> connections;
+  std::deque<Request> requests;
+  for (unsigned thread = 1; thread <= std::min<std::int64_t>(parallel, repeat); ++thread) {
+    connections.emplace_back(request.url);
+    requests.push_back(request);
+    if (request.command == Command::kGet && parallel > 1) {
+      requests.back().file += "." + std::to_string(thread);
+    }
+  }
+
+  const auto start = std::chrono::steady_clock::now();
+  {
+    std::vector<std::future<void>> threads;
+    try {
+      for (std::size_t i = 0; i < connections.size(); ++i) {
+        threads.push_back(std::async(std::launch::async, work, std::ref(run),
+                                     std::cref(requests[i]), connections[i].handle()));
+      }
+      for (std::future<void>& thread : threads) thread.get();
+    } catch (...) {
+      run.begun = repeat;  // The others end with the command that they are at.
+      throw;
+    }
+  }
+  Load load = std::move(run.load);
+  load.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  load.cancelled = interrupted() && load.commands < repeat;
+  std::sort(load.times.begin(), load.times.end());
+  return load;
+}
+
+std::optional<double> percentile(const std::vector<double>& times, unsigned percent) {
+  if (times.empty()) return std::nullopt;
+  // The nearest rank, from 1.
+  const std::size_t rank = (times.size() * percent + 99) / 100;
+  return times[std::max<std::size_t>(rank, 1) - 1];
+}
+
+bool has_other_size(const Request& request, const Outcome& outcome) {
+  return request.command == Command::kGet && outcome.status == ORLA_OK && request.size != 0 &&
+         outcome.bytes != static_cast<std::uint64_t>(request.size);
+}
+
+}  // namespace orla

@@ -1,0 +1,69 @@
+# Completion of orla for bash: subcommands, options and file names. Source this file, or install it
+# as "orla" in bash-completion's folder of completions. It needs nothing but bash itself.
+
+# _orla_words : the words of the command line up to the cursor, in words. Bash splits words also at
+# ":" and "=", which stand in URLs: what no blank separates is put together again.
+_orla_words() {
+  local rest=${COMP_LINE:0:COMP_POINT} i piece
+  words=()
+  for ((i = 0; i <= COMP_CWORD; i++)); do
+    piece=${COMP_WORDS[i]}
+    if ((i == 0)) || [[ $rest == [[:blank:]]* ]]; then
+      words+=("")
+      rest=${rest#"${rest%%[![:blank:]]*}"}
+    fi
+    # The last word may go on behind the cursor.
+    [[ $rest == "$piece"* ]] || piece=$rest
+    words[-1]+=$piece
+    rest=${rest#"$piece"}
+  done
+}
+
+_orla() {
+  local words word command="" options option="" places=0 files=0 i
+  _orla_words
+  local current=${words[-1]}
+  local common="--help --json --silent --repeat --parallel"
+  COMPREPLY=()
+
+  # Which subcommand, which option waits for its value, and how many places are taken.
+  for ((i = 1; i < ${#words[@]} - 1; i++)); do
+    word=${words[i]}
+    case $word in
+      --identity | --type | --name | --counter | --size | --repeat | --parallel) option=$word ;;
+      -*) option="" ;;
+      *)
+        if [[ -n $option ]]; then
+          # Identities go on up to the next option.
+          [[ $option == --identity ]] || option=""
+        elif [[ -z $command ]]; then
+          command=$word
+        else
+          ((++places))
+        fi
+        ;;
+    esac
+  done
+
+  case $command in
+    "") options="--help --version" ;;
+    version) options=$common ;;
+    name) options="--type --identity $common" ;;
+    send) options="--type --identity --name $common" files=2 ;;
+    get) options="--counter --size $common" files=3 ;;
+    *) return ;;
+  esac
+
+  if [[ -n $option && ! ($option == --identity && $current == -*) ]]; then
+    return # A value that only the user knows.
+  elif [[ $current == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+  elif [[ -z $command ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "version name send get" -- "$current")
+  elif ((places + 1 == files)); then
+    # A file, as bash itself completes it.
+    compopt -o default 2>/dev/null
+  fi
+}
+
+complete -F _orla orla

@@ -1,0 +1,121 @@
+#include "report.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "Session.h"
+#include "terminal.h"
+
+namespace orla {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+template <typename Value>
+Json value_or_null(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
+}
+
+Json text_or_null(const std::string& text) {
+  return text.empty() ? Json() : Json(text);
+}
+
+void print_line(const Json& object) {
+  // Bytes that are no UTF-8 become U+FFFD. ASCII alone passes through every console's code page.
+  std::puts(object.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
+}
+
+double a_second(const Load& load) {
+  return load.seconds > 0 ? static_cast<double>(load.commands) / load.seconds : 0;
+}
+
+struct Figure {
+  const char* title;
+  const char* key;
+  unsigned percent;
+};
+constexpr Figure kFigures[] = {{"fastest", "fastest", 0},
+                               {"median", "median", 50},
+                               {"90 in 100", "percentile_90", 90},
+                               {"99 in 100", "percentile_99", 99},
+                               {"slowest", "slowest", 100}};
+
+}  // namespace
+
+void print_failure(const std::string& command, const Failure& failure) {
+  const std::string who = command.empty() ? "orla:" : "orla: " + command + ":";
+  std::fprintf(stderr, "%s %s\n", in_red(who).c_str(), one_line(failure.message).c_str());
+  if (failure.advice.empty()) return;
+  std::fprintf(stderr, "%s %s\n", who.c_str(), one_line(failure.advice).c_str());
+}
+
+void print_result(Command command, const Outcome& outcome) {
+  if (command == Command::kGet) {
+    std::printf("%s: %llu bytes\n", outcome.result.c_str(),
+                static_cast<unsigned long long>(outcome.bytes));
+  } else {
+    std::printf("%s\n", one_line(outcome.result).c_str());
+  }
+}
+
+void print_json(const Account& account) {
+  const bool well = account.failure.message.empty();
+  print_line({{"ok", well},
+              {"command", text_or_null(account.command)},
+              {"url", text_or_null(account.url)},
+              {"status", value_or_null(account.status)},
+              {"code", value_or_null(account.code)},
+              {"message", account.failure.message},
+              {"advice", account.failure.advice},
+              {"bytes", account.outcome.bytes},
+              {"seconds", account.outcome.seconds},
+              {"result", well ? Json(account.outcome.result) : Json()}});
+}
+
+void print_load(const Load& load) {
+  std::printf("%-12s %llu, %llu failed\n", "commands",
+              static_cast<unsigned long long>(load.commands),
+              static_cast<unsigned long long>(load.failed()));
+  std::printf("%-12s %.3f\n", "seconds", load.seconds);
+  std::printf("%-12s %.1f\n", "a second", a_second(load));
+  if (load.bytes != 0) {
+    std::printf("%-12s %s\n", "bytes", transfer_summary(load.bytes, load.seconds).c_str());
+  }
+  for (const Figure& figure : kFigures) {
+    const std::optional<double> time = percentile(load.times, figure.percent);
+    if (time) std::printf("%-12s %.3f ms\n", figure.title, *time * 1000);
+  }
+}
+
+void print_load_json(const Request& request, const Load& load, const std::string& last_message) {
+  Json failures = Json::array();
+  for (const auto& [status, count] : load.failures) {
+    failures.push_back(
+        {{"status", status}, {"count", count}, {"meaning", meaning(request.command, status)}});
+  }
+  Json object = {{"ok", load.failed() == 0 && !load.cancelled},
+                 {"command", command_name(request.command)},
+                 {"url", request.url},
+                 {"commands", load.commands},
+                 {"failed", load.failed()},
+                 {"cancelled", load.cancelled},
+                 {"failures", failures},
+                 {"message", last_message},
+                 {"bytes", load.bytes},
+                 {"seconds", load.seconds},
+                 {"commands_a_second", a_second(load)}};
+  for (const Figure& figure : kFigures) {
+    object[figure.key] = value_or_null(percentile(load.times, figure.percent));
+  }
+  print_line(object);
+}
+
+void flush_output() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw std::runtime_error(
+        "the result cannot be written: check what the standard output goes to");
+  }
+}
+
+}  // namespace orla
