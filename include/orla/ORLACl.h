@@ -1,4 +1,5 @@
-/*
+/**
+ * @file
  * ORLACl: the client library through which a management agent talks to its central management
  * server.
  *
@@ -36,14 +37,14 @@
 extern "C" {
 #endif
 
-/* The platform's standard calling convention: the callee pops the arguments on 32-bit Windows. */
+/** The platform's standard calling convention: the callee pops the arguments on 32-bit Windows. */
 #if defined(_WIN32) && !defined(_WIN64)
 #define ORLA_CALL __stdcall
 #else
 #define ORLA_CALL
 #endif
 
-/* Marks a function of the library. Programs leave ORLA_BUILDING_LIBRARY undefined. On Windows the
+/** Marks a function of the library. Programs leave ORLA_BUILDING_LIBRARY undefined. On Windows the
  * import library gives the functions; a program needs nothing more. */
 #if defined(ORLA_BUILDING_LIBRARY) && !defined(_WIN32)
 #define ORLA_API __attribute__((visibility("default")))
@@ -51,71 +52,71 @@ extern "C" {
 #define ORLA_API
 #endif
 
-/* A status or code: what a function returns, and what ORLAGetLastError reads. */
+/** A status or code: what a function returns, and what ORLAGetLastError reads. */
 typedef uint32_t orla_status;
 
 enum {
-  /* Success. */
+  /** Success. */
   ORLA_OK = 0,
-  /* A general failure; an HTTP status that has no code of its own. */
+  /** A general failure; an HTTP status that has no code of its own. */
   ORLA_ERROR_GENERAL = 1,
-  /* The network, the server's reply or the wait for it failed; the message tells which. Also the
+  /** The network, the server's reply or the wait for it failed; the message tells which. Also the
    * status of ORLAGetVersion for a version text that is none. */
   ORLA_ERROR_TRANSPORT = 4,
-  /* A bad argument: an unknown handle, a null pointer, a text that is too long. */
+  /** A bad argument: an unknown handle, a null pointer, a text that is too long. */
   ORLA_ERROR_ARGUMENT = 6,
-  /* HTTP 401; or a local file that could not be closed or replaced. */
+  /** HTTP 401; or a local file that could not be closed or replaced. */
   ORLA_ERROR_UNAUTHORIZED = 9,
-  /* ORLADownloadFile: HTTP 404 or 403. */
+  /** ORLADownloadFile: HTTP 404 or 403. */
   ORLA_ERROR_NO_SUCH_DOWNLOAD = 10,
-  /* ORLASendPackage: a file of 4 GiB or more, or no memory for it. */
+  /** ORLASendPackage: a file of 4 GiB or more, or no memory for it. */
   ORLA_ERROR_TOO_LARGE = 11,
-  /* HTTP 400 or 501; or the progress function answered ORLA_PROGRESS_CANCEL. */
+  /** HTTP 400 or 501; or the progress function answered ORLA_PROGRESS_CANCEL. */
   ORLA_ERROR_REQUEST = 12,
-  /* HTTP 304; or the progress function answered ORLA_PROGRESS_ABANDON. */
+  /** HTTP 304; or the progress function answered ORLA_PROGRESS_ABANDON. */
   ORLA_ERROR_NOT_MODIFIED = 13,
-  /* ORLASendPackage: the local file, or a folder on its way, does not exist. */
+  /** ORLASendPackage: the local file, or a folder on its way, does not exist. */
   ORLA_ERROR_NO_SUCH_FILE = 14,
-  /* ORLASendPackage: reading the file gave fewer bytes than its size. */
+  /** ORLASendPackage: reading the file gave fewer bytes than its size. */
   ORLA_ERROR_SHORT_READ = 24,
-  /* HTTP 404 or 403, of the commands other than ORLADownloadFile. */
+  /** HTTP 404 or 403, of the commands other than ORLADownloadFile. */
   ORLA_ERROR_NOT_FOUND = 46,
-  /* The thread's code after a version text that is none (ORLAGetLastError). */
+  /** The thread's code after a version text that is none (ORLAGetLastError). */
   ORLA_ERROR_VERSION_TEXT = 58
 };
 
-/* No code was recorded for the calling thread. */
+/** No code was recorded for the calling thread. */
 #define ORLA_NO_CODE UINT32_C(0xFFFFFFFF)
 
-/* The status field of the progress record. */
+/** The status field of the progress record. */
 enum {
-  /* Data arrive: what the library writes before each call. Leave it to go on. */
+  /** Data arrive: what the library writes before each call. Leave it to go on. */
   ORLA_PROGRESS_DATA = 6,
-  /* Written by the progress function: the download fails with ORLA_ERROR_NOT_MODIFIED. */
+  /** Written by the progress function: the download fails with ORLA_ERROR_NOT_MODIFIED. */
   ORLA_PROGRESS_ABANDON = 9,
-  /* Written by the progress function: the download fails with ORLA_ERROR_REQUEST. */
+  /** Written by the progress function: the download fails with ORLA_ERROR_REQUEST. */
   ORLA_PROGRESS_CANCEL = 11
 };
 
-/* What the phase field of the progress record always holds. */
+/** What the phase field of the progress record always holds. */
 enum { ORLA_PROGRESS_PHASE = 1 };
 
-/* The largest number of connections at one time, free ones that wait for their reuse included. */
+/** The largest number of connections at one time, free ones that wait for their reuse included. */
 enum { ORLA_MAX_CONNECTIONS = 30 };
 
-/* The size of the library's message, in bytes: a buffer of this size holds every message whole. */
+/** The size of the library's message, in bytes: a buffer of this size holds every message whole. */
 enum { ORLA_MESSAGE_SIZE = 1024 };
 
 #pragma pack(push, 1)
-/*
+/**
  * The progress record of a download. The agent owns it and keeps it until ORLADownloadFile returns.
  *
- *   offset  size
- *        0     6  reserved: the library never touches it
- *        6     4  phase: ORLA_PROGRESS_PHASE
- *       10     4  status: written before each call; the progress function may overwrite it
- *       14   260  file_name: the path given to ORLADownloadFile, cut to 259 bytes
- *      274     4  byte_count: bytes written so far, modulo 2^32
+ *     offset  size
+ *          0     6  reserved: the library never touches it
+ *          6     4  phase: ORLA_PROGRESS_PHASE
+ *         10     4  status: written before each call; the progress function may overwrite it
+ *         14   260  file_name: the path given to ORLADownloadFile, cut to 259 bytes
+ *        274     4  byte_count: bytes written so far, modulo 2^32
  */
 typedef struct orla_progress_record {
   uint8_t reserved[6];
@@ -135,13 +136,14 @@ ORLA_ASSERT_OFFSET(byte_count, 274);
 #undef ORLA_ASSERT_OFFSET
 typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -1];
 
-/*
+/**
  * The progress function of a download, called on the thread that called ORLADownloadFile. It must
  * not throw, nor leave otherwise than by returning.
  *
- *   record  the record given to ORLADownloadFile, filled as above
- *   data    on the first call the first 512 bytes of the reply's body; null on every later call
- *   length  512 on the first call, 0 on every later one
+ * @param record  the record given to ORLADownloadFile, filled as above
+ * @param data    on the first call the first 512 bytes of the reply's body; null on every later
+ *                call
+ * @param length  512 on the first call, 0 on every later one
  *
  * The first call comes when 512 bytes have arrived, then one for each further piece: a file of
  * fewer than 512 bytes makes no call. The text of an error page is reported like a file; only
@@ -152,29 +154,30 @@ typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -
 typedef void(ORLA_CALL* orla_progress_fn)(orla_progress_record* record, const void* data,
                                           uint32_t length);
 
-/*
+/**
  * Makes the library ready; ORLAConnect needs it.
  *
- *   flag  only the low 16 bits count: non-zero means that `text` must be given
- *   text  tested only when the flag is set, and never kept
+ * @param flag  only the low 16 bits count: non-zero means that `text` must be given
+ * @param text  tested only when the flag is set, and never kept
  *
- * ORLA_OK; ORLA_ERROR_ARGUMENT when the flag is set and `text` is null or empty. Once initialised,
- * a further call returns ORLA_OK without looking at its arguments.
+ * @return ORLA_OK; ORLA_ERROR_ARGUMENT when the flag is set and `text` is null or empty. Once
+ * initialised, a further call returns ORLA_OK without looking at its arguments.
  */
 ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
 
-/*
+/**
  * Names a server. No network connection is made until a command.
  *
- *   url         "http://host[:port]/path"; port 80 when it is left out, also for an "https" URL,
- *               which is spoken to in plain HTTP. A query in it is ignored. URLs of other schemes
- *               (ftp, file, news, ...) are taken as well, and their host is spoken to in HTTP.
- *   credential  kept with the connection, and sent to nobody; null counts as empty
- *   reserved    not used
- *   handle      takes the connection's handle, never 0; 0 on failure
+ * @param url         "http://host[:port]/path"; port 80 when it is left out, also for an "https"
+ *                    URL, which is spoken to in plain HTTP. A query in it is ignored. URLs of other
+ *                    schemes (ftp, file, news, ...) are taken as well, and their host is spoken to
+ *                    in HTTP.
+ * @param credential  kept with the connection, and sent to nobody; null counts as empty
+ * @param reserved    not used
+ * @param handle      takes the connection's handle, never 0; 0 on failure
  *
- * ORLA_OK, or ORLA_ERROR_GENERAL: `handle` is null; the URL cannot be read (the message says so);
- * ORLA_MAX_CONNECTIONS exist and none is free for this URL (no message).
+ * @return ORLA_OK, or ORLA_ERROR_GENERAL: `handle` is null; the URL cannot be read (the message
+ * says so); ORLA_MAX_CONNECTIONS exist and none is free for this URL (no message).
  *
  * A connection that was disconnected is used again, under the handle that it had. A URL that cannot
  * be read replaces those of all free connections on its way.
@@ -189,54 +192,57 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
 ORLA_API orla_status ORLA_CALL ORLAConnect(const char* url, const char* credential,
                                            uint32_t reserved, uint32_t* handle);
 
-/*
+/**
  * Gives a connection back for reuse. A command still finds the handle until it is reused or
  * ORLACleanup runs.
  *
- * ORLA_OK, also when it is free already; ORLA_ERROR_ARGUMENT for an unknown handle.
+ * @param handle  the connection
+ *
+ * @return ORLA_OK, also when it is free already; ORLA_ERROR_ARGUMENT for an unknown handle.
  */
 ORLA_API orla_status ORLA_CALL ORLADisconnect(uint32_t handle);
 
-/*
+/**
  * Asks under which name a package is to be stored.
  *
- *   handle      the connection
- *   type        the package's type: only the low 16 bits count. Type 0 asks the version instead.
- *   count       how many identities: only the low 16 bits count
- *   identities  `count` strings, sent percent-encoded and announced as UTF-8; one that takes more
- *               than 2069 bytes when encoded is sent as it stands. Must not be null, also when
- *               `count` is 0.
- *   name        takes the server's answer, up to its first zero byte; has room for one byte at the
- *               least
- *   size        in: the size of `name` in bytes. The answer is cut to it and padded with zeros up
- *               to it, and has no terminating zero when it is that long or longer. Out: the
- *               answer's length when that is smaller than the size; otherwise left as it was.
+ * @param handle      the connection
+ * @param type        the package's type: only the low 16 bits count. Type 0 asks the version
+ *                    instead.
+ * @param count       how many identities: only the low 16 bits count
+ * @param identities  `count` strings, sent percent-encoded and announced as UTF-8; one that takes
+ *                    more than 2069 bytes when encoded is sent as it stands. Must not be null, also
+ *                    when `count` is 0.
+ * @param name        takes the server's answer, up to its first zero byte; has room for one byte at
+ *                    the least
+ * @param size        in: the size of `name` in bytes. The answer is cut to it and padded with zeros
+ *                    up to it, and has no terminating zero when it is that long or longer. Out: the
+ *                    answer's length when that is smaller than the size; otherwise left as it was.
  *
- * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle (and then `name` is the empty text), or a null
- * `identities`, `name` or `size`; otherwise why the request failed, with a message, and `name` is
- * the empty text. When an identity is null, or the path of the URL and the parameters together
- * exceed 2069 bytes, the request goes out without a target, for the server to refuse.
+ * @return ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle (and then `name` is the empty text),
+ * or a null `identities`, `name` or `size`; otherwise why the request failed, with a message, and
+ * `name` is the empty text. When an identity is null, or the path of the URL and the parameters
+ * together exceed 2069 bytes, the request goes out without a target, for the server to refuse.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type, uint32_t count,
                                                   const char* const* identities, char* name,
                                                   uint32_t* size);
 
-/*
+/**
  * Uploads a package. The whole file is held in memory while it is sent.
  *
- *   handle, type, count
- *               as for ORLAGetPackageName
- *   identities  likewise, but may be null when `count` is 0
- *   path        the local file, of less than 4 GiB, with a path of at most 519 bytes in the
- *               system's own encoding
- *   name        in: the file name that the server is told, encoded like an identity; none when
- *               empty or null. Out: the server's answer, cut to the size and padded with zeros up
- *               to it, without a terminating zero when it is that long or longer.
- *   size        in: the size of `name` in bytes; 0, or a value above 0x7FFFFFFF, takes no answer.
- *               Out: the number of bytes sent; 0xFFFFFFFF on failure. Must not be null.
+ * @param handle,type,count  as for ORLAGetPackageName
+ * @param identities  likewise, but may be null when `count` is 0
+ * @param path        the local file, of less than 4 GiB, with a path of at most 519 bytes in the
+ *                    system's own encoding
+ * @param name        in: the file name that the server is told, encoded like an identity; none when
+ *                    empty or null. Out: the server's answer, cut to the size and padded with zeros
+ *                    up to it, without a terminating zero when it is that long or longer.
+ * @param size        in: the size of `name` in bytes; 0, or a value above 0x7FFFFFFF, takes no
+ *                    answer. Out: the number of bytes sent; 0xFFFFFFFF on failure. Must not be
+ *                    null.
  *
- * ORLA_OK. Without a message: ORLA_ERROR_ARGUMENT for an unknown handle, a null identity, a bad
- * path, or a target (the path of the URL, the parameters and the file name) of more than 2069
+ * @return ORLA_OK. Without a message: ORLA_ERROR_ARGUMENT for an unknown handle, a null identity, a
+ * bad path, or a target (the path of the URL, the parameters and the file name) of more than 2069
  * bytes; ORLA_ERROR_NO_SUCH_FILE; ORLA_ERROR_GENERAL for a file that cannot be opened;
  * ORLA_ERROR_TOO_LARGE; ORLA_ERROR_SHORT_READ. Otherwise why the request failed, with a message.
  */
@@ -244,20 +250,21 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
                                                const char* const* identities, const char* path,
                                                char* name, uint32_t* size);
 
-/*
+/**
  * Downloads a file. It is written to a temporary file beside `path`, which takes its place when the
  * reply is complete; until then, and when the download fails, the old file is untouched.
  *
- *   handle    the connection; only its host and port are used
- *   target    the request target, "/" first, sent as it stands
- *   path      the local file: at most 519 bytes in the system's own encoding, with a folder in it
- *             (".\\file" on Windows, "./file" elsewhere)
- *   progress  called as data arrive. With a null function nothing is read, and the download fails.
- *   record    the progress record; must not be null. Its byte_count is the file's size, modulo
- *             2^32, after success.
- *   counter   sent as "&Counter=" behind the target, as it stands; null sends none
+ * @param handle    the connection; only its host and port are used
+ * @param target    the request target, "/" first, sent as it stands
+ * @param path      the local file: at most 519 bytes in the system's own encoding, with a folder in
+ *                  it (".\\file" on Windows, "./file" elsewhere)
+ * @param progress  called as data arrive. With a null function nothing is read, and the download
+ *                  fails.
+ * @param record    the progress record; must not be null. Its byte_count is the file's size, modulo
+ *                  2^32, after success.
+ * @param counter   sent as "&Counter=" behind the target, as it stands; null sends none
  *
- * ORLA_OK: the file is in place with all its bytes. A reply that states no length, or
+ * @return ORLA_OK: the file is in place with all its bytes. A reply that states no length, or
  * "Connection: close", ends where the server closes: a connection lost on the way cannot be told
  * from the end then. One that states a length of 4 GiB or more is refused with
  * ORLA_ERROR_TRANSPORT; so is one whose head exceeds 1 MiB, of any command.
@@ -272,46 +279,48 @@ ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* tar
                                                 const char* path, orla_progress_fn progress,
                                                 orla_progress_record* record, const char* counter);
 
-/*
+/**
  * Ends every connection and leaves the library uninitialised. Commands that run in other threads
  * end as they would have.
  *
- * ORLA_OK; ORLA_ERROR_GENERAL, with nothing done, when the table of connections cannot be locked.
+ * @return ORLA_OK; ORLA_ERROR_GENERAL, with nothing done, when the table of connections cannot be
+ * locked.
  */
 ORLA_API orla_status ORLA_CALL ORLACleanup(void);
 
-/*
+/**
  * Asks the server's version.
  *
- *   major, minor  take the first two numbers of the version, modulo 65536; 0 on failure. Must not
- *                 be null.
+ * @param handle       the connection
+ * @param major,minor  take the first two numbers of the version, modulo 65536; 0 on failure. Must
+ *                     not be null.
  *
- * ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a path of the URL that is too long;
+ * @return ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a path of the URL that is too long;
  * ORLA_ERROR_TRANSPORT, with ORLA_ERROR_VERSION_TEXT as the thread's code, for an answer that is
  * not of the form digits.digits.digits (no message) and for HTTP 304; otherwise why the request
  * failed, with a message.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, uint16_t* minor);
 
-/*
+/**
  * Reads the calling thread's code.
  *
- *   code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts
- *         while the library is loaded begins with 0. Must not be null.
+ * @param code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts
+ *              while the library is loaded begins with 0. Must not be null.
  *
- * 0, or 1 when the code is ORLA_NO_CODE.
+ * @return 0, or 1 when the code is ORLA_NO_CODE.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetLastError(uint32_t* code);
 
-/*
+/**
  * Reads the library's message: that of the last failure with a message, of any connection in any
  * thread. Empty at first. Nothing clears it: a failure without a message leaves the one before.
  *
- *   buffer  takes the message; nothing is written to a null one
- *   size    its size in bytes. A message that is as long or longer fills the buffer and gets no
- *           terminating zero.
+ * @param buffer  takes the message; nothing is written to a null one
+ * @param size    its size in bytes. A message that is as long or longer fills the buffer and gets
+ *                no terminating zero.
  *
- * Always 0.
+ * @return Always 0.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetLastErrorMsg(char* buffer, uint32_t size);
 

@@ -1,0 +1,386 @@
+"""ORLACl for Python: the ten functions of the client library, over ctypes.
+
+    import orlacl
+
+    with orlacl.Library() as library, library.connect("http://server/agent") as server:
+        print("%d.%d" % server.version())
+        server.send("result.pkg", 7, ["ws0042", "inventory"])
+        server.download("/7-ws0042-inventory.pkg", "copy.pkg")
+
+Python 3.9 or later. On Windows it must be a 32-bit Python, as the library is.
+
+Texts are str, sent as UTF-8, or bytes, sent as they are. Local paths are in the system's own
+encoding, and on Windows limited to the characters of its code page. What the library refuses or
+meets is raised as Error; what cannot be passed to it, as ValueError or TypeError.
+
+Any thread may use any object. Other Python threads run on while a command waits.
+"""
+from __future__ import annotations
+
+import ctypes
+import ctypes.util
+import enum
+import functools
+import os
+import sys
+import threading
+from typing import Any, Callable, Generator, Iterable, NamedTuple, Optional, Union
+
+__all__ = ["Connection", "Error", "Library", "PROGRESS_ABANDON", "PROGRESS_CANCEL", "Sent",
+           "Status"]
+
+Text = Union[str, bytes]
+Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
+
+#: What a progress function returns to stop a download: Error with REQUEST, or with NOT_MODIFIED.
+PROGRESS_CANCEL = 11
+PROGRESS_ABANDON = 9
+
+if sys.platform == "win32":
+    _WINDOWS, _open, _function = True, ctypes.WinDLL, ctypes.WINFUNCTYPE
+else:
+    _WINDOWS, _open, _function = False, ctypes.CDLL, ctypes.CFUNCTYPE
+_FILE_NAMES = ("ORLACl.dll",) if _WINDOWS else ("libORLACl.so.1", "libORLACl.so")
+_MESSAGE_SIZE = 1024
+_ANSWER_SIZE = 64 * 1024
+_NO_CODE = 0xFFFFFFFF
+
+
+class Status(enum.IntEnum):
+    """What a function of the library returns; the header says when."""
+
+    OK = 0
+    GENERAL = 1
+    TRANSPORT = 4
+    ARGUMENT = 6
+    UNAUTHORIZED = 9
+    NO_SUCH_DOWNLOAD = 10
+    TOO_LARGE = 11
+    REQUEST = 12
+    NOT_MODIFIED = 13
+    NO_SUCH_FILE = 14
+    SHORT_READ = 24
+    NOT_FOUND = 46
+    VERSION_TEXT = 58
+
+
+#: The statuses that never come with a message: the library's is that of an earlier failure.
+_WITHOUT_MESSAGE = (Status.ARGUMENT, Status.TOO_LARGE, Status.NO_SUCH_FILE, Status.SHORT_READ)
+
+
+class Error(Exception):
+    """A function of the library failed.
+
+    status   what it returned
+    code     the calling thread's code, None when it has none. Only Connection.version sets one,
+             VERSION_TEXT, and it stays.
+    message  the library's message, read right after the failure. The library keeps one for the
+             process, and a failure without a message leaves the one before: so it can be that of
+             an earlier failure, or of another thread's. Empty for a status that never has one.
+    """
+
+    def __init__(self, call: str, status: int, code: Optional[int], message: str) -> None:
+        name = Status(status).name if status in Status.__members__.values() else "unknown"
+        super().__init__(f"{call}: status {status} ({name})" + (f": {message}" if message else ""))
+        self.status = status
+        self.code = code
+        self.message = message
+
+
+class Sent(NamedTuple):
+    """A package that was uploaded: the server's answer, and the number of bytes."""
+
+    answer: str
+    size: int
+
+
+class _Record(ctypes.Structure):
+    """The progress record: 278 bytes without gaps."""
+
+    _layout_ = "ms"
+    _pack_ = 1
+    _fields_ = [("reserved", ctypes.c_uint8 * 6), ("phase", ctypes.c_uint32),
+                ("status", ctypes.c_uint32), ("file_name", ctypes.c_char * 260),
+                ("byte_count", ctypes.c_uint32)]
+
+
+_u32, _text, _out32 = ctypes.c_uint32, ctypes.c_char_p, ctypes.POINTER(ctypes.c_uint32)
+_out16, _texts = ctypes.POINTER(ctypes.c_uint16), ctypes.POINTER(ctypes.c_char_p)
+_Callback = _function(None, ctypes.POINTER(_Record), ctypes.c_void_p, _u32)
+
+_FUNCTIONS: "dict[str, tuple[Any, ...]]" = {
+    "ORLAInitialize": (_u32, _text),
+    "ORLAConnect": (_text, _text, _u32, _out32),
+    "ORLADisconnect": (_u32,),
+    "ORLAGetPackageName": (_u32, _u32, _u32, _texts, ctypes.c_void_p, _out32),
+    "ORLASendPackage": (_u32, _u32, _u32, _texts, _text, ctypes.c_void_p, _out32),
+    "ORLADownloadFile": (_u32, _text, _text, _Callback, ctypes.POINTER(_Record), _text),
+    "ORLACleanup": (),
+    "ORLAGetVersion": (_u32, _out16, _out16),
+    "ORLAGetLastError": (_out32,),
+    "ORLAGetLastErrorMsg": (ctypes.c_void_p, _u32),
+}
+
+
+def _load(path: Optional[Path]) -> ctypes.CDLL:
+    """The library, its functions declared under their plain names."""
+    path = path or os.environ.get("ORLA_LIBRARY")
+    folder = os.path.dirname(os.path.abspath(__file__))
+    beside = [os.path.join(folder, name) for name in _FILE_NAMES]
+    if path:
+        name = os.fsdecode(path)
+        candidates = [os.path.abspath(name) if os.path.exists(name) else name]
+    elif any(map(os.path.exists, beside)):
+        candidates = list(filter(os.path.exists, beside))
+    else:
+        candidates = [*_FILE_NAMES]
+        in_path = ctypes.util.find_library("ORLACl") if _WINDOWS else None
+        if in_path:
+            candidates.append(in_path)
+
+    failure: Optional[OSError] = None
+    for candidate in candidates:
+        try:
+            library = _open(candidate)
+            break
+        except OSError as error:
+            failure = failure or error
+    else:
+        hint = "name its file as an argument or in ORLA_LIBRARY"
+        if _WINDOWS and sys.maxsize > 2**32:
+            hint = "it is for 32-bit programs, and this Python is a 64-bit one"
+        raise OSError(f"ORLACl cannot be loaded: {failure} ({hint})") from failure
+    for function, arguments in _FUNCTIONS.items():
+        # A 32-bit DLL exports each under its name and the size of its arguments.
+        entry = library[f"_{function}@{4 * len(arguments)}" if _WINDOWS else function]
+        entry.argtypes, entry.restype = arguments, _u32
+        setattr(library, function, entry)
+    return library
+
+
+def _bytes(text: Text, what: str) -> bytes:
+    encoded = text.encode("utf-8", "surrogateescape") if isinstance(text, str) else bytes(text)
+    if b"\0" in encoded:
+        raise ValueError(f"{what} holds a zero byte: {text!r}")
+    return encoded
+
+
+def _target(text: Text, what: str) -> bytes:
+    """What goes into the request line as it stands must not end or split it."""
+    encoded = _bytes(text, what)
+    if any(byte <= 0x20 or byte == 0x7F for byte in encoded):
+        raise ValueError(f"{what} holds characters that must be percent-encoded: {text!r}")
+    return encoded
+
+
+def _path(path: Path) -> bytes:
+    """The path as the library takes it: with a folder in it, and the system's own separators."""
+    name = os.fsdecode(path)
+    if os.altsep:
+        name = name.replace(os.altsep, os.sep)
+    if os.sep not in name:
+        name = os.path.join(os.curdir, name)
+    return _bytes(name.encode("mbcs", "strict") if _WINDOWS else os.fsencode(name), "the path")
+
+
+class _Use:
+    """What the objects that share one loaded library must agree on."""
+
+    def __init__(self) -> None:
+        self.lock = threading.Lock()
+        self.entered = 0
+        #: Counts the clean-ups. A handle from before one may by now be another connection's.
+        self.period = 0
+
+
+_uses: "dict[int, _Use]" = {}
+
+
+class Library:
+    """The loaded library, found by `path`, else by the environment variable ORLA_LIBRARY, else
+    beside this module, else by the system. OSError when there is none.
+
+    As a context manager it is initialised for the block. The library itself does not count: one
+    clean-up ends the connections of the whole process. So blocks are counted here, and the last one
+    to end cleans up. Do not mix them with initialize and cleanup.
+    """
+
+    def __init__(self, path: Optional[Path] = None) -> None:
+        self._dll = _load(path)
+        self._use = _uses.setdefault(self._dll._handle, _Use())
+
+    def __enter__(self) -> Library:
+        with self._use.lock:
+            if self._use.entered == 0:
+                self.initialize()
+            self._use.entered += 1
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        with self._use.lock:
+            self._use.entered -= 1
+            if self._use.entered == 0:
+                self.cleanup()
+
+    def initialize(self, flag: int = 0, text: Optional[Text] = None) -> None:
+        """Makes the library ready. With a flag other than 0, `text` must not be empty."""
+        given = None if text is None else _bytes(text, "the text")
+        self._require("initialize", self._dll.ORLAInitialize(flag, given))
+
+    def cleanup(self) -> None:
+        """Ends every connection of the process. A further initialize starts anew."""
+        self._use.period += 1
+        self._require("cleanup", self._dll.ORLACleanup())
+
+    def connect(self, url: Text, credential: Text = "") -> Connection:
+        """A connection to the server that the URL names; nothing is sent yet. The credential is
+        kept, and sent to nobody."""
+        handle = _u32()
+        self._require("connect", self._dll.ORLAConnect(
+            _target(url, "the URL"), _bytes(credential, "the credential"), 0, ctypes.byref(handle)))
+        return Connection(self, handle.value)
+
+    def last_error(self) -> Optional[int]:
+        """The calling thread's code; None when it has none."""
+        code = _u32()
+        self._dll.ORLAGetLastError(ctypes.byref(code))
+        return None if code.value == _NO_CODE else code.value
+
+    def last_message(self) -> str:
+        """The library's message: that of the last failure with one, of any thread."""
+        # A full message has no terminating zero: that is the last byte here.
+        message = ctypes.create_string_buffer(_MESSAGE_SIZE + 1)
+        self._dll.ORLAGetLastErrorMsg(message, _MESSAGE_SIZE)
+        return message.value.decode("utf-8", "backslashreplace")
+
+    def _require(self, call: str, status: int) -> None:
+        if status != Status.OK:
+            message = "" if status in _WITHOUT_MESSAGE else self.last_message()
+            raise Error(call, status, self.last_error(), message)
+
+
+class Connection:
+    """A server, by Library.connect. As a context manager it is given back at the end of the block.
+
+    Once it is given back, or the library was cleaned up, its commands raise Error with ARGUMENT.
+    """
+
+    def __init__(self, library: Library, handle: int) -> None:
+        self._library = library
+        self._period = library._use.period
+        self._own = [handle]  # Whoever takes it out disconnects.
+
+    def __enter__(self) -> Connection:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.disconnect()
+
+    @property
+    def handle(self) -> int:
+        """The library's handle; 0, which is none, when this object no longer owns it."""
+        own = self._own[:1]
+        return own[0] if own and self._period == self._library._use.period else 0
+
+    def disconnect(self) -> None:
+        """Gives the connection back. A second time nothing happens: the handle may be another's."""
+        handle = self.handle
+        try:
+            self._own.pop()
+        except IndexError:
+            return  # Another thread was first.
+        if handle:
+            self._library._require("disconnect", self._library._dll.ORLADisconnect(handle))
+
+    def version(self) -> "tuple[int, int]":
+        """The first two numbers of the server's version."""
+        major, minor = ctypes.c_uint16(), ctypes.c_uint16()
+        self._library._require("version", self._library._dll.ORLAGetVersion(
+            self.handle, ctypes.byref(major), ctypes.byref(minor)))
+        return major.value, minor.value
+
+    def package_name(self, type: int, identities: Iterable[Text] = ()) -> str:
+        """The name under which a package is to be stored. The type is 1 to 65535."""
+        answer, size = ctypes.create_string_buffer(_ANSWER_SIZE + 1), _u32(_ANSWER_SIZE)
+        self._library._require("package_name", self._library._dll.ORLAGetPackageName(
+            self.handle, *_kind(type, identities), answer, ctypes.byref(size)))
+        return answer.value.decode("utf-8", "surrogateescape")
+
+    def send(self, path: Path, type: int, identities: Iterable[Text] = (),
+             name: Optional[Text] = None) -> Sent:
+        """Uploads the file at `path`, which is held in memory meanwhile, below 4 GiB. The server is
+        told `name`: the file's own by default, none when it is empty."""
+        local = _path(path)
+        told = _bytes(os.path.basename(os.fsdecode(path)) if name is None else name, "the name")
+        # The name goes in and the answer comes out in one buffer.
+        answer = ctypes.create_string_buffer(told, max(_ANSWER_SIZE, len(told)) + 1)
+        size = _u32(_ANSWER_SIZE)
+        self._library._require("send", self._library._dll.ORLASendPackage(
+            self.handle, *_kind(type, identities), local, answer, ctypes.byref(size)))
+        return Sent(answer.value.decode("utf-8", "surrogateescape"), size.value)
+
+    def download(self, target: Text, path: Path,
+                 progress: Optional[Callable[[int, bytes], Optional[int]]] = None,
+                 counter: Optional[Text] = None) -> int:
+        """Downloads into the file at `path`, which is replaced when all is there, and untouched
+        before. Returns the number of bytes.
+
+        `progress` is called with the number of bytes so far and, the first time, with the first 512
+        bytes (b"" later); never for a file below 512 bytes. An exception that it raises cancels the
+        download and comes out of here; so does KeyboardInterrupt, once further data arrive. To
+        return PROGRESS_CANCEL or PROGRESS_ABANDON makes the download fail with Error. The rest of
+        the reply is read in each case, and dropped.
+        """
+        sent, local = _target(target, "the target"), _path(path)
+        count = None if counter is None else _target(counter, "the counter")
+        record = _Record()
+        failures: "list[BaseException]" = []
+        listener = _listen(record, progress, failures)
+        next(listener)
+        # A signal's exception may rise before the first line of a function, where no "try" catches
+        # it, and ctypes drops what leaves a callback. A generator waits inside its "try": it takes
+        # the three arguments, one after the other, as the key function of max().
+        callback = _Callback(functools.partial(max, key=listener.send))
+        status = self._library._dll.ORLADownloadFile(self.handle, sent, local, callback,
+                                                     ctypes.byref(record), count)
+        total = listener.send(None)
+        listener.close()
+        if failures:
+            raise failures[0]
+        self._library._require("download", status)
+        return total + int(record.byte_count - total) % 2**32
+
+
+def _kind(type: int,
+          identities: Iterable[Text]) -> "tuple[int, int, ctypes.Array[ctypes.c_char_p]]":
+    """The arguments that say what a package is."""
+    if not 1 <= type <= 65535:
+        raise ValueError(f"the type must be 1 to 65535: {type}")
+    if isinstance(identities, (str, bytes)):
+        raise TypeError("the identities are a list of texts, not one text")
+    texts = [_bytes(identity, "an identity") for identity in identities]
+    if len(texts) > 65535:
+        raise ValueError(f"at most 65535 identities: {len(texts)}")
+    # Never null, also for no identity at all.
+    return type, len(texts), (ctypes.c_char_p * (len(texts) + 1))(*texts)
+
+
+def _listen(record: _Record, progress: Optional[Callable[[int, bytes], Optional[int]]],
+            failures: "list[BaseException]") -> Generator[int, Optional[int], None]:
+    """Takes the three arguments of each progress call, and gives the number of bytes so far."""
+    total = 0
+    while True:
+        try:
+            yield total  # The record's address.
+            data = yield total
+            length = yield total
+            total += (record.byte_count - total) % 2**32
+            if progress and not failures:
+                answer = progress(total, ctypes.string_at(data, length or 0) if data else b"")
+                if answer in (PROGRESS_CANCEL, PROGRESS_ABANDON):
+                    record.status = answer
+        except GeneratorExit:
+            return
+        except BaseException as error:  # Whatever it is, the caller gets it.
+            failures.append(error)
+            record.status = PROGRESS_CANCEL

@@ -1,0 +1,35 @@
+#!/usr/bin/env python3
+"""An agent in Python: asks the server's version and, given a target and a file, downloads.
+
+    agent.py URL [TARGET FILE]
+
+Needs bindings/python/orlacl.py in PYTHONPATH, and the library where the module finds it: beside it,
+in the system's folders, or named by ORLA_LIBRARY.
+"""
+import sys
+
+import orlacl
+
+
+def show(count: int, preview: bytes) -> None:
+    if preview:
+        print(f"It begins with {preview[:16]!r}.")
+
+
+def main(url: str, *download: str) -> int:
+    try:
+        with orlacl.Library() as library, library.connect(url) as server:
+            print("The server has version %d.%d." % server.version())
+            if download:
+                target, path = download
+                print(f"{path}: {server.download(target, path, show)} bytes.")
+    except orlacl.Error as error:
+        print(f"Failed: {error}")
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) not in (2, 4):
+        sys.exit(__doc__)
+    sys.exit(main(*sys.argv[1:]))
