@@ -1,0 +1,40 @@
+"""The tools of an unpacked package start; an agent built against it does its work.
+
+usage: agent_test.py TREE VERSION DEVSERVER CMAKE_ARGUMENT...
+EMULATOR in the environment runs programs for Windows."""
+import os
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+import programs
+
+TREE, VERSION, DEVSERVER, *WAY = sys.argv[1:]
+EMULATOR = os.environ.get("EMULATOR")
+
+
+class AgentTest(programs.ProgramTestCase):
+    def expect_from(self, program, output, *arguments):
+        programs.ARGUMENTS.client = program
+        self.expect(0, output, "", *arguments)
+
+    def test(self):
+        programs.ARGUMENTS.devserver = DEVSERVER
+        programs.ARGUMENTS.emulator = [EMULATOR] if EMULATOR else []
+        for tool in Path(TREE, "bin").glob("orla*"):  # What is there stands in the list of files.
+            self.expect_from(tool, f"{tool.stem} {VERSION}\n", "--version")
+
+        build, content = self.folder / "build", os.urandom(5000)
+        (self.work / "sent").write_bytes(content)
+        with programs.DevServer(self.stored, "--server-version", "5.10.1234") as server:
+            for step in (["-S", Path(__file__).parent, "-B", build, "-G", "Ninja", *WAY,
+                          f"-DAGENT_URL={server.url}", f"-DTREE={TREE}", f"-DVERSION={VERSION}"],
+                         ["--build", build]):
+                subprocess.run(["cmake", *step], check=True)
+            self.expect_from(build / ("agent.exe" if EMULATOR else "agent"), "")
+        self.assertEqual((self.work / "received").read_bytes(), content)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
