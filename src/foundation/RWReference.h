@@ -19,24 +19,23 @@ class RWReference {
   void addReference() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
   /// The number of references left.
   unsigned removeReference() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
-  bool isReferenced() const noexcept { return references() != 0; }
-
- protected:
-  unsigned references() const noexcept { return count_.load(std::memory_order_acquire); }
+  bool isReferenced() const noexcept { return count_.load(std::memory_order_relaxed) != 0; }
 
  private:
   std::atomic<unsigned> count_{0};
 };
 
-/// A reference-counted body whose count is changed under a lock of its own, as long as there is
-/// anybody to lock out: whoever takes the first reference to a body, or lets go of the only one, is
-/// alone with it, and takes no lock.
+/// A reference-counted body whose count is changed under a lock of its own, once it has had two
+/// references at a time: until then there is nobody to lock out.
 template <class Lock>
 class RWTCountingBody : public RWReference {
  public:
   /// Adds nothing when the lock raises.
   void addReference() {
-    if (references() == 0) return RWReference::addReference();
+    if (!isReferenced()) return RWReference::addReference();
+    // Before anybody else can hold the second reference, and ever after: whoever lets go of the last
+    // one must wait for those who are still letting go of theirs.
+    wasShared_.store(true, std::memory_order_relaxed);
     lock_.acquire();
     RWReference::addReference();
     try {
@@ -49,7 +48,7 @@ class RWTCountingBody : public RWReference {
   /// What the lock raises is dropped: the count is right without it, and a reference that could not
   /// be let go of would leak the body. A lock that fails is reported when it is destroyed.
   unsigned removeReference() noexcept {
-    if (references() == 1) return RWReference::removeReference();
+    if (!wasShared_.load(std::memory_order_relaxed)) return RWReference::removeReference();
     try {
       lock_.acquire();
     } catch (...) {
@@ -64,6 +63,7 @@ class RWTCountingBody : public RWReference {
   }
 
  private:
+  std::atomic<bool> wasShared_{false};
   Lock lock_;
 };
 

@@ -7,7 +7,7 @@
 
 namespace orla {
 
-/// A reference-counted body whose count is guarded by a mutex.
+/// A reference-counted body whose count is guarded by a mutex as soon as it is shared.
 class RWBodyBase : public RWTCountingBody<RWMutexLock> {};
 
 /// The body that `handle` holds; throws RWTHRInvalidPointer when it holds none.

@@ -1,4 +1,7 @@
+#include <atomic>
 #include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
 
 #include "foundation/RWCString.h"
 #include "foundation/RWReference.h"
@@ -40,6 +43,39 @@ TEST(RWTHandle, FreesTheBodyOnceWhicheverLockOperationFails) {
     }
     EXPECT_EQ(destroyed, 1) << failAt;
   }
+}
+
+static std::atomic<int> comers, gone;
+static std::atomic<bool> letsGo;
+
+// Its first release after the second acquire lasts until another thread comes, or frees the body.
+struct SlowLock {
+  void acquire() {
+    ++comers;
+    mutex.lock();
+  }
+  void release() {
+    if (comers == 2) {
+      letsGo = true;
+      while (comers == 2 && gone == 0) std::this_thread::yield();
+      EXPECT_EQ(gone, 0);
+    }
+    mutex.unlock();
+  }
+  std::mutex mutex;
+};
+
+struct SharedBody : RWTCountingBody<SlowLock> {
+  ~SharedBody() override { ++gone; }
+};
+
+TEST(RWTHandle, FreesNoBodyThatAnotherThreadIsStillLettingGoOf) {
+  RWTHandle<SharedBody> ours(new SharedBody), theirs = ours;
+  std::thread other([&] { theirs = RWTHandle<SharedBody>(); });
+  while (!letsGo) std::this_thread::yield();
+  ours = RWTHandle<SharedBody>();
+  other.join();
+  EXPECT_EQ(gone, 1);
 }
 
 }  // namespace orla
