@@ -12,7 +12,7 @@ namespace orla {
 namespace {
 
 /// The body is read in pieces of at most this many bytes, into one buffer. A text is seldom so long
-/// that a buffer off the stack would be worth its making.
+/// that a buffer on the heap would be worth its making.
 constexpr int kTextPiece = 4096;
 constexpr int kFilePiece = 256 * 1024;
 

@@ -4,17 +4,9 @@
 
 namespace orla {
 
-char toLowerAscii(char c) noexcept {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 RWCString toLowerAscii(RWCString text) {
   std::transform(text.begin(), text.end(), text.begin(), [](char c) { return toLowerAscii(c); });
   return text;
-}
-
-bool isDigitAscii(char c) noexcept {
-  return c >= '0' && c <= '9';
 }
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {

@@ -11,10 +11,14 @@ namespace orla {
 /// A counted string of 8-bit characters, zero bytes included, that also reads as zero-terminated.
 using RWCString = std::string;
 
-char toLowerAscii(char c) noexcept;
+constexpr char toLowerAscii(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 RWCString toLowerAscii(RWCString text);
 
-bool isDigitAscii(char c) noexcept;
+constexpr bool isDigitAscii(char c) noexcept {
+  return c >= '0' && c <= '9';
+}
 
 /// True when the texts are equal but for the case of their letters.
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept;

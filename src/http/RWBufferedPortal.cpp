@@ -17,6 +17,7 @@ constexpr int kStringPiece = 4096;
 
 RWBufferedPortalImp::RWBufferedPortalImp(const RWPortal& portal) : portal_(portal) {}
 
+// Not inline: its stack frame would cost the receiving of each byte.
 template <class Receive>
 [[gnu::noinline]] int RWBufferedPortalImp::receive(char* buffer, int length, bool* more,
                                                    Receive receiveBelow) {
@@ -30,9 +31,10 @@ template <class Receive>
       return receiveBelow(buffer, length, more);
     }
     if (!ahead_) ahead_ = std::make_unique_for_overwrite<char[]>(kReadAhead);
-    const int most = std::exchange(nextAhead_, 0);
+    const unsigned wanted = length == 1 ? std::exchange(nextAhead_, 0) : 0;
+    const int most = wanted > 0 && wanted < kReadAhead ? static_cast<int>(wanted) : kReadAhead;
     position_ = end_ = 0;
-    end_ = receiveBelow(ahead_.get(), most > 0 && most < kReadAhead ? most : kReadAhead, more);
+    end_ = receiveBelow(ahead_.get(), most, more);
     if (end_ == 0) return 0;
   }
   if (length == 1) ++singleBytes_;

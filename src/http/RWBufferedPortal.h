@@ -20,9 +20,9 @@ class RWBufferedPortalImp : public RWPortalImp {
   explicit RWBufferedPortalImp(const RWPortal& portal);
 
   /// A receive of at least the read-ahead's size, with nothing buffered, goes straight into the
-  /// caller's buffer. The read-ahead behind it takes as much as was received byte by byte before it:
-  /// among large chunks that is the line between two of them, and the next one again goes straight
-  /// into the caller's buffer, whole.
+  /// caller's buffer. When a single byte is asked for behind it, the read-ahead takes as much as was
+  /// received byte by byte before it: among large chunks that is the line between two of them, and
+  /// the next one again goes straight into the caller's buffer, whole.
   int recv(char* buffer, int length, bool* more, std::uint32_t timeout) override;
   RWCString recv(std::uint32_t timeout) override;
   int recv(char* buffer, int length, bool* more) override;
@@ -49,8 +49,8 @@ class RWBufferedPortalImp : public RWPortalImp {
   std::unique_ptr<char[]> ahead_;  // Bytes received and not yet asked for: from position_ to end_.
   int position_ = 0;
   int end_ = 0;
-  int singleBytes_ = 0;  // Received byte by byte since the last direct receive.
-  int nextAhead_ = 0;    // The most for the next read-ahead; 0 for all that fits.
+  unsigned singleBytes_ = 0;  // Received byte by byte since the last direct receive.
+  unsigned nextAhead_ = 0;    // The most for the next read-ahead; 0 for all that fits.
   std::vector<char> gathered_;
   bool midMessage_ = false;
 };

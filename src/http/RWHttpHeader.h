@@ -129,7 +129,8 @@ class RWHttpHeaderList {
 
 /// Gathers the header lines of a reply into a list. Lines of one label merge: their values are
 /// joined by ", " in the order of the lines, under the label as the last line writes it. The time
-/// grows with the size of the head alone, however many headers a server sends.
+/// grows with the size of the head alone, however many headers a server sends; each line takes a
+/// header's memory until take().
 class RWHttpHeaderCollector {
  public:
   void add(RWCString label, RWCString value);

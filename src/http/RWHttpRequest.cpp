@@ -60,7 +60,7 @@ void RWHttpRequest::setBody(RWTHandle<RWHttpRequestBody> body) {
 }
 
 RWCString RWHttpRequest::requestLine() const {
-  constexpr std::size_t kRest = sizeof " " " HTTP/1.1" "\r\n";  // And the line end that follows.
+  constexpr std::size_t kRest = sizeof "  HTTP/1.1\r\n";  // And the line end that follows.
   RWCString line;
   line.reserve(method_.size() + uri_.size() + kRest);
   line.append(method_).append(" ").append(uri_).append(" HTTP/");

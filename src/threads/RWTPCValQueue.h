@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <list>
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 #include "threads/RWPCBufferBase.h"
@@ -33,6 +34,7 @@ class RWTPCValBufferBase : public RWPCBufferBase {
 
   /// The first item, or none when there is none now: never blocks.
   std::optional<T> tryRead() {
+    static_assert(std::is_nothrow_move_constructible_v<T>, "an item must not get lost on its way");
     LockGuard guard(mutex_);
     if (!canRead()) return std::nullopt;
     std::optional<T> item(takeFirst());

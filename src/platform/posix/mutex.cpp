@@ -90,6 +90,7 @@ bool Mutex::release() noexcept {
 }
 
 bool Mutex::retire() noexcept {
+  // Where nobody in this process holds it there is nothing to give back.
   if (holder_ != 0 && tryTake()) {
     while (release()) {
     }

@@ -41,7 +41,7 @@ static_assert(SHUT_RD == 0 && SHUT_WR == 1 && SHUT_RDWR == 2);
 constexpr int kAddressSize = sizeof(sockaddr_in);
 
 /// The stream sockets that were made here and not closed yet: what they are need not be asked of the
-/// system. Descriptors above those noted here are asked for.
+/// system, as long as nobody else closes them. Of other descriptors the system is asked.
 class KnownStreams {
  public:
   void note(int descriptor, bool isStream) noexcept {
