@@ -41,6 +41,8 @@ static class Orla
     public static extern uint GetPackageName(uint handle, uint type, uint count, IntPtr[] identities,
                                              [Out] byte[] name, ref uint size);
 
+    // name: the file name and its zero, in a buffer with room for the answer; size: that buffer's
+    // length, then the number of bytes sent.
     [DllImport(Dll, EntryPoint = "_ORLASendPackage@28", CallingConvention = CallingConvention.StdCall,
                CharSet = CharSet.Ansi, BestFitMapping = false, ThrowOnUnmappableChar = true)]
     public static extern uint SendPackage(uint handle, uint type, uint count, IntPtr[] identities,
@@ -77,11 +79,14 @@ static class Orla
         return Encoding.UTF8.GetString(buffer, 0, end < 0 ? buffer.Length : end);
     }
 
+    // No message tells of these: the library's would be that of an earlier failure.
+    static readonly uint[] WithoutMessage = { 6, 11, 14, 24 };
+
     public static void Require(uint status, string call)
     {
         if (status == Ok) return;
         byte[] message = new byte[MessageSize];
-        GetLastErrorMsg(message, (uint)message.Length);
+        if (Array.IndexOf(WithoutMessage, status) < 0) GetLastErrorMsg(message, (uint)message.Length);
         throw new Exception(call + ": status " + status + ": " + Text(message));
     }
 }
@@ -97,7 +102,7 @@ static class Agent
             Console.Error.WriteLine("usage: Agent URL [TARGET FILE]");
             return 2;
         }
-        if (Environment.OSVersion.Platform == PlatformID.Win32NT && IntPtr.Size != 4)
+        if (IntPtr.Size != 4)
         {
             Console.Error.WriteLine("Agent must run as a 32-bit process: compile it for x86.");
             return 2;
@@ -110,17 +115,20 @@ static class Agent
         try
         {
             Orla.Require(Orla.Initialize(0, null), "ORLAInitialize");
-            Run(args);
+            try
+            {
+                Run(args);
+            }
+            finally
+            {
+                Orla.Cleanup();
+            }
             return 0;
         }
         catch (Exception error)
         {
             Console.Error.WriteLine(error.Message);
             return 1;
-        }
-        finally
-        {
-            Orla.Cleanup();
         }
     }
 
@@ -178,6 +186,7 @@ static class Agent
             if (cancelled || failure != null)
                 Marshal.WriteInt32(record, Orla.StatusOffset, (int)Orla.ProgressCancel);
         };
+        path = System.IO.Path.GetFullPath(path);  // The library needs a folder in it, and "\".
         IntPtr memory = Marshal.AllocHGlobal(Orla.RecordSize);
         try
         {

@@ -5,7 +5,7 @@
     with orlacl.Library() as library, library.connect("http://server/agent") as server:
         print("%d.%d" % server.version())
         server.send("result.pkg", 7, ["ws0042", "inventory"])
-        server.download("/7-ws0042-inventory.pkg", "copy.pkg")
+        server.download("/result.pkg", "copy.pkg")
 
 Python 3.9 or later. On Windows it must be a 32-bit Python, as the library is.
 
@@ -64,7 +64,8 @@ class Status(enum.IntEnum):
     VERSION_TEXT = 58
 
 
-#: The statuses that never come with a message: the library's is that of an earlier failure.
+#: The statuses whose message says nothing: it is that of an earlier failure, or only "Transport
+#: internal error".
 _WITHOUT_MESSAGE = (Status.ARGUMENT, Status.TOO_LARGE, Status.NO_SUCH_FILE, Status.SHORT_READ)
 
 
@@ -179,7 +180,8 @@ def _path(path: Path) -> bytes:
     if os.altsep:
         name = name.replace(os.altsep, os.sep)
     if os.sep not in name:
-        name = os.path.join(os.curdir, name)
+        drive, name = os.path.splitdrive(name)
+        name = drive + os.path.join(os.curdir, name)
     return _bytes(name.encode("mbcs", "strict") if _WINDOWS else os.fsencode(name), "the path")
 
 
@@ -248,8 +250,7 @@ class Library:
 
     def last_message(self) -> str:
         """The library's message: that of the last failure with one, of any thread."""
-        # A full message has no terminating zero: that is the last byte here.
-        message = ctypes.create_string_buffer(_MESSAGE_SIZE + 1)
+        message = ctypes.create_string_buffer(_MESSAGE_SIZE)
         self._dll.ORLAGetLastErrorMsg(message, _MESSAGE_SIZE)
         return message.value.decode("utf-8", "backslashreplace")
 
@@ -300,7 +301,7 @@ class Connection:
         return major.value, minor.value
 
     def package_name(self, type: int, identities: Iterable[Text] = ()) -> str:
-        """The name under which a package is to be stored. The type is 1 to 65535."""
+        """The name under which a package is to be stored, cut at 64 KiB. The type is 1 to 65535."""
         answer, size = ctypes.create_string_buffer(_ANSWER_SIZE + 1), _u32(_ANSWER_SIZE)
         self._library._require("package_name", self._library._dll.ORLAGetPackageName(
             self.handle, *_kind(type, identities), answer, ctypes.byref(size)))
@@ -308,8 +309,9 @@ class Connection:
 
     def send(self, path: Path, type: int, identities: Iterable[Text] = (),
              name: Optional[Text] = None) -> Sent:
-        """Uploads the file at `path`, which is held in memory meanwhile, below 4 GiB. The server is
-        told `name`: the file's own by default, none when it is empty."""
+        """Uploads the file at `path`, which is held in memory meanwhile: below 4 GiB, and below
+        2 GiB on Windows. The server is told `name`: the file's own by default, none when it is
+        empty. Its answer is cut at 64 KiB."""
         local = _path(path)
         told = _bytes(os.path.basename(os.fsdecode(path)) if name is None else name, "the name")
         # The name goes in and the answer comes out in one buffer.

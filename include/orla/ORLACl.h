@@ -24,8 +24,9 @@
  * A thread must not be cancelled or killed while it is in the library: what it holds stays held.
  * End every command before the program exits or unloads the library: that waits for no command, can
  * wait for ever for a thread that was stopped in the middle of one, and a command that runs on
- * meets a library that is gone. On Linux also join every thread that has called ORLAGetVersion, or
- * let it live on, before unloading: one that is just ending is still on its way through the library.
+ * meets a library that is gone. A program that cannot wait for a command ends without unloading the
+ * library: by TerminateProcess on itself, or by _exit. On Linux the library runs code when a thread
+ * ends that has called ORLAGetVersion: before unloading it, join each such thread, or let it run on.
  */
 #ifndef ORLA_ORLACL_H
 #define ORLA_ORLACL_H
@@ -69,7 +70,7 @@ enum {
   ORLA_ERROR_UNAUTHORIZED = 9,
   /** ORLADownloadFile: HTTP 404 or 403. */
   ORLA_ERROR_NO_SUCH_DOWNLOAD = 10,
-  /** ORLASendPackage: a file of 4 GiB or more, or no memory for it. */
+  /** ORLASendPackage: a file of 4 GiB or more (2 GiB in a 32-bit process), or no memory for it. */
   ORLA_ERROR_TOO_LARGE = 11,
   /** HTTP 400 or 501; or the progress function answered ORLA_PROGRESS_CANCEL. */
   ORLA_ERROR_REQUEST = 12,
@@ -104,7 +105,8 @@ enum { ORLA_PROGRESS_PHASE = 1 };
 /** The largest number of connections at one time, free ones that wait for their reuse included. */
 enum { ORLA_MAX_CONNECTIONS = 30 };
 
-/** The size of the library's message, in bytes: a buffer of this size holds every message whole. */
+/** The size of the library's message, in bytes, its terminating zero included: a buffer of this size
+ * holds every message whole. */
 enum { ORLA_MESSAGE_SIZE = 1024 };
 
 #pragma pack(push, 1)
@@ -137,17 +139,18 @@ ORLA_ASSERT_OFFSET(byte_count, 274);
 typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -1];
 
 /**
- * The progress function of a download, called on the thread that called ORLADownloadFile. It must
- * not throw, nor leave otherwise than by returning.
+ * The progress function of a download, called on the thread that called ORLADownloadFile. It may
+ * call the library; it must not throw, nor leave otherwise than by returning. While it runs nothing
+ * is read, and the server may give up.
  *
  * @param record  the record given to ORLADownloadFile, filled as above
  * @param data    on the first call the first 512 bytes of the reply's body; null on every later
  *                call
  * @param length  512 on the first call, 0 on every later one
  *
- * The first call comes when 512 bytes have arrived, then one for each further piece: a file of
- * fewer than 512 bytes makes no call. The text of an error page is reported like a file; only
- * ORLA_OK says that it was one. To stop the download, overwrite record->status with
+ * The first call comes when 512 bytes have arrived, then one for each further piece of at most
+ * 256 KiB: a file of fewer than 512 bytes makes no call. The text of an error page is reported like
+ * a file; only ORLA_OK says that it was one. To stop the download, overwrite record->status with
  * ORLA_PROGRESS_CANCEL or ORLA_PROGRESS_ABANDON: nothing more is written, no further call is made,
  * the rest of the reply is read and dropped, and the local file stays as it was.
  */
@@ -171,13 +174,15 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
  * @param url         "http://host[:port]/path"; port 80 when it is left out, also for an "https"
  *                    URL, which is spoken to in plain HTTP. A query in it is ignored. URLs of other
  *                    schemes (ftp, file, news, ...) are taken as well, and their host is spoken to
- *                    in HTTP.
+ *                    in HTTP. No "user:password@" and no IPv6 address: both are misread, without an
+ *                    error here.
  * @param credential  kept with the connection, and sent to nobody; null counts as empty
  * @param reserved    not used
  * @param handle      takes the connection's handle, never 0; 0 on failure
  *
  * @return ORLA_OK, or ORLA_ERROR_GENERAL: `handle` is null; the URL cannot be read (the message
- * says so); ORLA_MAX_CONNECTIONS exist and none is free for this URL (no message).
+ * says so, unless ORLA_MAX_CONNECTIONS exist); ORLA_MAX_CONNECTIONS exist and none is free for this
+ * URL (no message).
  *
  * A connection that was disconnected is used again, under the handle that it had. A URL that cannot
  * be read replaces those of all free connections on its way.
@@ -232,11 +237,13 @@ ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type
  *
  * @param handle,type,count  as for ORLAGetPackageName
  * @param identities  likewise, but may be null when `count` is 0
- * @param path        the local file, of less than 4 GiB, with a path of at most 519 bytes in the
- *                    system's own encoding
+ * @param path        the local file, of less than 4 GiB; in a 32-bit process of less than 2 GiB, and
+ *                    so much address space must be free in one piece. The path has at most 519 bytes
+ *                    in the system's own encoding; Windows as a rule takes 259.
  * @param name        in: the file name that the server is told, encoded like an identity; none when
  *                    empty or null. Out: the server's answer, cut to the size and padded with zeros
- *                    up to it, without a terminating zero when it is that long or longer.
+ *                    up to it, without a terminating zero when it is that long or longer; on failure
+ *                    left as it was.
  * @param size        in: the size of `name` in bytes; 0, or a value above 0x7FFFFFFF, takes no
  *                    answer. Out: the number of bytes sent; 0xFFFFFFFF on failure. Must not be
  *                    null.
@@ -252,17 +259,20 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
 
 /**
  * Downloads a file. It is written to a temporary file beside `path`, which takes its place when the
- * reply is complete; until then, and when the download fails, the old file is untouched.
+ * reply is complete; until then, and when the download fails (but for one case of
+ * ORLA_ERROR_UNAUTHORIZED, below), the old file is untouched.
  *
  * @param handle    the connection; only its host and port are used
  * @param target    the request target, "/" first, sent as it stands
  * @param path      the local file: at most 519 bytes in the system's own encoding, with a folder in
- *                  it (".\\file" on Windows, "./file" elsewhere)
+ *                  it (".\\file" on Windows, "./file" elsewhere). Windows as a rule takes 259
+ *                  bytes, and 246 for the folder (a longer one: ORLA_ERROR_GENERAL).
  * @param progress  called as data arrive. With a null function nothing is read, and the download
  *                  fails.
- * @param record    the progress record; must not be null. Its byte_count is the file's size, modulo
- *                  2^32, after success.
- * @param counter   sent as "&Counter=" behind the target, as it stands; null sends none
+ * @param record    the progress record. Its byte_count is the file's size, modulo 2^32, after
+ *                  success. With a null record nothing is read, and the download fails.
+ * @param counter   sent as "&Counter=" behind the target, as it stands; null sends none. Give the
+ *                  target a query then, or the server must cut the counter off the path.
  *
  * @return ORLA_OK: the file is in place with all its bytes. A reply that states no length, or
  * "Connection: close", ends where the server closes: a connection lost on the way cannot be told
@@ -271,9 +281,10 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
  *
  * ORLA_ERROR_ARGUMENT for a null `target` or `path`, a bad path or an unknown handle;
  * ORLA_ERROR_NO_SUCH_DOWNLOAD; ORLA_ERROR_GENERAL also when the local file cannot be made or
- * written (the request runs all the same, and its reply is dropped); ORLA_ERROR_UNAUTHORIZED also,
- * without a message, when the old file could not be replaced: if only the last step failed, the
- * renaming, the old one is gone. Otherwise why the request failed, with a message.
+ * written; ORLA_ERROR_UNAUTHORIZED also, without a message, when the old file could not be replaced:
+ * if only the last step failed, the renaming, the old file is gone and the new one is deleted:
+ * download again. Otherwise why the request failed, with a message. A bad path, or a local file that
+ * cannot be made or written, does not keep the request from the server: its reply is dropped.
  */
 ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* target,
                                                 const char* path, orla_progress_fn progress,
@@ -292,13 +303,13 @@ ORLA_API orla_status ORLA_CALL ORLACleanup(void);
  * Asks the server's version.
  *
  * @param handle       the connection
- * @param major,minor  take the first two numbers of the version, modulo 65536; 0 on failure. Must
- *                     not be null.
+ * @param major,minor  take the first two numbers of the version, modulo 65536; 0 on failure. They
+ *                     are not tested: null crashes.
  *
  * @return ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a path of the URL that is too long;
  * ORLA_ERROR_TRANSPORT, with ORLA_ERROR_VERSION_TEXT as the thread's code, for an answer that is
- * not of the form digits.digits.digits (no message) and for HTTP 304; otherwise why the request
- * failed, with a message.
+ * not of the form digits.digits.digits (CR and LF may follow; no message) and for HTTP 304; otherwise
+ * why the request failed, with a message.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, uint16_t* minor);
 
@@ -306,7 +317,7 @@ ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, 
  * Reads the calling thread's code.
  *
  * @param code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts
- *              while the library is loaded begins with 0. Must not be null.
+ *              while the library is loaded begins with 0. It is not tested: null crashes.
  *
  * @return 0, or 1 when the code is ORLA_NO_CODE.
  */
