@@ -25,6 +25,7 @@ struct Machine {
     if (kill) ::kill(id, SIGKILL);
     return ::waitpid(id, &status, 0) == id && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
+  static constexpr std::ptrdiff_t kLateObjects = 0;
   /// What this process has: open files and objects, with its threads; and bytes of the heap.
   static std::pair<std::ptrdiff_t, std::size_t> usage() {
     std::ptrdiff_t count = 0;
