@@ -156,6 +156,7 @@ class DevServerTest(ProgramTestCase):
     def test_answers_to_try_an_agent_on(self):
         (self.stored / "a").write_bytes(b"0123456789")
         for options, head, body in (
+                ("", b"206 .*\r\nContent-Length: 10", b"0123456789"),
                 ("--chunked", b"200 .*\r\nTransfer-Encoding: c", b"a\r\n0123456789\r\n0\r\n\r\n"),
                 ("--close", b"200 .*\r\nConnection: close", b"0123456789"),
                 ("--close --fail=503", b"503 .*\r\nConnection: close", b"--fail [^\n]* 503\n"),
@@ -164,14 +165,17 @@ class DevServerTest(ProgramTestCase):
                 got = exchange(server.port, b"GET /a HTTP/1.1\r\nRange: bytes=0-\r\n\r\n")
                 self.assertRegex(got, b"(?s)^HTTP/1.1 %b.*\r\n\r\n%b\\Z" % (head, body))
                 self.assertEqual(b"Content-Length" in got, "--c" not in options)
-                server.upload(options[-8:], b"x")
-                self.assertEqual((self.stored / options[-8:]).exists(), "--fail" not in options)
+                self.assertEqual(b"Connection: close" in got, "--close" in options)
+                server.upload("up", b"x")
+                self.assertEqual((self.stored / "up").exists(), "--fail" not in options)
+                (self.stored / "up").unlink(missing_ok=True)
 
     def test_records(self):
         log = self.enterContext((self.folder / "log").open("w+b"))
         with DevServer(self.stored, "--server-version", "\u00fc", stderr=log) as server:
             server.upload("a%26%25", b"x")
-            server.ask("GET", "/?ORLACommand=CompileName&Identity0=%C3%BC%1B%C2%9B%22&Type=%zz")
+            server.ask("GET", "/?ORLACommand=%E2%80%AE%EF%BB%BF%E2%81%AA%22&Identity0=%C3%BC%1B%C2%9B"
+                       "&Type=%zz" + "&%41" * 70)
             for i in range(400):
                 server.ask("GET", f"/none&Counter={i}")
             for _ in range(1000):  # A request is recorded after it is answered.
@@ -188,8 +192,9 @@ class DevServerTest(ProgramTestCase):
         log.seek(0)
         lines = log.read()
         self.assertEqual(lines.count(b"\n"), 403)
-        self.assertRegex(lines, rb'Z 127[.\d]+:\d+ GET CompileName "/" Identity0="\xc3\xbc\\u001b\\u009b\\""'
-                         rb' Type="%zz": 400, received 0, sent 44, [\d.]+ ms: a percent sign')
+        self.assertRegex(lines, rb'Z 127[.\d]+:\d+ GET "\\u202e\\ufeff\xe2\x81\xaa\\"" "/" '
+                         rb'Identity0="\xc3\xbc\\u001b\\u009b" Type="%zz"( %41=""){62} '
+                         rb'\.\.\.="%41(&%41){7}": 400, received 0, sent 44, [\d.]+ ms: a percent sign')
         with DevServer(self.stored, "--silent", stderr=log) as server:
             server.ask("GET", "/")
         log.seek(0)

@@ -39,8 +39,9 @@ class DevServer:
         command = [ARGUMENTS.devserver, "--dir", str(folder), "--port", "0", *options]
         self.process = subprocess.Popen(command, stdout=subprocess.PIPE, **streams)
         ready, _, _ = select.select([self.process.stdout], [], [], WAIT)
-        line = self.process.stdout.readline().decode() if ready else self.process.kill()
+        line = self.process.stdout.readline().decode() if ready else ""
         found = re.fullmatch(r"orla-devserver: listening on (http://127\.0\.0\.1:(\d+)/)\n", line)
+        assert found or self.process.kill(), f"{command} does not listen, it said {line!r}"
         self.url, self.port = found[1], int(found[2])
 
     def __enter__(self):

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Tests of the tools as programs: orla against the development server and scripted ones."""
+import contextlib
 import http.server
 import json
 import os
@@ -15,6 +16,7 @@ from programs import (ARGUMENTS, KIND, WAIT, DevServer, ProgramTestCase, Scripte
                       reply)
 
 FIGURES = ("fastest", "median", "percentile_90", "percentile_99", "slowest")
+signal.signal(signal.SIGINT, signal.default_int_handler)  # Clients must not inherit it ignored.
 COMPLETION, MANUAL = (Path(__file__).parents[2] / f"tools/orla/orla.{end}" for end in ("bash", "1"))
 
 
@@ -113,8 +115,9 @@ class OrlaTest(ProgramTestCase):
 
     def test_runs_that_fail(self):
         code, object = self.json("version", "http://127.0.0.1:0/", "--repeat", "3")
-        counts = {row["status"]: row["count"] for row in object["failures"]}
-        self.assertEqual((code, object["median"], counts), (1, None, {4: 3}))
+        (row,) = object["failures"]
+        self.assertEqual((code, object["median"], row["status"], row["count"]), (1, None, 4, 3))
+        self.assertRegex(row["message"] + row["advice"], "^status 4: RWSocketError.* runs at http:")
         self.assertEqual(self.json("version", "x", "--repeat", "3")[1]["status"], 1)
         with ScriptedServer(b"", reply(200, b"2.5.1")) as server:
             process = self.interrupt(server, "version", server.url, "--repeat", "3")
@@ -144,8 +147,12 @@ class OrlaTest(ProgramTestCase):
         self.assertEqual(os.listdir(self.work), ["got"])
         with ScriptedServer(half, b"") as server:
             process = self.interrupt(server, "get", server.url, "/x", "got")
-            process.send_signal(signal.SIGINT)
-            self.assertIn(process.wait(WAIT), ended)
+            # Under Wine a second one is lost while the handler of the first is still at work.
+            for _ in range(WAIT if ARGUMENTS.emulator else 1):
+                process.send_signal(signal.SIGINT)
+                with contextlib.suppress(subprocess.TimeoutExpired):
+                    process.wait(1 if ARGUMENTS.emulator else WAIT)
+            self.assertIn(process.poll(), ended)
         self.assertEqual((self.work / "got").read_bytes(), b"old")
         with ScriptedServer(b"", b"") as server:
             process = self.start("version", server.url)

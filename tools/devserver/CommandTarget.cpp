@@ -137,12 +137,17 @@ CommandTarget parse_target(std::string_view target) {
 }
 
 TargetDescription describe_target(std::string_view target) {
+  constexpr std::size_t kDescribed = 64;
   const auto readable = [](std::string_view text) {
     return percent_decode(text).value_or(std::string(text));
   };
   auto [path, query] = split(target);
   TargetDescription description{"", readable(path), {}};
   while (!query.empty()) {
+    if (description.parameters.size() == kDescribed) {
+      description.parameters.emplace_back("...", query);
+      break;
+    }
     const std::string_view parameter = take_parameter(query);
     const std::string_view name = parameter.substr(0, parameter.find('='));
     std::string value = readable(parameter.substr(std::min(parameter.size(), name.size() + 1)));

@@ -49,7 +49,7 @@ bool names_command(std::string_view target);
 
 /*
  * What a request target says, for people to read. Nothing is refused: what cannot be decoded stands
- * as it came.
+ * as it came, and so does, as one parameter "...", what follows the first 64.
  */
 struct TargetDescription {
   std::string command;  // the value of ORLACommand; empty when there is none

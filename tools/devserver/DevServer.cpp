@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kPieceSize = 256 * 1024;
 constexpr time_t kStallSeconds = 30;
-/* Agents that wait for a delayed answer must not keep the status page from being served. */
+/* Up to 63 agents that wait for a delayed answer do not keep the status page from being served. */
 constexpr std::size_t kThreads = 64;
 constexpr char kText[] = "text/plain; charset=utf-8";
 
@@ -67,6 +67,14 @@ DevServer::DevServer(const Options& options)
   server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
   server_.set_tcp_nodelay(true);
   server_.set_keep_alive_max_count(1);
+  // The library announces the end of each connection, but to an agent "Connection: close" says that
+  // the body has no length. A client that asks for the connection to be kept must hear of it.
+  server_.set_post_routing_handler(
+      [this](const httplib::Request& request, httplib::Response& response) {
+        if (options_.framing != Framing::kClose && !request.has_header("Connection")) {
+          response.headers.erase("Connection");
+        }
+      });
   server_.set_read_timeout(kStallSeconds);
   server_.set_write_timeout(kStallSeconds);
   server_.set_payload_max_length(options_.max_upload);
@@ -307,7 +315,8 @@ void DevServer::record(const httplib::Request& request, const httplib::Response&
     record.target.command = "Download";
   }
   record.status = response.status;
-  if (record.reason.empty() && response.status >= 400) record.reason = "refused by the HTTP parser";
+  const bool refused = response.status >= 400 && response.status < 500;
+  if (refused && record.reason.empty()) record.reason = "refused by the HTTP parser";
   // Its own refusals are plain bodies, not sent in pieces.
   if (request.method != "HEAD") record.sent += response.body.size();
   log_.add(std::move(record));

@@ -116,16 +116,25 @@ std::optional<PackageStore::Package> PackageStore::open(const std::string& name)
 
 PackageStore::Listing PackageStore::list(std::size_t most) const {
   // A descriptor of its own: the position in the folder belongs to the descriptor.
+  const std::string what = "cannot list the packages";
   const int descriptor =
-      checked(::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC), "cannot list");
+      checked(::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC), what);
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(descriptor), ::closedir);
   if (!folder) {
+    const int error = errno;
     ::close(descriptor);
-    fail("cannot list the packages");
+    errno = error;
+    fail(what);
   }
+  const auto next_entry = [&] {
+    errno = 0;
+    const dirent* entry = ::readdir(folder.get());
+    if (entry == nullptr && errno != 0) fail(what);
+    return entry;
+  };
   Listing listing;
   std::multimap<std::chrono::system_clock::time_point, Listing::Entry> by_time;
-  while (const dirent* entry = ::readdir(folder.get())) {
+  while (const dirent* entry = next_entry()) {
     struct stat status {};
     if (!is_package_name(entry->d_name) ||
         ::fstatat(folder_.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||

@@ -1,33 +1,42 @@
 #include "RequestLog.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 namespace orla {
 namespace {
 
+/* As in JSON, less the quotation marks. Bytes that are not UTF-8 become U+FFFD. */
+std::string json_text(const std::string& text, bool ascii) {
+  const std::string quoted =
+      nlohmann::json(text).dump(-1, ' ', ascii, nlohmann::json::error_handler_t::replace);
+  return quoted.substr(1, quoted.size() - 2);
+}
+
 /*
- * The text as in JSON, less the quotation marks, so that no control character, of ASCII or of the C1
- * set, reaches a terminal. Bytes that are not UTF-8 become U+FFFD.
+ * The text as in JSON, with no character that a terminal would obey, that is not seen, or that turns
+ * the order of others: those that page.js escapes.
  */
 std::string escaped(const std::string& text) {
-  const std::string quoted =
-      nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  constexpr std::string_view kRanges[][2] = {{"\\u007f", "\\u009f"},
+                                             {"\\u200b", "\\u200f"},
+                                             {"\\u2028", "\\u202e"},
+                                             {"\\u2060", "\\u2069"},
+                                             {"\\ufeff", "\\ufeff"}};
+  const std::string plain = json_text(text, false);
   std::string result;
-  const auto escape = [&](char byte) {
-    char digits[8];
-    std::snprintf(digits, sizeof digits, "\\u%04x", static_cast<unsigned char>(byte));
-    result += digits;
-  };
-  for (std::size_t i = 1; i + 1 < quoted.size(); ++i) {
-    if (quoted[i] == '\x7F') {
-      escape(quoted[i]);
-    } else if (quoted[i] == '\xC2' && static_cast<unsigned char>(quoted[i + 1]) < 0xA0) {
-      escape(quoted[++i]);
-    } else {
-      result += quoted[i];
-    }
+  for (std::size_t i = 0, size = 0; i < plain.size(); i += size) {
+    size = 1;
+    while (i + size < plain.size() && (plain[i + size] & 0xC0) == 0x80) ++size;
+    const std::string character = plain.substr(i, size);
+    const std::string code = json_text(character, true);
+    const bool hidden = std::any_of(std::begin(kRanges), std::end(kRanges), [&](const auto& range) {
+      return range[0] <= code && code <= range[1];
+    });
+    result += hidden ? code : character;
   }
   return result;
 }
@@ -36,12 +45,17 @@ std::string or_dash(const std::string& text) {
   return text.empty() ? "-" : escaped(text);
 }
 
+std::string in_quotes(const std::string& text) {
+  return '"' + escaped(text) + '"';
+}
+
 std::string log_line(const RequestRecord& record) {
   std::string line = utc_text(record.time) + ' ' + or_dash(record.peer) + ' ' +
-                     or_dash(record.method) + ' ' + or_dash(record.target.command) + " \"" +
-                     escaped(record.target.path) + '"';
+                     or_dash(record.method) + ' ' +
+                     (record.target.command.empty() ? "-" : in_quotes(record.target.command)) +
+                     ' ' + in_quotes(record.target.path);
   for (const auto& [name, value] : record.target.parameters) {
-    line += ' ' + escaped(name) + "=\"" + escaped(value) + '"';
+    line += ' ' + escaped(name) + '=' + in_quotes(value);
   }
   char numbers[100];
   std::snprintf(numbers, sizeof numbers, ": %d, received %llu, sent %llu, %.1f ms", record.status,

@@ -4,7 +4,8 @@ namespace orla {
 
 Library::Library() {
   if (const orla_status status = ORLAInitialize(0, nullptr); status != ORLA_OK) {
-    throw NoConnection(status);
+    throw SessionError("the library cannot be made ready", status,
+                       "free memory, or end other programs that use the library; then try again");
   }
 }
 
@@ -14,7 +15,10 @@ Library::~Library() {
 
 Connection::Connection(const std::string& url) {
   const orla_status status = ORLAConnect(url.c_str(), "", 0, &handle_);
-  if (status != ORLA_OK) throw NoConnection(status);
+  if (status != ORLA_OK) {
+    throw SessionError("the library makes no connection", status,
+                       "write the URL as http://host[:port]/path");
+  }
 }
 
 Connection::~Connection() {
@@ -22,8 +26,7 @@ Connection::~Connection() {
 }
 
 std::string last_message() {
-  // One byte more than the library fills: a full message comes without its terminating zero.
-  char message[ORLA_MESSAGE_SIZE + 1] = {};
+  char message[ORLA_MESSAGE_SIZE] = {};
   ORLAGetLastErrorMsg(message, ORLA_MESSAGE_SIZE);
   return one_line(message);
 }

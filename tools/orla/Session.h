@@ -7,19 +7,24 @@
 
 namespace orla {
 
-/* The library takes no connection, as a rule for a URL that it cannot read: its status. */
-class NoConnection : public std::runtime_error {
+/* The library cannot be used: its status, and what to do. */
+class SessionError : public std::runtime_error {
  public:
-  explicit NoConnection(orla_status status)
-      : std::runtime_error("the library makes no connection"), status_(status) {}
+  SessionError(const char* what, orla_status status, const char* advice)
+      : std::runtime_error(what), status_(status), advice_(advice) {}
 
   orla_status status() const { return status_; }
+  const char* advice() const { return advice_; }
 
  private:
   orla_status status_;
+  const char* advice_;
 };
 
-/* The library, initialised; cleaned up at the end, when every connection and thread has ended. */
+/*
+ * The library, initialised; cleaned up at the end, when every connection and thread has ended.
+ * Throws SessionError.
+ */
 class Library {
  public:
   Library();
@@ -28,7 +33,7 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-/* A connection of the library's, of which there are ORLA_MAX_CONNECTIONS. Throws NoConnection. */
+/* A connection of the library's, of which there are ORLA_MAX_CONNECTIONS. Throws SessionError. */
 class Connection {
  public:
   explicit Connection(const std::string& url);

@@ -6,12 +6,17 @@ namespace {
 /* What the library says of any failure that it met on this side of the wire. */
 constexpr char kUninformative[] = "Transport internal error";
 
-constexpr char kTooLong[] = "the path, the name or the identities are too long";
+/* Whether the library's message may tell something: else it is none, kUninformative, or that of an
+   earlier failure. */
+bool has_message(orla_status status) {
+  return status != ORLA_ERROR_ARGUMENT && status != ORLA_ERROR_TOO_LARGE &&
+         status != ORLA_ERROR_NO_SUCH_FILE && status != ORLA_ERROR_SHORT_READ;
+}
 
 /* The cause of a failure for which the library has no message. */
 std::string cause(const Request& request, orla_status status) {
   const std::string& file = request.file;
-  if (status == ORLA_ERROR_ARGUMENT) return kTooLong;
+  if (status == ORLA_ERROR_ARGUMENT) return "the path, the name or the identities are too long";
   switch (request.command) {
     case Command::kVersion:
       return status == ORLA_ERROR_TRANSPORT ? "the server's answer is no version" : "no connection";
@@ -81,48 +86,27 @@ std::string advise(const Request& request, orla_status status, const std::string
 
 }  // namespace
 
-Failure describe(const Request& request, orla_status status, const std::string& library_message) {
-  std::string text = library_message;
+bool has_failed(const Request& request, const Outcome& outcome) {
+  return outcome.status != ORLA_OK || (request.command == Command::kGet && request.size != 0 &&
+                                       outcome.bytes != static_cast<std::uint64_t>(request.size));
+}
+
+Failure describe(const Request& request, const Outcome& outcome,
+                 const std::string& library_message) {
+  const orla_status status = outcome.status;
+  if (status == ORLA_OK) {
+    return {"received " + std::to_string(outcome.bytes) + " bytes, not the " +
+                std::to_string(request.size) + " of --size",
+            request.file + " holds what came; check --size, or fetch it again"};
+  }
+  const std::string message = has_message(status) ? library_message : "";
+  std::string text = message;
   if (text.empty()) {
     text = cause(request, status);
   } else if (text == kUninformative) {
     text += " (" + cause(request, status) + ")";
   }
-  return {"status " + std::to_string(status) + ": " + text,
-          advise(request, status, library_message)};
-}
-
-std::string meaning(Command command, orla_status status) {
-  switch (status) {
-    case ORLA_OK:
-      return "another size than --size says";
-    case ORLA_ERROR_TRANSPORT:
-      return command == Command::kVersion
-                 ? "the network, the server's reply or the wait for it failed, or the answer is no "
-                   "version"
-                 : "the network, the server's reply or the wait for it failed";
-    case ORLA_ERROR_ARGUMENT:
-      return kTooLong;
-    case ORLA_ERROR_UNAUTHORIZED:
-      return command == Command::kGet ? "HTTP 401, or the file cannot be replaced" : "HTTP 401";
-    case ORLA_ERROR_NO_SUCH_DOWNLOAD:
-    case ORLA_ERROR_NOT_FOUND:
-      return "HTTP 404 or 403";
-    case ORLA_ERROR_TOO_LARGE:
-      return "the package has 4 GiB or more, or is too large for the memory";
-    case ORLA_ERROR_REQUEST:
-      return "HTTP 400 or 501";
-    case ORLA_ERROR_NOT_MODIFIED:
-      return "HTTP 304";
-    case ORLA_ERROR_NO_SUCH_FILE:
-      return "there is no such package";
-    case ORLA_ERROR_SHORT_READ:
-      return "the package cannot be read to its end";
-    default:
-      if (command == Command::kGet) return "another HTTP status, or the file cannot be written";
-      if (command == Command::kSend) return "another HTTP status, or the package cannot be opened";
-      return "another HTTP status";
-  }
+  return {"status " + std::to_string(status) + ": " + text, advise(request, status, message)};
 }
 
 }  // namespace orla

@@ -12,13 +12,14 @@ struct Failure {
   std::string advice;
 };
 
-/*
- * The failure with that status: "status 4: " and the library's message. Where it has none, or one
- * that tells nothing, the cause stands in its place or behind it.
- */
-Failure describe(const Request& request, orla_status status, const std::string& library_message);
+/* Whether the command failed, or came with a file of another size than its user expects. */
+bool has_failed(const Request& request, const Outcome& outcome);
 
-/* Everything that the status may mean for the command. */
-std::string meaning(Command command, orla_status status);
+/*
+ * Such a failure: "status 4: " and the library's message. Where it has none, or one that tells
+ * nothing, the cause stands in its place or behind it.
+ */
+Failure describe(const Request& request, const Outcome& outcome,
+                 const std::string& library_message);
 
 }  // namespace orla

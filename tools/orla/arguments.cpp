@@ -25,7 +25,7 @@ constexpr char kAppText[] =
     "  orla version http://server/agent\n"
     "  orla name http://server/agent --type 7 --identity ws0042 inventory\n"
     "  orla send http://server/agent result.pkg --type 7 --identity ws0042 inventory\n"
-    "  orla get http://server/agent /7-ws0042-inventory.pkg result.pkg";
+    "  orla get http://server/agent /result.pkg copy.pkg";
 
 constexpr char kVersionText[] =
     "The version is printed as \"major.minor\". This is the quickest way to see that\n"

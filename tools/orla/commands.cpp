@@ -41,7 +41,9 @@ void count_bytes(Download& download) {
   download.bytes += download.record.byte_count - static_cast<std::uint32_t>(download.bytes);
 }
 
-extern "C" void ORLA_CALL on_progress(orla_progress_record* record, const void*, std::uint32_t) {
+/* Called by the library, which no exception may reach. */
+extern "C" void ORLA_CALL on_progress(orla_progress_record* record, const void*,
+                                      std::uint32_t) noexcept {
   auto& download = *reinterpret_cast<Download*>(record);
   count_bytes(download);
   if (interrupted()) {

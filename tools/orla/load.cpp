@@ -7,6 +7,7 @@
 #include <future>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "Session.h"
 #include "system.h"
@@ -27,12 +28,17 @@ struct Run {
 void work(Run& run, const Request& request, std::uint32_t handle) {
   while (!interrupted() && run.begun++ < run.repeat) {
     const Outcome outcome = perform(request, handle, nullptr);
+    const bool failed = has_failed(request, outcome);
+    // At once: the next failure of any thread brings the library another message.
+    Failure failure = failed ? describe(request, outcome, last_message()) : Failure();
     const std::scoped_lock lock(run.mutex);
     if (outcome.cancelled) return;
     Load& load = run.load;
     ++load.commands;
-    if (outcome.status != ORLA_OK || has_other_size(request, outcome)) {
-      ++load.failures[outcome.status];
+    if (failed) {
+      Failures& failures = load.failures[outcome.status];
+      ++failures.count;
+      failures.last = std::move(failure);
     } else {
       load.times.push_back(outcome.seconds);
       load.bytes += outcome.bytes;
@@ -83,11 +89,6 @@ std::optional<double> percentile(const std::vector<double>& times, unsigned perc
   // The nearest rank, from 1.
   const std::size_t rank = (times.size() * percent + 99) / 100;
   return times[std::max<std::size_t>(rank, 1) - 1];
-}
-
-bool has_other_size(const Request& request, const Outcome& outcome) {
-  return request.command == Command::kGet && outcome.status == ORLA_OK && request.size != 0 &&
-         outcome.bytes != static_cast<std::uint64_t>(request.size);
 }
 
 }  // namespace orla

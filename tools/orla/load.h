@@ -6,18 +6,25 @@
 #include <vector>
 
 #include "ProgressMeter.h"
+#include "advice.h"
 #include "commands.h"
 
 namespace orla {
 
+/* The failures with one status. */
+struct Failures {
+  std::int64_t count = 0;
+  Failure last;
+};
+
 /* What came of a command that ran many times. Times are in seconds. */
 struct Load {
-  std::int64_t commands = 0;                     // that came to an end, cancelled ones not counted
-  std::uint64_t bytes = 0;                       // of those that did well
-  double seconds = 0;                            // the whole run
-  bool cancelled = false;                        // by Ctrl-C
-  std::vector<double> times;                     // one for each command that did well, ascending
-  std::map<orla_status, std::int64_t> failures;  // by status; ORLA_OK: a file of another size
+  std::int64_t commands = 0;                 // that came to an end, cancelled ones not counted
+  std::uint64_t bytes = 0;                   // of those that did well
+  double seconds = 0;                        // the whole run
+  bool cancelled = false;                    // by Ctrl-C
+  std::vector<double> times;                 // one for each command that did well, ascending
+  std::map<orla_status, Failures> failures;  // by status; ORLA_OK: a file of another size
 
   std::int64_t failed() const { return commands - static_cast<std::int64_t>(times.size()); }
 };
@@ -31,8 +38,5 @@ Load run_load(const Request& request, std::int64_t repeat, unsigned parallel, Pr
 
 /* The smallest of the ascending times that `percent` in 100 do not exceed; none without times. */
 std::optional<double> percentile(const std::vector<double>& times, unsigned percent);
-
-/* A download that succeeded, of another size than its user expects. */
-bool has_other_size(const Request& request, const Outcome& outcome);
 
 }  // namespace orla

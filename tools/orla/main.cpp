@@ -20,12 +20,6 @@
 namespace orla {
 namespace {
 
-Failure other_size(const Request& request, std::uint64_t bytes) {
-  return {"received " + std::to_string(bytes) + " bytes, not the " + std::to_string(request.size) +
-              " of --size",
-          request.file + " holds what came; check --size, or fetch it again"};
-}
-
 /* Runs the command once; what it tells is in the account when it ends, also by an exception. */
 void run(const Arguments& arguments, Account& account) {
   const Request& request = arguments.request;
@@ -44,12 +38,10 @@ void run(const Arguments& arguments, Account& account) {
   account.status = outcome.status;
   if (outcome.cancelled) {
     account.failure = {"cancelled", request.file + " is as it was"};
-  } else if (outcome.status != ORLA_OK) {
+  } else if (has_failed(request, outcome)) {
     std::uint32_t code = ORLA_NO_CODE;
     if (ORLAGetLastError(&code) == 0) account.code = code;
-    account.failure = describe(request, outcome.status, last_message());
-  } else if (has_other_size(request, outcome)) {
-    account.failure = other_size(request, outcome.bytes);
+    account.failure = describe(request, outcome, last_message());
   }
   const bool moved = request.command == Command::kSend || request.command == Command::kGet;
   if (moved && outcome.status == ORLA_OK && !arguments.silent) {
@@ -71,16 +63,13 @@ int run_once(const Arguments& arguments, Account& account) {
 }
 
 /* The run is over: what went wrong goes to the standard error stream, by status. */
-void tell_failures(const Arguments& arguments, const Load& load, const std::string& message) {
-  const Command command = arguments.request.command;
-  const std::string name = command_name(command);
-  for (const auto& [status, count] : load.failures) {
-    print_failure(name, {std::to_string(count) + " of " + std::to_string(load.commands) +
-                             " failed with status " + std::to_string(status) + ": " +
-                             meaning(command, status),
-                         ""});
+void tell_failures(const Arguments& arguments, const Load& load) {
+  const std::string name = command_name(arguments.request.command);
+  for (const auto& [status, failed] : load.failures) {
+    print_failure(name, {std::to_string(failed.count) + " of " + std::to_string(load.commands) +
+                             " failed like this: " + failed.last.message,
+                         failed.last.advice});
   }
-  if (!message.empty()) print_failure(name, {"the library's last message: " + message, ""});
   if (load.cancelled) {
     print_failure(name, {"cancelled after " + std::to_string(load.commands) + " of " +
                              std::to_string(arguments.repeat) + " commands",
@@ -96,10 +85,9 @@ int run_many(const Arguments& arguments) {
   const Load load = run_load(request, arguments.repeat, arguments.parallel, meter);
   meter.end();
 
-  const std::string message = load.failed() != 0 ? last_message() : "";
-  tell_failures(arguments, load, message);
+  tell_failures(arguments, load);
   if (arguments.json) {
-    print_load_json(request, load, message);
+    print_load_json(request, load);
   } else {
     print_load(load);
   }
@@ -113,12 +101,12 @@ int run_command(const Arguments& arguments) {
   try {
     const Library library;
     return arguments.repeat == 0 ? run_once(arguments, account) : run_many(arguments);
-  } catch (const NoConnection& failure) {
+  } catch (const SessionError& failure) {
     account.status = failure.status();
     const std::string message = last_message();
     account.failure = {"status " + std::to_string(failure.status()) + ": " +
                            (message.empty() ? failure.what() : message),
-                       "write the URL as http://host[:port]/path"};
+                       failure.advice()};
   } catch (const std::exception& failure) {
     account.failure.message = failure.what();
   }

@@ -88,11 +88,13 @@ void print_load(const Load& load) {
   }
 }
 
-void print_load_json(const Request& request, const Load& load, const std::string& last_message) {
+void print_load_json(const Request& request, const Load& load) {
   Json failures = Json::array();
-  for (const auto& [status, count] : load.failures) {
-    failures.push_back(
-        {{"status", status}, {"count", count}, {"meaning", meaning(request.command, status)}});
+  for (const auto& [status, failed] : load.failures) {
+    failures.push_back({{"status", status},
+                        {"count", failed.count},
+                        {"message", failed.last.message},
+                        {"advice", failed.last.advice}});
   }
   Json object = {{"ok", load.failed() == 0 && !load.cancelled},
                  {"command", command_name(request.command)},
@@ -101,7 +103,6 @@ void print_load_json(const Request& request, const Load& load, const std::string
                  {"failed", load.failed()},
                  {"cancelled", load.cancelled},
                  {"failures", failures},
-                 {"message", last_message},
                  {"bytes", load.bytes},
                  {"seconds", load.seconds},
                  {"commands_a_second", a_second(load)}};

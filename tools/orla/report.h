@@ -35,7 +35,7 @@ void print_json(const Account& account);
 
 /* A run of many commands: how many, how fast, and by status what failed. */
 void print_load(const Load& load);
-void print_load_json(const Request& request, const Load& load, const std::string& last_message);
+void print_load_json(const Request& request, const Load& load);
 
 /* Throws std::runtime_error when the standard output has not taken everything. */
 void flush_output();

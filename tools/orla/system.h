@@ -24,7 +24,7 @@ bool enable_colour(std::FILE* stream);
 
 /*
  * From here on the first Ctrl-C sets interrupted() and says on the standard error stream how to
- * end at once: a second one does.
+ * end at once: a second one does. Where Ctrl-C is ignored, it stays so.
  */
 void catch_first_interrupt();
 bool interrupted();

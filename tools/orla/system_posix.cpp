@@ -1,4 +1,5 @@
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <signal.h>
 #include <string_view>
@@ -13,10 +14,12 @@ std::atomic<bool> interrupt_seen{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
 
 extern "C" void on_interrupt(int) {
+  const int error = errno;  // of the call that is interrupted
   interrupt_seen = true;
   // A notice that cannot be shown changes nothing.
   [[maybe_unused]] const ssize_t shown =
       ::write(STDERR_FILENO, kInterruptNotice, sizeof kInterruptNotice - 1);
+  errno = error;
 }
 
 }  // namespace
@@ -40,6 +43,9 @@ bool enable_colour(std::FILE* stream) {
 
 void catch_first_interrupt() {
   struct sigaction action {};
+  // Ignored by whoever started the program, as in the background of a script: it stays so.
+  if (::sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;
+  action = {};
   action.sa_handler = on_interrupt;
   // The default comes back with the first signal: the second one ends the process.
   action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);

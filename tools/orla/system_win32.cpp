@@ -31,13 +31,17 @@ std::wstring widen(const std::string& text) {
   return wide;
 }
 
-/* `replaced`, unless null, takes whether a character had no counterpart. */
+/*
+ * `replaced` takes whether a character had no counterpart; one that only looks alike is none. It is
+ * null for UTF-8, which has them all and does not allow to ask.
+ */
 std::string narrow(const std::wstring& wide, UINT code_page, BOOL* replaced) {
+  const DWORD flags = replaced == nullptr ? 0 : WC_NO_BEST_FIT_CHARS;
   const int size = static_cast<int>(wide.size());
   const int length =
-      WideCharToMultiByte(code_page, 0, wide.data(), size, nullptr, 0, nullptr, replaced);
+      WideCharToMultiByte(code_page, flags, wide.data(), size, nullptr, 0, nullptr, replaced);
   std::string text(static_cast<std::size_t>(length), '\0');
-  WideCharToMultiByte(code_page, 0, wide.data(), size, text.data(), length, nullptr, replaced);
+  WideCharToMultiByte(code_page, flags, wide.data(), size, text.data(), length, nullptr, replaced);
   return text;
 }
 
@@ -61,8 +65,7 @@ std::string library_path(const std::string& path) {
     // "c:file" lies in the current folder of its drive.
     local.insert(local.size() > 1 && local[1] == ':' ? 2 : 0, ".\\");
   }
-  // The library opens files in the system's character set. With that being UTF-8 nothing is lost,
-  // and the system does not allow to ask.
+  // The library opens files in the system's character set.
   BOOL replaced = FALSE;
   local = narrow(widen(local), CP_ACP, GetACP() == CP_UTF8 ? nullptr : &replaced);
   if (replaced) {

@@ -4,7 +4,7 @@
 
 namespace orla {
 
-/* True when the standard error stream is a terminal that shows colours and NO_COLOR is not set. */
+/* True when the standard error stream is a terminal that shows colours, and NO_COLOR is not set or empty. */
 bool colour_wanted();
 
 /* The text in red and bold for failures, in green for the bar; as it stands without colour. */

@@ -5,6 +5,7 @@
 const INTERVAL = 1000; // milliseconds
 const SHOWN = 300; // requests
 const LONGEST = 300; // characters of a text; the whole stands in its tooltip
+const PATIENCE = 5000; // milliseconds for an answer
 
 let started = null;
 let last = 0; // the id of the newest request that is shown
@@ -150,12 +151,14 @@ function showLive(className, text) {
 async function update() {
   if (!document.hidden) {
     try {
-      const answer = await fetch(`status.json?after=${last}`);
+      const answer = await fetch(`status.json?after=${last}`,
+        {signal: AbortSignal.timeout(PATIENCE)});
       if (!answer.ok) throw new Error(await answer.text());
       show(await answer.json());
       showLive("on", "live");
     } catch (error) {
-      showLive("off", error instanceof TypeError ? "the server does not answer" : error.message);
+      const silent = error instanceof TypeError || error.name === "TimeoutError";
+      showLive("off", silent ? "the server does not answer" : error.message);
     }
   }
   setTimeout(update, INTERVAL);
