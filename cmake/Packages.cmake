@@ -10,10 +10,18 @@ set(tools_package orla-tools)
 if(ORLA_DEBIAN)
   set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATADIR}/doc/${development_package})
 endif()
-set(programs orla)
-if(TARGET orla-devserver)
-  list(APPEND programs orla-devserver)
-endif()
+foreach(folder IN ITEMS BINDIR INCLUDEDIR LIBDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+    message(FATAL_ERROR "CMAKE_INSTALL_${folder} is ${CMAKE_INSTALL_${folder}}: it must be relative "
+      "to the prefix, so that what is installed may be moved")
+  endif()
+endforeach()
+set(programs)
+foreach(program IN ITEMS orla orla-devserver)
+  if(TARGET ${program})
+    list(APPEND programs ${program})
+  endif()
+endforeach()
 add_custom_target(packaged DEPENDS ORLACl ${programs})
 # What was not built is not installed in silence: installing it fails.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
@@ -24,10 +32,15 @@ install(TARGETS ORLACl EXPORT ORLAClTargets
   LIBRARY COMPONENT library NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS ${programs} COMPONENT tools)
-if(NOT ORLA_DEBIAN)
-  # This tree may lie anywhere: its programs find the library beside them.
-  set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+if(programs)
+  install(TARGETS ${programs} COMPONENT tools)
+endif()
+if(TARGET orla AND NOT ORLA_DEBIAN)
+  # This tree may lie anywhere: the client finds the library beside it. So it does in the build tree:
+  # CMake would fill up a path of its own there with empty entries, which are the current folder.
+  set(beside "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "$ORIGIN/../lib")
+  list(REMOVE_DUPLICATES beside)
+  set_target_properties(orla PROPERTIES INSTALL_RPATH "${beside}" BUILD_WITH_INSTALL_RPATH ON)
 endif()
 
 # The development files.
@@ -80,7 +93,7 @@ function(orla_install_compressed file name folder component)
   install(FILES ${compressed} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
-if(NOT WIN32)
+if(programs AND NOT WIN32)
   orla_install_compressed(${PROJECT_SOURCE_DIR}/tools/orla/orla.1 orla.1
     ${CMAKE_INSTALL_MANDIR}/man1 tools)
   orla_install_compressed(${PROJECT_SOURCE_DIR}/tools/devserver/orla-devserver.1 orla-devserver.1
@@ -103,21 +116,26 @@ endfunction()
 
 # What the tools hold beside their own code; on Windows also the compiler's runtime, which is in the
 # DLL too. The library for Linux holds its own code alone.
-set(licences
-  CLI11=/usr/share/doc/libcli11-dev/copyright
-  "JSON for Modern C++=/usr/share/doc/nlohmann-json3-dev/copyright")
+set(licences)
+set(components library development)
+if(programs)
+  list(APPEND components tools)
+  list(APPEND licences
+    CLI11=/usr/share/doc/libcli11-dev/copyright
+    "JSON for Modern C++=/usr/share/doc/nlohmann-json3-dev/copyright")
+endif()
 if(WIN32)
   list(APPEND licences
     "GCC's runtime, libgcc and libstdc++=/usr/share/doc/gcc-mingw-w64-i686-posix-runtime/copyright"
     "The GNU General Public License of GCC's runtime=/usr/share/common-licenses/GPL-3"
     "MinGW-w64's runtime, winpthreads=/usr/share/doc/mingw-w64-i686-dev/copyright")
-else()
+elseif(TARGET orla-devserver)
   list(APPEND licences cpp-httplib=/usr/share/doc/libcpp-httplib-dev/copyright)
 endif()
 if(ORLA_DEBIAN)
   string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
   configure_file(packaging/changelog.in packaging/changelog @ONLY)
-  foreach(component IN ITEMS library development tools)
+  foreach(component IN LISTS components)
     set(folder ${CMAKE_INSTALL_DATADIR}/doc/${${component}_package})
     orla_install_compressed(${PROJECT_BINARY_DIR}/packaging/changelog changelog.Debian
       ${folder} ${component})
@@ -154,6 +172,8 @@ else()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+  # Whatever the modes of the files here are.
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_STRICT_PERMISSION ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
   set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "client library of management agents

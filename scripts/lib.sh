@@ -106,7 +106,8 @@ install_peer_packages() {
 
 # What makes and checks packages.
 install_package_makers() {
-  install_packages dpkg-dev file lintian lld
+  # llvm: CMake looks for its resource compiler wherever clang builds for Windows.
+  install_packages dpkg-dev file lintian lld llvm
 }
 
 install_windows_packages() {
@@ -114,12 +115,16 @@ install_windows_packages() {
   install_wine
 }
 
-# build_preset PRESET [TARGET...] : configures and builds it in build/PRESET.
+# build_preset PRESET [-DOPTION=VALUE...] [TARGET...] : configures and builds it in build/PRESET.
 build_preset() {
-  local preset=$1
+  local preset=$1 options=()
   shift
-  say "Building $preset"
-  cmake --preset "$preset" >"$top/build/$preset.log" 2>&1 || {
+  while [[ ${1-} == -D* ]]; do
+    options+=("$1")
+    shift
+  done
+  say "Building $preset${options[*]:+ ${options[*]}}"
+  cmake --preset "$preset" "${options[@]}" >"$top/build/$preset.log" 2>&1 || {
     cat "$top/build/$preset.log" >&2
     fail "preset $preset could not be configured"
   }

@@ -2,8 +2,9 @@
 # well. Each must hold the files that its list here names, no less and no more.
 #   cmake -DFROM=FOLDER -DINTO=FOLDER -DVERSION=VERSION -DBUILD=NUMBER "-DPACKAGES=LIST;..."
 #     -P unpack.cmake
-# A list begins with the package's file name. In it @VERSION@ and @BUILD@ stand for those, and
-# FOLDER/DOCUMENTS for the files of documents.txt in that folder.
+# A list begins with the package's file name, for x86-64. In it @VERSION@ and @BUILD@ stand for those,
+# and FOLDER/DOCUMENTS for the files of documents.txt in that folder. In Debian's lists the next line
+# tells what the package depends on, without the oldest versions that serve.
 cmake_minimum_required(VERSION 3.25)
 if(NOT PACKAGES)
   message(FATAL_ERROR "no packages were named")
@@ -29,6 +30,13 @@ foreach(list IN LISTS PACKAGES)
   endif()
   file(REMOVE_RECURSE ${folder})
   if(name MATCHES "\\.deb$")
+    list(POP_FRONT wanted depends)
+    execute_process(COMMAND dpkg-deb -f ${package} Depends COMMAND_ERROR_IS_FATAL ANY
+      OUTPUT_VARIABLE found OUTPUT_STRIP_TRAILING_WHITESPACE)
+    string(REGEX REPLACE " \\(>= [^)]*\\)" "" found "${found}")
+    if(NOT depends STREQUAL "Depends: ${found}")
+      message(SEND_ERROR "${name} depends on ${found}, and ${list}.txt says ${depends}")
+    endif()
     foreach(place IN ITEMS ${folder} ${INTO}/debian)
       execute_process(COMMAND dpkg-deb -x ${package} ${place} COMMAND_ERROR_IS_FATAL ANY)
     endforeach()
