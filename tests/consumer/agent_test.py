@@ -36,5 +36,4 @@ class AgentTest(programs.ProgramTestCase):
         self.assertEqual((self.work / "received").read_bytes(), content)
 
 
-if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+unittest.main(argv=sys.argv[:1])

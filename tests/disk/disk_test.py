@@ -87,5 +87,4 @@ class DiskTest(ProgramTestCase):
         self.check("", "/new", "file")
 
 
-if __name__ == "__main__":
-    main()
+main()

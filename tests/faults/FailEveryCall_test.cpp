@@ -244,9 +244,7 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
         expected.insert(at, 1, '\\');
       const std::string found = lettersOf(operation, kFailures[i]);
       EXPECT_THAT(found, testing::MatchesRegex(expected));
-      if (kFailures[i].kind == Kind::Memory) {
-        EXPECT_LE(found.size() - 1, allocations);
-      }
+      EXPECT_TRUE(kFailures[i].kind != Kind::Memory || found.size() <= allocations + 1) << found;
     }
   }
 }
@@ -254,22 +252,20 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
 TEST_F(FailEveryCall, HoldsABodyOnce) {
   constexpr std::size_t kBuffers = 256 * 1024 + 2 * 64 * 1024;  // Pieces of files, and of requests.
   constexpr std::size_t kBody = 2000000;
-  const struct {
-    Operation operation;
-    std::size_t bytes;
-  } rows[] = {{&Agent::send, kBody + kBuffers}, {&Agent::download, kBuffers}};
+  const std::pair<Operation, std::size_t> rows[] = {{&Agent::send, kBody + kBuffers},
+                                                    {&Agent::download, kBuffers}};
   agent_.folder.write("package", std::string(kBody, 'p'));
+  agent_.load();
+  agent_.useIt();
+  EXPECT_EQ(agent_.send(), 0U);
   for (const auto& [operation, bytes] : rows) {
-    agent_.load();
-    agent_.useIt();
-    EXPECT_EQ(agent_.send(), 0U);
     for (const bool isEnough : {true, false}) {
       faults::limitMemory(isEnough ? bytes : bytes / 2);
       EXPECT_EQ((agent_.*operation)() == 0, isEnough) << bytes;
       faults::limitMemory(0);
     }
-    agent_.unload();
   }
+  agent_.unload();
 }
 
 }  // namespace

@@ -100,5 +100,4 @@ class ServersTest(ProgramTestCase):
                 self.check(port, folder, framing, "7i")
 
 
-if __name__ == "__main__":
-    main()
+main()

@@ -33,5 +33,4 @@ class ManualTest(unittest.TestCase):  # Examples may show options of other progr
                 self.assertEqual(options(text), options(told))
 
 
-if __name__ == "__main__":
-    main()
+main()
