@@ -1,6 +1,7 @@
 #include "ProgressMeter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "system.h"
@@ -25,7 +26,7 @@ int block_position(std::uint64_t bytes) {
 /* "0:07", "12:05:00"; dashes for more than four days, or when nothing tells. */
 std::string readable_time(double seconds) {
   if (!(seconds < 360000)) return "--:--";
-  const int whole = static_cast<int>(seconds + 0.5);
+  const int whole = static_cast<int>(std::lround(seconds));
   char text[32];
   if (whole < 3600) {
     std::snprintf(text, sizeof text, "%d:%02d", whole / 60, whole % 60);
