@@ -15,7 +15,8 @@ int main(int argc, char** argv) {
     printf("The server has version %u.%u.\n", (unsigned)major, (unsigned)minor);
   } else {
     ORLAGetLastErrorMsg(message, sizeof message);
-    printf("No version: status %u: %s\n", (unsigned)status, message);
+    printf("No version: status %u: %s\n", (unsigned)status,
+           message[0] ? message : "docs/errors.md tells why");
   }
   ORLACleanup();
   return status == ORLA_OK ? 0 : 1;

@@ -265,8 +265,9 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
  * @param handle    the connection; only its host and port are used
  * @param target    the request target, "/" first, sent as it stands
  * @param path      the local file: at most 519 bytes in the system's own encoding, with a folder in
- *                  it (".\\file" on Windows, "./file" elsewhere). Windows as a rule takes 259
- *                  bytes, and 246 for the folder (a longer one: ORLA_ERROR_GENERAL).
+ *                  it (".\\file" on Windows, where "/" is no separator, "./file" elsewhere).
+ *                  Windows as a rule takes 259 bytes, and 246 for the folder (a longer one:
+ *                  ORLA_ERROR_GENERAL).
  * @param progress  called as data arrive. With a null function nothing is read, and the download
  *                  fails.
  * @param record    the progress record. Its byte_count is the file's size, modulo 2^32, after

@@ -97,7 +97,9 @@ void PackageStore::Upload::commit() {
 }
 
 PackageStore::PackageStore(const std::filesystem::path& folder) {
-  std::filesystem::create_directories(folder);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) throw std::system_error(error, "--dir: cannot make the folder " + folder.string());
   folder_ = FileDescriptor(checked(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC),
                                    "cannot open " + folder.string()));
 }

@@ -117,7 +117,10 @@ int main(int argc, char** argv) {
   try {
     parse(argc, argv, app, options, host, port);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    if (error.get_exit_code() == 0) return app.exit(error);
+    std::fprintf(stderr, "orla-devserver: %s; run \"orla-devserver --help\" for what it takes\n",
+                 error.what());
+    return 2;
   }
 
   // Else each of the server's many threads keeps what it once used for itself.

@@ -56,6 +56,9 @@ std::string advise(const Request& request, orla_status status, const std::string
       if (message.empty() || message.starts_with("HTTP ")) {
         return "check the path of " + url + ": something else answers there";
       }
+      if (message.starts_with("RWInetHostNotFoundError")) {
+        return "check the host's name in " + url + ", and that this machine finds its IPv4 address";
+      }
       return "check that a management server runs at " + url + ", and the network on the way";
     case ORLA_ERROR_ARGUMENT:
       return "shorten them: the path of " + url +
@@ -66,7 +69,8 @@ std::string advise(const Request& request, orla_status status, const std::string
       }
       return url + " wants a log-in, which this client has none for";
     case ORLA_ERROR_NO_SUCH_DOWNLOAD:
-      return url + " has no " + request.target + ", or does not give it out; check the target";
+      return "the server has no " + request.target +
+             ", or does not give it out; check the target: of " + url + " only host and port count";
     case ORLA_ERROR_NOT_FOUND:
       return "check the path of " + url + ": no management server answers there, or not to you";
     case ORLA_ERROR_TOO_LARGE:

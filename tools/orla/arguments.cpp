@@ -129,7 +129,13 @@ int refuse(const CLI::App& app, const CLI::ParseError& error,
   const std::vector<CLI::App*> commands = app.get_subcommands();
   const std::string command = commands.empty() ? "" : commands.front()->get_name();
   const std::string help = command.empty() ? "orla --help" : "orla " + command + " --help";
-  const Failure failure{error.what(), "run \"" + help + "\" for what it takes"};
+  Failure failure{error.what(), "run \"" + help + "\" for what it takes"};
+  if (!words.empty() && words.front().starts_with('-')) {
+    failure.advice =
+        "options stand behind the subcommand: orla version URL --json; " + failure.advice;
+  } else if (command.empty() && !words.empty()) {
+    failure.message = "no such subcommand: " + words.front();
+  }
   print_failure(command, failure);
   const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
   if (json) print_json({command, "", {}, {}, failure, {}});
@@ -175,7 +181,8 @@ CommandLine read_command_line(const std::vector<std::string>& words) {
   CLI::App* get = add_command(app, Command::kGet, "Download a file", kGetText, arguments);
   get->add_option("TARGET", request.target,
                   "What to ask the server for: /path?query, sent as it\n"
-                  "stands. Of URL only host and port count")
+                  "stands; a missing first / is added. Of URL only host\n"
+                  "and port count")
       ->required()
       ->type_name("")
       ->check([](const std::string& text) { return check_request_text(text); });
