@@ -138,7 +138,7 @@ std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWC
       SetMessage(kTransportInternalError);
       return arg->errorCode;
     }
-    char message[kMessageSize] = {};
+    char message[kMessageSize];  // Left alone when there is nothing to say.
     const std::uint32_t code = MapHttpStatus(reply.getStatusCode(), message, sizeof message);
     if (code != 0) SetMessage(message, sizeof message);
     return code;

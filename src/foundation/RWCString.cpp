@@ -11,12 +11,13 @@ RWCString toLowerAscii(RWCString text) {
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return toLowerAscii(x) == toLowerAscii(y); });
+                    [](char x, char y) { return x == y || toLowerAscii(x) == toLowerAscii(y); });
 }
 
 int compareIgnoringCase(std::string_view a, std::string_view b) noexcept {
   const std::size_t common = std::min(a.size(), b.size());
   for (std::size_t i = 0; i < common; ++i) {
+    if (a[i] == b[i]) continue;
     const char x = toLowerAscii(a[i]);
     const char y = toLowerAscii(b[i]);
     if (x != y) return static_cast<unsigned char>(x) < static_cast<unsigned char>(y) ? -1 : 1;

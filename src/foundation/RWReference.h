@@ -25,21 +25,23 @@ class RWReference {
   std::atomic<unsigned> count_{0};
 };
 
-/// A reference-counted body whose count is changed under a lock of its own, once it has had two
-/// references at a time: until then there is nobody to lock out.
+/// A reference-counted body whose count is changed under a lock of its own, which is made when a
+/// second reference is first taken: until then there is nobody to lock out.
 template <class Lock>
 class RWTCountingBody : public RWReference {
  public:
+  RWTCountingBody() = default;
+  /// Raises what the lock's destructor raises.
+  ~RWTCountingBody() noexcept(false) override { delete lock_.load(std::memory_order_acquire); }
+
   /// Adds nothing when the lock raises.
   void addReference() {
     if (!isReferenced()) return RWReference::addReference();
-    // Before anybody else can hold the second reference, and ever after: whoever lets go of the last
-    // one must wait for those who are still letting go of theirs.
-    wasShared_.store(true, std::memory_order_relaxed);
-    lock_.acquire();
+    Lock& lock = sharedLock();
+    lock.acquire();
     RWReference::addReference();
     try {
-      lock_.release();
+      lock.release();
     } catch (...) {
       RWReference::removeReference();
       throw;
@@ -48,23 +50,35 @@ class RWTCountingBody : public RWReference {
   /// What the lock raises is dropped: the count is right without it, and a reference that could not
   /// be let go of would leak the body. A lock that fails is reported when it is destroyed.
   unsigned removeReference() noexcept {
-    if (!wasShared_.load(std::memory_order_relaxed)) return RWReference::removeReference();
+    // Locked ever after the first sharing: whoever lets go of the last reference must wait for those
+    // who are still letting go of theirs.
+    Lock* const lock = lock_.load(std::memory_order_acquire);
+    if (!lock) return RWReference::removeReference();
     try {
-      lock_.acquire();
+      lock->acquire();
     } catch (...) {
       return RWReference::removeReference();
     }
     const unsigned left = RWReference::removeReference();
     try {
-      lock_.release();
+      lock->release();
     } catch (...) {
     }
     return left;
   }
 
  private:
-  std::atomic<bool> wasShared_{false};
-  Lock lock_;
+  /// There before anybody else can hold the second reference.
+  Lock& sharedLock() {
+    Lock* lock = lock_.load(std::memory_order_acquire);
+    if (lock) return *lock;
+    Lock* const made = new Lock;
+    if (lock_.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return *made;
+    delete made;  // Another thread was first.
+    return *lock;
+  }
+
+  std::atomic<Lock*> lock_{nullptr};
 };
 
 /// Holds one counted reference to a body, or none. Copies share the body. What the body's

@@ -18,6 +18,7 @@ class RWTValOrderedVector {
 
   RWTValOrderedVector() = default;
   explicit RWTValOrderedVector(std::size_t capacity) { items_.reserve(capacity); }
+  explicit RWTValOrderedVector(std::vector<T> items) noexcept : items_(std::move(items)) {}
 
   std::size_t entries() const noexcept { return items_.size(); }
   bool isEmpty() const noexcept { return items_.empty(); }

@@ -8,7 +8,6 @@ namespace orla {
 
 namespace {
 
-constexpr int kReadAhead = 16 * 1024;
 constexpr std::size_t kMostGathered = 64 * 1024;
 constexpr std::size_t kUsuallyGathered = 512;  // Heads without a body.
 constexpr int kStringPiece = 4096;
@@ -17,30 +16,29 @@ constexpr int kStringPiece = 4096;
 
 RWBufferedPortalImp::RWBufferedPortalImp(const RWPortal& portal) : portal_(portal) {}
 
-// Not inline: its stack frame would cost the receiving of each byte.
 template <class Receive>
-[[gnu::noinline]] int RWBufferedPortalImp::receive(char* buffer, int length, bool* more,
-                                                   Receive receiveBelow) {
+int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive receiveBelow) {
   if (length <= 0) {
     if (more) *more = false;
     return 0;
   }
-  if (position_ == end_) {
+  if (next_ == end_) {
     if (length >= kReadAhead) {
       if (singleBytes_ != 0) nextAhead_ = std::exchange(singleBytes_, 0);
       return receiveBelow(buffer, length, more);
     }
-    if (!ahead_) ahead_ = std::make_unique_for_overwrite<char[]>(kReadAhead);
     const unsigned wanted = length == 1 ? std::exchange(nextAhead_, 0) : 0;
     const int most = wanted > 0 && wanted < kReadAhead ? static_cast<int>(wanted) : kReadAhead;
-    position_ = end_ = 0;
-    end_ = receiveBelow(ahead_.get(), most, more);
-    if (end_ == 0) return 0;
+    const int got = receiveBelow(ahead_.data(), most, more);
+    if (got == 0) return 0;
+    next_ = ahead_.data();
+    end_ = next_ + got;
+    singleBytes_ += static_cast<unsigned>(got);
   }
-  if (length == 1) ++singleBytes_;
-  const int count = std::min(length, end_ - position_);
-  std::memcpy(buffer, ahead_.get() + position_, static_cast<std::size_t>(count));
-  position_ += count;
+  const int count = std::min(length, static_cast<int>(end_ - next_));
+  std::memcpy(buffer, next_, static_cast<std::size_t>(count));
+  next_ += count;
+  if (length != 1) singleBytes_ -= static_cast<unsigned>(count);
   if (more) *more = true;
   return count;
 }
@@ -52,12 +50,6 @@ int RWBufferedPortalImp::recv(char* buffer, int length, bool* more, std::uint32_
 }
 
 int RWBufferedPortalImp::recv(char* buffer, int length, bool* more) {
-  if (length == 1 && position_ != end_) {  // Heads are read byte by byte: no detour for these.
-    *buffer = ahead_[static_cast<std::size_t>(position_++)];
-    ++singleBytes_;
-    if (more) *more = true;
-    return 1;
-  }
   return receive(buffer, length, more, [&](char* into, int most, bool* condition) {
     return portal_.recv(into, most, condition);
   });

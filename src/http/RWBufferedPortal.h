@@ -1,8 +1,8 @@
 // A portal that gathers small transfers over another portal into large ones.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "net/RWPortal.h"
@@ -46,10 +46,10 @@ class RWBufferedPortalImp : public RWPortalImp {
   int receive(char* buffer, int length, bool* more, Receive receiveBelow);
 
   RWPortal portal_;
-  std::unique_ptr<char[]> ahead_;  // Bytes received and not yet asked for: from position_ to end_.
-  int position_ = 0;
-  int end_ = 0;
-  unsigned singleBytes_ = 0;  // Received byte by byte since the last direct receive.
+  static constexpr int kReadAhead = 16 * 1024;
+
+  std::array<char, kReadAhead> ahead_;  // What nobody asked for yet is from next_ to end_.
+  unsigned singleBytes_ = 0;  // In ahead_ since the last direct receive, but for the larger pieces.
   unsigned nextAhead_ = 0;    // The most for the next read-ahead; 0 for all that fits.
   std::vector<char> gathered_;
   bool midMessage_ = false;

@@ -35,7 +35,7 @@ void setBlocking(RWSocket& socket, bool blocking) {
 RWSocketPortal connectInTime(const RWInetAddr& address, std::uint32_t timeout) {
   // The portal is there before the socket: it closes it, whatever fails from here on.
   RWSocketPortal portal{RWSocket()};
-  RWSocket& socket = *static_cast<RWSocketPortalImp*>(portal.implementation());
+  RWSocket& socket = *portal.implementation();
   socket.socket(address.kind());
   setBlocking(socket, false);
   socket.connect(address);
@@ -112,7 +112,7 @@ void RWHttpClientImp::dropChannel() {
 }
 
 RWSocketPortal RWHttpSocketClientImp::portal() const {
-  return portal_;
+  return socket_ ? RWSocketPortal(socket_.get()) : RWSocketPortal(RWSocket());
 }
 
 void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
@@ -127,16 +127,16 @@ void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
   const int noDelay = 1;
   portal.socket().setsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
   channel_ = RWTHandle<RWBufferedPortalImp>(new RWBufferedPortalImp(portal));
-  portal_ = portal;
+  socket_ = RWTHandle<RWSocketPortalImp>(portal.implementation());
 }
 
 void RWHttpSocketClientImp::disconnect() {
   dropChannel();
-  portal_ = RWSocketPortal(RWSocket());
+  socket_ = RWTHandle<RWSocketPortalImp>();
 }
 
 bool RWHttpSocketClientImp::isConnected() const {
-  return portal_.socket().hasPeer();
+  return socket_ && socket_->hasPeer();
 }
 
 }  // namespace orla

@@ -28,8 +28,8 @@ class RWHttpClientImp : public RWBodyBase {
   /// Receives a reply's body: it must receive from the portal until 0 bytes come.
   using BodyHandler = RWTFunctor1<RWPortal>;
 
-  /// The portal of the connection. Its bytes belong to the connection: use it for the socket's
-  /// options.
+  /// The portal of the connection, over an invalid socket when there is none. Its bytes belong to
+  /// the connection: use it for the socket's options.
   virtual RWSocketPortal portal() const = 0;
   /// Looks `host` up and connects. `timeout` in milliseconds, of which only whole seconds count;
   /// 0 sets no limit. RWNetOperationTimeoutError; RWInternalErr "Unexpected error condition on
@@ -37,7 +37,8 @@ class RWHttpClientImp : public RWBodyBase {
   /// RWInetServiceNotFoundError for a port above 65535. A connection that was there before is
   /// ended, also when this raises.
   virtual void connect(const RWCString& host, std::uint32_t port, std::uint32_t timeout) = 0;
-  /// Ends the connection and forgets the requests whose replies are pending; connect() may follow.
+  /// Lets go of the connection, which ends with the last copy of its portal, and forgets the
+  /// requests whose replies are pending; connect() may follow.
   virtual void disconnect() = 0;
   /// True while the socket has a peer.
   virtual bool isConnected() const = 0;
@@ -86,7 +87,7 @@ class RWHttpSocketClientImp : public RWHttpClientImp {
   bool isConnected() const override;
 
  private:
-  RWSocketPortal portal_{RWSocket()};
+  RWTHandle<RWSocketPortalImp> socket_;  // None while there is no connection.
 };
 
 /// Shares a connection, or holds none. The operations are the connection's; those of an empty

@@ -1,10 +1,8 @@
 #include "http/RWHttpHeader.h"
 
 #include <algorithm>
-#include <numeric>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "http/RWHttpErrors.h"
 
@@ -14,6 +12,10 @@ namespace {
 
 constexpr char kContentLength[] = "Content-Length";
 constexpr char kHost[] = "Host";
+
+// Of a reply.
+constexpr std::size_t kUsualText = 512;
+constexpr std::size_t kUsualLines = 16;
 
 void requireLabel(const RWHttpGenericHeader& header, const char* label) {
   if (!equalIgnoringCase(header.getLabel(), label))
@@ -132,42 +134,44 @@ RWCString RWHttpHeaderList::asString() const {
   return text;
 }
 
-void RWHttpHeaderCollector::add(RWCString label, RWCString value) {
-  lines_.emplace_back(std::move(label), std::move(value));
+void RWHttpHeaderCollector::add(std::string_view label, std::string_view value) {
+  if (lines_.empty()) {
+    text_.reserve(kUsualText);
+    lines_.reserve(kUsualLines);
+  }
+  lines_.push_back({text_.size(), label.size(), value.size()});
+  text_.append(label).append(value).append("\n");  // No two lines start at one place.
+}
+
+std::string_view RWHttpHeaderCollector::labelOf(const Line& line) const {
+  return std::string_view(text_).substr(line.start, line.labelSize);
+}
+
+std::string_view RWHttpHeaderCollector::valueOf(const Line& line) const {
+  return std::string_view(text_).substr(line.start + line.labelSize, line.valueSize);
 }
 
 RWHttpHeaderList RWHttpHeaderCollector::take() {
-  std::vector<std::size_t> order(lines_.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-
   // The lines of one label come to stand side by side, in the order in which they came.
-  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    const int comparison = compareIgnoringCase(lines_[a].getLabel(), lines_[b].getLabel());
-    return comparison != 0 ? comparison < 0 : a < b;
+  std::sort(lines_.begin(), lines_.end(), [this](const Line& a, const Line& b) {
+    const int comparison = compareIgnoringCase(labelOf(a), labelOf(b));
+    return comparison != 0 ? comparison < 0 : a.start < b.start;
   });
-  // Each run of them shrinks to its last line, which takes over the values before it.
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < order.size(); ++i) {
-    RWHttpGenericHeader& line = lines_[order[i]];
-    if (i != 0) {
-      RWHttpGenericHeader& last = lines_[order[kept]];
-      if (equalIgnoringCase(line.getLabel(), last.getLabel())) {
-        last.value_ += ", ";
-        last.value_ += line.value_;
-        line.value_ = std::move(last.value_);
-      } else {
-        ++kept;
-      }
-    }
-    order[kept] = order[i];
+  std::vector<RWHttpGenericHeader> headers;
+  headers.reserve(lines_.size());
+  for (auto line = lines_.begin(); line != lines_.end();) {
+    RWCString value(valueOf(*line));
+    auto last = line++;
+    for (; line != lines_.end() && equalIgnoringCase(labelOf(*line), labelOf(*last)); last = line++)
+      value.append(", ").append(valueOf(*line));
+    headers.emplace_back(RWCString(labelOf(*last)), std::move(value));
   }
-  if (!order.empty()) order.resize(kept + 1);
-
-  std::sort(order.begin(), order.end(),
-            [&](std::size_t a, std::size_t b) { return sortsBefore(lines_[a], lines_[b]); });
+  // Mostly they are in order now: only labels that differ in case have another one byte by byte.
+  if (!std::is_sorted(headers.begin(), headers.end(), sortsBefore))
+    std::sort(headers.begin(), headers.end(), sortsBefore);
   RWHttpHeaderList list;
-  list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(order.size());
-  for (const std::size_t index : order) list.headers_.append(std::move(lines_[index]));
+  list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(std::move(headers));
+  text_.clear();
   lines_.clear();
   return list;
 }

@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <string_view>
+#include <vector>
 
 #include "foundation/RWCString.h"
 #include "foundation/RWTValOrderedVector.h"
@@ -53,8 +53,6 @@ class RWHttpGenericHeader : public RWHttpHeaderBase {
   RWCString getValueText() const override { return value_; }
 
  private:
-  friend class RWHttpHeaderCollector;
-
   RWCString value_;
 };
 
@@ -65,8 +63,8 @@ class RWHttpContentLengthHeader : public RWHttpHeaderBase {
   /// Reads the value as the C library's atol does: white space, a sign, digits, the rest ignored. A
   /// minus sign gives a negative length without complaint. Lengths from 2^31 to 2^32 - 1 keep their
   /// 32 bits, so that read as unsigned they are exact; what does not fit into 32 bits is refused,
-  /// since a shorter body would pass for the whole. RWHttpHeaderParseError: another label, or no
-  /// such number.
+  /// since a shorter body would pass for the whole. 0 is written "0" and no other way.
+  /// RWHttpHeaderParseError: another label, or no such number.
   explicit RWHttpContentLengthHeader(const RWHttpGenericHeader& header);
 
   std::int32_t getValue() const noexcept { return length_; }
@@ -86,7 +84,7 @@ class RWHttpHostHeader : public RWHttpHeaderBase {
 
   explicit RWHttpHostHeader(RWCString host, std::uint32_t port = 80);
   /// Splits the value at ":": the host, then the port (80 when missing or empty).
-  /// RWHttpHeaderParseError: another label, or a port that is no number.
+  /// RWHttpHeaderParseError: another label, or a port that is no number as for a length.
   explicit RWHttpHostHeader(const RWHttpGenericHeader& header);
 
   const Value& getValue() const noexcept { return value_; }
@@ -129,16 +127,26 @@ class RWHttpHeaderList {
 
 /// Gathers the header lines of a reply into a list. Lines of one label merge: their values are
 /// joined by ", " in the order of the lines, under the label as the last line writes it. The time
-/// grows with the size of the head alone, however many headers a server sends; each line takes a
-/// header's memory until take().
+/// grows with the size of the head alone, however many headers a server sends.
 class RWHttpHeaderCollector {
  public:
-  void add(RWCString label, RWCString value);
+  void add(std::string_view label, std::string_view value);
   /// The list of what was added; the collector is empty afterwards.
   RWHttpHeaderList take();
 
  private:
-  std::deque<RWHttpGenericHeader> lines_;  // As they came.
+  /// Label and value stand one behind the other in the text.
+  struct Line {
+    std::size_t start;
+    std::size_t labelSize;
+    std::size_t valueSize;
+  };
+
+  std::string_view labelOf(const Line& line) const;
+  std::string_view valueOf(const Line& line) const;
+
+  RWCString text_;  // Of all the lines, as they came.
+  std::vector<Line> lines_;
 };
 
 }  // namespace orla

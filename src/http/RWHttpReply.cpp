@@ -32,10 +32,7 @@ int toNumber(std::string_view digits) {
   return value;
 }
 
-// Not inline: what they build on the stack would cost the reading of each byte.
-[[noreturn, gnu::noinline]] void raiseTooLarge() {
-  throw RWHttpReplyError("Reply header too large");
-}
+// Not inline: what it builds on the stack would cost the reading of each byte.
 [[noreturn, gnu::noinline]] void raiseClosed() {
   throw RWReplyError("Connection closed by server");
 }
@@ -47,39 +44,31 @@ void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
   const std::size_t end = std::min(line.find(':'), line.size());
   std::string_view value = line.substr(end);
   value.remove_prefix(std::min(value.find_first_not_of(':'), value.size()));
-  headers.add(RWCString(line.substr(0, end)), RWCString(stripLeadingBlanks(value)));
+  headers.add(line.substr(0, end), stripLeadingBlanks(value));
 }
 
 }  // namespace
 
 RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {}
 
-inline char RWHttpLineReader::readByte() {
-  if (bytes_ == kMostBytes) raiseTooLarge();
-  char c;
-  if (portal_.recv(&c, 1, nullptr) == 0) raiseClosed();
-  ++bytes_;
-  return c;
-}
-
 const RWCString& RWHttpLineReader::readLine() {
   char piece[kPiece];
-  std::size_t count = 0;
   line_.clear();
-  bool behindReturn = false;
-  for (char c; (c = readByte()) != '\n';) {
-    const bool isFirstReturn = c == '\r' && !behindReturn;
-    if (!isFirstReturn) {
-      if (count + 2 > kPiece) {
-        line_.append(piece, count);
-        count = 0;
-      }
-      if (behindReturn) piece[count++] = '\r';
-      piece[count++] = c;
-    }
-    behindReturn = isFirstReturn;
+  while (!line_.ends_with('\n')) {
+    const std::size_t most = std::min(kPiece, kMostBytes - bytes_);
+    if (most == 0) throw RWHttpReplyError("Reply header too large");
+    std::size_t count = 0;
+    do {
+      if (portal_.recv(&piece[count], 1, nullptr) == 0) raiseClosed();
+    } while (piece[count++] != '\n' && count != most);
+    bytes_ += count;
+    line_.append(piece, count);
   }
-  return line_.append(piece, count);
+  line_.pop_back();
+  // A CR that is not the line end's takes the byte behind it into the line, also another CR.
+  const std::size_t returns = line_.size() - (line_.find_last_not_of('\r') + 1);
+  if (returns % 2 == 1) line_.pop_back();
+  return line_;
 }
 
 RWHttpReply::RWHttpReply(RWHttpLineReader& lines) {
@@ -119,8 +108,10 @@ RWCString RWHttpReply::getHeaderValue(const RWCString& label) const {
 
 RWCString RWHttpReply::asString() const {
   if (lines().isEmpty()) return RWCString();
-  return "HTTP/" + std::to_string(majorVersion_) + "." + std::to_string(minorVersion_) + " " +
-         lines()[0].rawLine() + "\r\n" + headers_.asString() + "\r\n";
+  RWCString text =
+      "HTTP/" + std::to_string(majorVersion_) + "." + std::to_string(minorVersion_) + " ";
+  for (const RWReplyLine& line : lines()) text.append(line.rawLine()).append("\r\n");
+  return text + headers_.asString() + "\r\n";
 }
 
 }  // namespace orla

@@ -30,8 +30,6 @@ class RWHttpLineReader {
   const RWCString& readLine();
 
  private:
-  char readByte();
-
   RWPortal portal_;
   std::size_t bytes_ = 0;
   RWCString line_;

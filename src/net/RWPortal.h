@@ -27,6 +27,15 @@ class RWPortalImp : public RWReference {
   virtual RWCString recv() = 0;
   virtual int send(const char* buffer, int length, std::uint32_t timeout);
   virtual int send(const char* buffer, int length) = 0;
+
+ protected:
+  /// What an implementation that reads ahead has at hand: from here RWPortal takes a single byte
+  /// without a call. Empty elsewhere.
+  const char* next_ = nullptr;
+  const char* end_ = nullptr;
+
+ private:
+  friend class RWPortal;
 };
 
 /// No channel: each operation throws RWNetNoChannelError.
@@ -54,7 +63,11 @@ class RWPortal {
   int recv(char* buffer, int length, bool* more, std::uint32_t timeout) const;
   RWCString recv(std::uint32_t timeout) const;
   int recv(char* buffer, int length, bool* more = nullptr) const {
-    return implementation_->recv(buffer, length, more);
+    RWPortalImp& channel = *implementation_;
+    if (length != 1 || channel.next_ == channel.end_) return channel.recv(buffer, length, more);
+    *buffer = *channel.next_++;
+    if (more) *more = true;
+    return 1;
   }
   RWCString recv() const;
   int send(const char* buffer, int length, std::uint32_t timeout) const;

@@ -76,17 +76,19 @@ RWSockAddr RWSockAddrFactory::makeFromText(const RWCString& text) const {
 }
 
 RWCString normalizedAddressText(const RWCString& text) {
-  RWCString plain;
+  RWCString plain = text;
+  std::size_t size = 0;
   std::vector<std::size_t> openBrackets;
   for (const char c : text) {
     if (c == ')' && !openBrackets.empty()) {
-      plain.resize(openBrackets.back());
+      size = openBrackets.back();
       openBrackets.pop_back();
       continue;
     }
-    if (c == '(') openBrackets.push_back(plain.size());
-    plain.push_back(c == ':' ? ' ' : c);
+    if (c == '(') openBrackets.push_back(size);
+    plain[size++] = c == ':' ? ' ' : c;
   }
+  plain.resize(size);
   return RWCString(stripLeadingBlanks(stripTrailingBlanks(plain)));
 }
 

@@ -69,15 +69,15 @@ void RWSocketPortalImp::requireReady(int condition, std::uint32_t timeout, const
 }
 
 RWSocketPortal::RWSocketPortal(const RWSocket& socket, ClosePolicy policy)
-    : RWPortal(new RWSocketPortalImp(socket, policy)) {}
+    : RWSocketPortal(new RWSocketPortalImp(socket, policy)) {}
 
 RWSocketPortal::RWSocketPortal(const RWSockAddrBase& address)
     : RWSocketPortal(RWSocket(), PortalCloses) {
-  static_cast<RWSocketPortalImp*>(implementation())->connect(address);
+  implementation()->connect(address);
 }
 
 RWSocket RWSocketPortal::socket() const {
-  return *static_cast<RWSocketPortalImp*>(implementation());
+  return *implementation();
 }
 
 }  // namespace orla

@@ -52,7 +52,13 @@ class RWSocketPortal : public RWPortal, public RWSocketPortalBase {
   /// Over a new socket, connected to `address`, which the portal closes. A failure leaves nothing
   /// open.
   explicit RWSocketPortal(const RWSockAddrBase& address);
+  /// Shares `implementation`, new or already shared.
+  explicit RWSocketPortal(RWSocketPortalImp* implementation) : RWPortal(implementation) {}
 
+  /// Never null; lives as long as a portal shares it.
+  RWSocketPortalImp* implementation() const noexcept {
+    return static_cast<RWSocketPortalImp*>(RWPortal::implementation());
+  }
   /// The socket, by value: another handle to the same connection.
   RWSocket socket() const;
 };

@@ -168,6 +168,7 @@ inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD CREATE_ALWAYS = 2;
 inline constexpr DWORD OPEN_EXISTING = 3;
 inline constexpr DWORD OPEN_ALWAYS = 4;
+inline constexpr DWORD TRUNCATE_EXISTING = 5;
 inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x1;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
@@ -361,7 +362,8 @@ int bind(SOCKET socket, const sockaddr* address, int length) noexcept;
 int listen(SOCKET socket, int backlog) noexcept;
 /// `address` and `length` may be null.
 SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept;
-/// A blocking receive whose SO_RCVTIMEO expires fails with WSAETIMEDOUT, never WSAEWOULDBLOCK.
+/// A blocking receive whose SO_RCVTIMEO expires fails with WSAETIMEDOUT, never WSAEWOULDBLOCK. The
+/// one flag of all transfers is MSG_PEEK; the port refuses others with WSAEOPNOTSUPP.
 int recv(SOCKET socket, char* buffer, int length, int flags) noexcept;
 /// As recv; a datagram longer than the buffer fails with WSAEMSGSIZE.
 int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
@@ -397,7 +399,7 @@ hostent* gethostbyaddr(const char* address, int length, int family) noexcept;
 servent* getservbyname(const char* name, const char* protocol) noexcept;
 servent* getservbyport(int port, const char* protocol) noexcept;
 int gethostname(char* name, int length) noexcept;
-/// INADDR_NONE for a text that is no address; to the port, white space is part of none.
+/// INADDR_NONE for a text that is no address. White space ends the address.
 u_long inet_addr(const char* text) noexcept;
 /// In storage of the calling thread, replaced by its next call.
 char* inet_ntoa(in_addr address) noexcept;

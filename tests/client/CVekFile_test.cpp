@@ -41,6 +41,9 @@ TEST_F(CVekFileTest, ReadsAndCopiesInPieces) {
   EXPECT_EQ(file.CopyBlock(to, buffer, 4), 0) << "the end of the file";
   EXPECT_EQ(to.Close(false), 0u);
   EXPECT_EQ(folder.read("to"), "de");
+  EXPECT_EQ(to.Open(folder.path("to").c_str(), GENERIC_WRITE, 0, TRUNCATE_EXISTING, 0), 0u);
+  EXPECT_EQ(to.Close(false), 0u);
+  EXPECT_EQ(folder.read("to"), "");
   EXPECT_EQ(file.CloseAndDelete(), 0u);
   EXPECT_THAT(folder.names(), ElementsAre("to"));
   EXPECT_EQ(file.IsDirectory(folder.path().c_str()), 0u);

@@ -85,7 +85,7 @@ TEST_F(RWSocketTest, WaitKnowsItsLimits) {
   EXPECT_EQ(selectSeconds(1e300), 2147483647);
   RWSocketAttributes waited;
   waited.append({RWSocket(), Condition::CanRead});
-  EXPECT_EQ(errorOf([&] { selectSockets(waited, 0); }), "RWNetSelectError: NOTSOCK");
+  EXPECT_EQ(errorOf([&] { selectSockets(waited, -1); }), "RWNetSelectError: NOTSOCK");
   for (RWSocket::Handle handle = 0x40000000; waited.entries() <= kMaxSelectSockets; ++handle) {
     waited.append({RWSocket(handle), Condition::CanRead});
   }

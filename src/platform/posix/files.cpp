@@ -76,6 +76,8 @@ int openFlags(DWORD access, DWORD disposition) {
       return flags;
     case OPEN_ALWAYS:
       return flags | O_CREAT;
+    case TRUNCATE_EXISTING:
+      return writes ? flags | O_TRUNC : -1;
     default:
       return -1;
   }

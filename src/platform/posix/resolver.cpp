@@ -11,7 +11,6 @@ constexpr short kInternetFamily = AF_INET;
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <netdb.h>
 #include <sys/socket.h>
 #include <type_traits>
@@ -125,8 +124,10 @@ int gethostname(char* name, int length) noexcept {
 }
 
 u_long inet_addr(const char* text) noexcept {
-  // The C library would stop at white space and never see what follows.
-  if (text == nullptr || std::strpbrk(text, " \t\n\v\f\r") != nullptr) return kNoAddress;
+  if (text == nullptr) return kNoAddress;
+  // The usual form, by the reader that knows no other and is several times as fast.
+  ::in_addr address;
+  if (::inet_pton(kInternetFamily, text, &address) == 1) return address.s_addr;
   return static_cast<u_long>(::inet_addr(text));
 }
 

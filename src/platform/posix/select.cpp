@@ -77,9 +77,11 @@ class Watch {
                    nullptr);
   }
 
-  bool hasBadSocket() const {
-    return hasNoSocket_ ||
-           std::any_of(entries_.begin(), entries_.begin() + count_,
+  /// A negative descriptor, which poll() would pass over.
+  bool hasNoSocket() const { return hasNoSocket_; }
+
+  bool hasClosedSocket() const {
+    return std::any_of(entries_.begin(), entries_.begin() + count_,
                        [](const ::pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
   }
 
@@ -116,7 +118,6 @@ class Watch {
  private:
   void add(const ::pollfd& entry) {
     entries_[static_cast<std::size_t>(count_++)] = entry;
-    // poll() passes over negative descriptors.
     hasNoSocket_ = hasNoSocket_ || entry.fd < 0;
   }
 
@@ -137,6 +138,7 @@ int select(int, fd_set* read, fd_set* write, fd_set* except, const timeval* time
   if (!isSound(read) || !isSound(write) || !isSound(except)) return failSocket(WSAEINVAL);
   Watch watch(read, write, except);
   if (watch.isEmpty()) return failSocket(WSAEINVAL);
+  if (watch.hasNoSocket()) return failSocket(WSAENOTSOCK);
   Deadline deadline;
   if (timeout != nullptr) {
     if (timeout->tv_sec < 0 || timeout->tv_usec < 0) return failSocket(WSAEINVAL);
@@ -149,7 +151,7 @@ int select(int, fd_set* read, fd_set* write, fd_set* except, const timeval* time
       if (errno == EINTR) continue;
       return failSocket(posix::winsockCode(errno));
     }
-    if (watch.hasBadSocket()) return failSocket(WSAENOTSOCK);
+    if (watch.hasClosedSocket()) return failSocket(WSAENOTSOCK);
     const int ready = watch.countReady();
     if (ready == 0 && reported != 0) continue;
     watch.reduceSets();
