@@ -71,7 +71,7 @@ class CInetCntHandle : public RWReference {
   /// One transaction: a fresh connection, one request for `path`, its reply's body into `arg`. 0
   /// for status 200; otherwise a code, with a message. `wait`, in milliseconds (only whole
   /// seconds count), bounds connecting and each wait for the reply on top of the socket's own limit
-  /// of 300 s; 0 for none. Raises nothing.
+  /// of 300 s; 0 for none. Raises nothing, unless the progress function does what it must not.
   std::uint32_t Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait);
   /// The same with `body` as the request's body; no wait for the server to take more of it lasts
   /// longer than 300 s either.

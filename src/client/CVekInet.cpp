@@ -30,7 +30,11 @@ CVekInet::CVekInet(const char* guardName)
 
 CVekInet::~CVekInet() {
   // Nobody else is left to be kept out, so that the connections go even when the guard fails.
-  if (Cleanup() != ORLA_OK) DropConnections();
+  try {
+    Cleanup();
+  } catch (const CVekExceptionImp&) {
+    DropConnections();
+  }
   guard_.Close();
 }
 
@@ -44,7 +48,7 @@ std::uint32_t CVekInet::Initialize(std::uint32_t flag, const char* text) {
 
 std::uint32_t CVekInet::Cleanup() {
   CVekWriterLock lock;
-  if (!lock.Lock(&guard_)) return ORLA_ERROR_GENERAL;
+  takeExclusively(lock, guard_);
   DropConnections();
   initialised_ = false;
   return ORLA_OK;

@@ -20,8 +20,9 @@ namespace orla {
 ///
 /// Any thread may call any operation. The table guard, which is shared by every process that loads
 /// the library, is held while the table is changed (exclusively) or searched (shared), never while
-/// a command is on the network. Each operation returns a status and raises nothing, but that
-/// Connect and Disconnect let error 1 (CVekExceptionImp) through when the guard cannot be taken.
+/// a command is on the network. The operations behind exports return a status and raise
+/// nothing, but that Connect, Disconnect and Cleanup let error 1 (CVekExceptionImp) through when the
+/// guard cannot be taken.
 class CVekInet : public CArArr<CInetCntHandle*> {
  public:
   /// `guardName` ends the names of the guard's kernel objects.
@@ -50,7 +51,7 @@ class CVekInet : public CArArr<CInetCntHandle*> {
 
   /// Writes the target of a command (type 0: the version; `upload`: an upload; else a package name)
   /// into `target`, of `size` bytes. False, with an empty target, for an unknown handle, a null
-  /// identity, or a text that does not fit.
+  /// identity, or a text that does not fit. Error 1 when the guard cannot be taken.
   bool BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
                     const char* const* identities, bool upload, char* target, std::size_t size);
   /// The same for an upload of `fileName`, which may be null or empty. False for a file name that

@@ -61,6 +61,8 @@ void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
 bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint32_t count,
                  const char* const* identities, bool upload, char* target, std::size_t size) {
   target[0] = '\0';
+  type &= 0xFFFF;
+  count &= 0xFFFF;
   constexpr std::size_t kUsualLength = 200;
   RWCString text;
   text.reserve(kUsualLength);
@@ -163,7 +165,7 @@ std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
       SetMessageFrom(*connection);
       return code;
     }
-    if (!ParseVersionText(arg.textBody, major, minor)) return ORLA_ERROR_NOT_MODIFIED;
+    if (!ParseVersionText(arg.textBody.c_str(), major, minor)) return ORLA_ERROR_NOT_MODIFIED;
     return ORLA_OK;
   });
   // "Not modified" and a text that is no version are the same to the agent: no version was had.
@@ -182,8 +184,7 @@ std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
     char target[kTargetSize];
     // When the target cannot be built, the request goes out with an empty one: the server's refusal
     // is the agent's answer.
-    buildTarget(*connection, type & 0xFFFF, count & 0xFFFF, identities, false, target,
-                sizeof target);
+    buildTarget(*connection, type, count, identities, false, target, sizeof target);
     CInetCntHandle::CHttpRequestArg arg;
     if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
       SetMessageFrom(*connection);
@@ -207,8 +208,7 @@ std::uint32_t CVekInet::SendPackage(std::uint32_t handle, std::uint32_t type, st
   return statusOf([&]() -> std::uint32_t {
     const Connection connection = RequireHandle(handle);
     char target[kTargetSize];
-    if (!buildTarget(*connection, type & 0xFFFF, count & 0xFFFF, identities, true, target,
-                     sizeof target) ||
+    if (!buildTarget(*connection, type, count, identities, true, target, sizeof target) ||
         !appendFileName(name, target, sizeof target))
       raiseError(ORLA_ERROR_ARGUMENT);
     RWCString package = readPackage(path);

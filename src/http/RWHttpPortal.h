@@ -33,6 +33,8 @@ class RWHttpPortalImp : public RWPortalImp {
   using RWPortalImp::recv;
   using RWPortalImp::send;
   /// A receive that asks for 0 bytes is no end of a body that lasts until the connection closes.
+  /// Chunked framing raises RWHttpConnectionError "Server unexpectedly closed connection", and
+  /// RWHttpReplyError for a chunk size that is no number or whose line exceeds 1 MiB.
   int recv(char* buffer, int length, bool* more) override;
   RWCString recv() override;
   /// Throws RWNetNoChannelError: a body cannot be written to.

@@ -68,6 +68,10 @@ class RWHttpRequest {
   RWHttpRequest() : RWHttpRequest(RWCString(), RWCString()) {}
   /// With a string body.
   RWHttpRequest(RWCString method, RWCString uri, RWCString body = RWCString());
+  // Copied, never moved from: a request always has its body.
+  RWHttpRequest(const RWHttpRequest&) = default;
+  RWHttpRequest& operator=(const RWHttpRequest&) = default;
+  ~RWHttpRequest() = default;
 
   const RWCString& getMethod() const noexcept { return method_; }
   void setMethod(RWCString method);
@@ -90,7 +94,7 @@ class RWHttpRequest {
   /// Writes the request to `portal`, as drawn above. "Content-Length" or "Transfer-Encoding", and
   /// "Host" (`host`:`port`), are added unless the headers hold them; the request's own list stays
   /// as it is. RWHttpRequestError, with nothing written, for a body of unknown length in a version
-  /// below 1.1; what the portal raises leaves a part written.
+  /// below 1.1; what the portal or the body raises leaves a part written.
   void write(const RWPortal& portal, const RWCString& host, std::uint32_t port) const;
 
  private:

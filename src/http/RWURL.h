@@ -8,8 +8,9 @@
 //   news:group            or news:article@host
 //   mailto:address
 //
-// In the forms with an authority all but the host is optional, and for file the host is as well. A
-// component that is absent is empty, and components are never decoded. In ftp and telnet the user
+// Optional are user, password, port, path, query, type and article; for http and file the host as
+// well, but not the "/" behind file's. A component that is absent is empty, and components are never
+// decoded. In ftp and telnet the user
 // information ends at the last "@", so that a password may hold one.
 //
 // A plain value; parsing never raises.

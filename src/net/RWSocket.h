@@ -2,8 +2,8 @@
 //
 // A socket is a plain value, one handle: copying copies the handle, nothing is counted, and nothing
 // is closed but by close(); who closes is settled by the owner (RWSocketPortal.h). It has no lock:
-// one thread uses it at a time. Each operation is one system call and buffers nothing; it blocks
-// as the socket's blocking mode and time-out options say.
+// one thread uses it at a time. Each transfer is one system call and buffers nothing; operations
+// block as the socket's blocking mode and time-out options say.
 //
 // A call that fails raises RWSocketError and leaves the handle as it was, except where connect or
 // bind closed a socket that they had made themselves. A negative length fails with WSAEFAULT.

@@ -22,10 +22,7 @@ class RWTPCValBufferBase : public RWPCBufferBase {
   T read() {
     LockGuard guard(mutex_);
     try {
-      awaitItem();
-      T item = takeFirst();
-      itemTaken();
-      return item;
+      return takeAwaited();
     } catch (...) {
       passItemOn();
       throw;
@@ -61,6 +58,16 @@ class RWTPCValBufferBase : public RWPCBufferBase {
 
   virtual T takeFirst() ORLA_REQUIRES(mutex_) = 0;
   virtual void append(T&& item) ORLA_REQUIRES(mutex_) = 0;
+
+ private:
+  /// Not inside the reader's "try", from where compilers return by one more copy, which might fail
+  /// when the item has left the buffer already.
+  T takeAwaited() ORLA_REQUIRES(mutex_) {
+    awaitItem();
+    T item = takeFirst();
+    itemTaken();
+    return item;
+  }
 };
 
 /// A producer-consumer buffer that hands its items on in the order of their writing.

@@ -217,7 +217,7 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
                {"initialise", &Agent::initialise, {".", ".", ".", ".", ".", ".", ".", "."}, 0},
                {"connect", &Agent::connect, {".", ".", ".", ".", ".", ".", "x.x..", "1+."}, 4},
                {"disconnect", &Agent::disconnect, {".", ".", ".", ".", ".", ".", "x..", "."}, 0},
-               {"clean up", &Agent::cleanUp, {".", ".", ".", ".", ".", ".", "1..", "."}, 0},
+               {"clean up", &Agent::cleanUp, {".", ".", ".", ".", ".", ".", "x..", "."}, 0},
                {"version",
                 &Agent::version,
                 {"SCOOLWR+K.", "SCOOLWR+K.", "SNOOLwe..", ".+", ".", ".", OF_A_COMMAND, "1m+."},

@@ -72,14 +72,28 @@ TEST(RWTPCValQueue, RunsItsCallbacksOnceASpellWithoutTheLock) {
   EXPECT_EQ(textOf<RWTHRInvalidPointer>(RWFunctor0()), "Invalid pointer");
 }
 
-// Not copied or moved on a thread that says so.
+// Copied, or moved, only so often on each thread.
 struct Item {
-  static inline thread_local bool refuseCopies = false;
+  static inline thread_local int copiesLeft = 100;
   Item() = default;
   Item(const Item&) {
-    if (refuseCopies) throw 1;
+    if (copiesLeft-- <= 0) throw 1;
   }
 };
+
+TEST(RWTPCValQueue, LosesNoItemToACopyThatFails) {
+  RWTPCValQueue<Item> queue;
+  queue.write(Item());
+  for (int allowed = 0; queue.readable(); ++allowed) {
+    Item::copiesLeft = allowed;
+    try {
+      queue.read();
+      EXPECT_FALSE(queue.readable());
+    } catch (int) {
+      ASSERT_TRUE(queue.readable()) << allowed;
+    }
+  }
+}
 
 TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
   RWTPCValQueue<Item> queue(1);
@@ -88,7 +102,7 @@ TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
     auto& condition = reading ? Access::notEmpty(queue) : Access::notFull(queue);
     for (std::size_t i = 0; i < 2; ++i) {
       users[i] = inBackground([&queue, i, reading] {
-        Item::refuseCopies = i == 0;
+        Item::copiesLeft = i == 0 ? 0 : 100;
         reading ? void(queue.read()) : queue.write(Item());
       });
       awaitSleepers(Access::lock(queue), condition, i + 1);
