@@ -31,15 +31,16 @@ constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
 /// A package is read in pieces of at most this many bytes.
 constexpr std::uint32_t kReadPiece = 256 * 1024;
 
-/// The value percent-encoded, or as it stands when that does not fit its buffer.
-RWCString escape(const char* value) {
+/// Appends the value percent-encoded, or as it stands when that does not fit its buffer.
+void appendEscaped(RWCString& text, const char* value) {
   const std::size_t length = std::strlen(value);
   char escaped[kTargetSize];
   auto size = static_cast<std::uint32_t>(sizeof escaped);
-  if (length >= kTargetSize ||
-      !PercentEncode(value, static_cast<std::uint32_t>(length), escaped, &size))
-    return RWCString(value, length);
-  return RWCString(escaped);
+  if (length < kTargetSize &&
+      PercentEncode(value, static_cast<std::uint32_t>(length), escaped, &size))
+    text.append(escaped, size - 1);
+  else
+    text.append(value, length);
 }
 
 /// Copies `text` with its terminating zero; false, and nothing written, when it does not fit.
@@ -76,7 +77,7 @@ bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint
   for (std::uint32_t i = 0; i < count; ++i) {
     if (!identities || !identities[i] || text.size() >= size) return false;
     text.append("&Identity").append(std::to_string(i)).append("=");
-    text.append(escape(identities[i]));
+    appendEscaped(text, identities[i]);
   }
   text += "&Encoding=UTF-8";
   return copyTarget(text, target, size);
@@ -86,7 +87,9 @@ bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint
 /// fit.
 bool appendFileName(const char* fileName, char* target, std::size_t size) {
   if (!fileName || *fileName == '\0') return true;
-  return copyTarget(target + ("&FileName=" + escape(fileName)), target, size);
+  RWCString text = RWCString(target) + "&FileName=";
+  appendEscaped(text, fileName);
+  return copyTarget(text, target, size);
 }
 
 /// The whole file at `path`.

@@ -1,6 +1,8 @@
 #include "client/PercentEncode.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <limits>
 #include <string_view>
 
@@ -10,10 +12,19 @@ namespace orla {
 
 namespace {
 
+/// Of each byte, whether it goes as it is.
+constexpr auto kPasses = [] {
+  std::array<bool, 256> passes{};
+  for (std::size_t byte = 0; byte < passes.size(); ++byte) {
+    const char c = toLowerAscii(static_cast<char>(byte));
+    passes[byte] =
+        (c >= 'a' && c <= 'z') || isDigitAscii(c) || c == '-' || c == '_' || c == '.' || c == '*';
+  }
+  return passes;
+}();
+
 bool passes(char c) noexcept {
-  const char lower = toLowerAscii(c);
-  return (lower >= 'a' && lower <= 'z') || isDigitAscii(c) || c == '-' || c == '_' || c == '.' ||
-         c == '*';
+  return kPasses[static_cast<unsigned char>(c)];
 }
 
 }  // namespace

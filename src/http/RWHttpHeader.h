@@ -43,7 +43,7 @@ class RWHttpHeaderBase {
 };
 
 /// A header whose value is a text, kept as it stands.
-class RWHttpGenericHeader : public RWHttpHeaderBase {
+class RWHttpGenericHeader final : public RWHttpHeaderBase {
  public:
   RWHttpGenericHeader(RWCString label, RWCString value, unsigned sortClass = kGenericSortClass);
   /// The label, value text and sort class of any header.

@@ -80,8 +80,7 @@ void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::ui
   } else if (length > 0) {
     headers.insert(contentLength(length));
   }
-  // An empty "Host" of the caller's own stays: the list refuses a second one.
-  if (headers.getValue("Host").empty()) headers.insert(RWHttpHostHeader(host, port));
+  headers.insert(RWHttpHostHeader(host, port));  // Refused when the caller gave one of his own.
 
   portal.sendFully(requestLine() + "\r\n");
   portal.sendFully(headers.asString() + "\r\n");
