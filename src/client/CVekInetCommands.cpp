@@ -11,6 +11,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "client/CVekExceptionImp.h"
@@ -31,24 +32,48 @@ constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
 /// A package is read in pieces of at most this many bytes.
 constexpr std::uint32_t kReadPiece = 256 * 1024;
 
-/// Appends the value percent-encoded, or as it stands when that does not fit its buffer.
-void appendEscaped(RWCString& text, const char* value) {
-  const std::size_t length = std::strlen(value);
-  char escaped[kTargetSize];
-  auto size = static_cast<std::uint32_t>(sizeof escaped);
-  if (length < kTargetSize &&
-      PercentEncode(value, static_cast<std::uint32_t>(length), escaped, &size))
-    text.append(escaped, size - 1);
-  else
-    text.append(value, length);
-}
+/// The target of a command, written into its buffer behind the text that is there.
+class TargetText {
+ public:
+  TargetText(char* buffer, std::size_t size) noexcept
+      : buffer_(buffer), size_(size), start_(std::strlen(buffer)), length_(start_) {}
 
-/// Copies `text` with its terminating zero; false, and nothing written, when it does not fit.
-bool copyTarget(const RWCString& text, char* target, std::size_t size) {
-  if (text.size() >= size) return false;
-  std::memcpy(target, text.c_str(), text.size() + 1);
-  return true;
-}
+  bool fits() const noexcept { return fits_; }
+
+  TargetText& append(std::string_view text) noexcept {
+    fits_ = fits_ && text.size() < size_ - length_;
+    if (!fits_) return *this;
+    std::memcpy(buffer_ + length_, text.data(), text.size());
+    length_ += text.size();
+    return *this;
+  }
+
+  /// Percent-encoded, or as it stands when that does not fit a buffer of the same size.
+  TargetText& appendEscaped(const char* value) noexcept {
+    const std::size_t length = std::strlen(value);
+    char escaped[kTargetSize];
+    auto size = static_cast<std::uint32_t>(sizeof escaped);
+    if (length < kTargetSize &&
+        PercentEncode(value, static_cast<std::uint32_t>(length), escaped, &size))
+      return append({escaped, size - 1});
+    return append({value, length});
+  }
+
+  /// Ends the text with its zero. False, and the buffer's text as it was, when a part of it did not
+  /// fit or is missing.
+  bool end(bool isWhole = true) noexcept {
+    const bool isGood = isWhole && fits_;
+    buffer_[isGood ? length_ : start_] = '\0';
+    return isGood;
+  }
+
+ private:
+  char* const buffer_;
+  const std::size_t size_;
+  const std::size_t start_;
+  std::size_t length_;
+  bool fits_ = true;
+};
 
 /// Copies an answer as strncpy does: padded with zeros up to `size`, unterminated when it fills it.
 void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
@@ -64,32 +89,22 @@ bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint
   target[0] = '\0';
   type &= 0xFFFF;
   count &= 0xFFFF;
-  constexpr std::size_t kUsualLength = 200;
-  RWCString text;
-  text.reserve(kUsualLength);
+  TargetText text(target, size);
   text.append("/").append(connection.GetPath()).append("?ORLACommand=");
-  if (type == 0) {
-    text += "GetVersion";
-    return copyTarget(text, target, size);
-  }
-  text += upload ? "UploadPackage&Type=" : "CompileName&Type=";
-  text += std::to_string(type);
+  if (type == 0) return text.append("GetVersion").end();
+  text.append(upload ? "UploadPackage&Type=" : "CompileName&Type=").append(std::to_string(type));
   for (std::uint32_t i = 0; i < count; ++i) {
-    if (!identities || !identities[i] || text.size() >= size) return false;
-    text.append("&Identity").append(std::to_string(i)).append("=");
-    appendEscaped(text, identities[i]);
+    if (!identities || !identities[i] || !text.fits()) return text.end(false);
+    text.append("&Identity").append(std::to_string(i)).append("=").appendEscaped(identities[i]);
   }
-  text += "&Encoding=UTF-8";
-  return copyTarget(text, target, size);
+  return text.append("&Encoding=UTF-8").end();
 }
 
 /// Makes an upload's target of what buildTarget built; false, and nothing changed, when it does not
 /// fit.
 bool appendFileName(const char* fileName, char* target, std::size_t size) {
   if (!fileName || *fileName == '\0') return true;
-  RWCString text = RWCString(target) + "&FileName=";
-  appendEscaped(text, fileName);
-  return copyTarget(text, target, size);
+  return TargetText(target, size).append("&FileName=").appendEscaped(fileName).end();
 }
 
 /// The whole file at `path`.
