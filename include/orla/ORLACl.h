@@ -20,8 +20,8 @@
  * Errors: every function returns a status, ORLA_OK (0) for success. Beside it the library keeps one
  * message for the whole process (ORLAGetLastErrorMsg) and one code for each thread
  * (ORLAGetLastError), which only ORLAGetVersion sets. When memory runs out, ORLAConnect and the
- * commands return ORLA_ERROR_GENERAL without a message, or, once a command is on the network,
- * ORLA_ERROR_TRANSPORT with one.
+ * commands return ORLA_ERROR_GENERAL, as a rule without a message, or, once a command is on the
+ * network, ORLA_ERROR_TRANSPORT with one (ORLASendPackage, for the file: ORLA_ERROR_TOO_LARGE).
  *
  * A thread must not be cancelled or killed while it is in the library: what it holds stays held.
  * End every command before the program exits or unloads the library: that waits for no command, can
@@ -177,7 +177,8 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
  *                    URL, which is spoken to in plain HTTP. A query in it is ignored. URLs of other
  *                    schemes (ftp, file, news, ...) are taken as well, and their host is spoken to
  *                    in HTTP. No "user:password@" and no IPv6 address: both are misread, without an
- *                    error here. Null counts as empty, and cannot be read.
+ *                    error here. White space and control characters are not tested: they go into
+ *                    requests as they stand. Null counts as empty, and cannot be read.
  * @param credential  kept with the connection, and sent to nobody; null counts as empty
  * @param reserved    not used
  * @param handle      takes the connection's handle, never 0; 0 on failure
@@ -193,8 +194,8 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
  * a value other than 0, else ORLA_ERROR_GENERAL.
  *
  * When the table of connections cannot be locked (the system refuses its kernel objects), this
- * function, ORLADisconnect and ORLACleanup end with a C++ exception, which a program in C cannot
- * catch; the commands return ORLA_ERROR_GENERAL then, without a message.
+ * function, ORLADisconnect and ORLACleanup end with a C++ exception, which on Windows, and in a
+ * program in C, ends the program; the commands return ORLA_ERROR_GENERAL then, without a message.
  */
 ORLA_API orla_status ORLA_CALL ORLAConnect(const char* url, const char* credential,
                                            uint32_t reserved, uint32_t* handle);
@@ -250,8 +251,8 @@ ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type
  *                    answer. Out: the number of bytes sent; 0xFFFFFFFF on failure.
  *
  * @return ORLA_OK. Without a message: ORLA_ERROR_ARGUMENT for an unknown handle, a null identity or
- * `size`, a bad path, or a target (the path of the URL, the parameters and the file name) of more than
- * 2069 bytes; ORLA_ERROR_NO_SUCH_FILE; ORLA_ERROR_GENERAL for a file that cannot be opened;
+ * `size`, a bad path, or a target (the path of the URL, the parameters and the file name) of more
+ * than 2069 bytes; ORLA_ERROR_NO_SUCH_FILE; ORLA_ERROR_GENERAL for a file that cannot be opened;
  * ORLA_ERROR_TOO_LARGE; ORLA_ERROR_SHORT_READ. Otherwise why the request failed, with a message.
  */
 ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, uint32_t count,
@@ -296,7 +297,7 @@ ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* tar
  * Ends every connection and leaves the library uninitialised. Commands that run in other threads
  * end as they would have.
  *
- * @return ORLA_OK.
+ * @return ORLA_OK; see ORLAConnect for a table of connections that cannot be locked.
  */
 ORLA_API orla_status ORLA_CALL ORLACleanup(void);
 

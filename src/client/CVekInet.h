@@ -20,9 +20,9 @@ namespace orla {
 ///
 /// Any thread may call any operation. The table guard, which is shared by every process that loads
 /// the library, is held while the table is changed (exclusively) or searched (shared), never while
-/// a command is on the network. The operations behind exports return a status and raise
-/// nothing, but that Connect, Disconnect and Cleanup let error 1 (CVekExceptionImp) through when the
-/// guard cannot be taken.
+/// a command is on the network. The operations behind exports return a status and raise nothing,
+/// but that Connect, Disconnect and Cleanup let error 1 (CVekExceptionImp) through when the guard
+/// cannot be taken.
 class CVekInet : public CArArr<CInetCntHandle*> {
  public:
   /// `guardName` ends the names of the guard's kernel objects.

@@ -61,6 +61,7 @@ ORLA_EXPORT ORLADownloadFile(uint32_t handle, const char* target, const char* pa
   return libraryObject().DownloadFile(handle, target, path, progress, record, counter);
 }
 
+// Lets error 1 through when the table of connections cannot be locked.
 ORLA_EXPORT ORLACleanup(void) {
   return libraryObject().Cleanup();
 }

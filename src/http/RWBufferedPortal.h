@@ -42,15 +42,17 @@ class RWBufferedPortalImp : public RWPortalImp {
   void endMessage() noexcept { midMessage_ = false; }
 
  private:
+  static constexpr int kReadAhead = 16 * 1024;
+
   template <class Receive>
   int receive(char* buffer, int length, bool* more, Receive receiveBelow);
 
   RWPortal portal_;
-  static constexpr int kReadAhead = 16 * 1024;
-
   std::array<char, kReadAhead> ahead_;  // What nobody asked for yet is from next_ to end_.
-  unsigned singleBytes_ = 0;  // In ahead_ since the last direct receive, but for the larger pieces.
-  unsigned nextAhead_ = 0;    // The most for the next read-ahead; 0 for all that fits.
+  // Read ahead since the last direct receive, less what was taken in larger pieces: once nothing is
+  // left in ahead_, the bytes that were taken one by one.
+  unsigned singleBytes_ = 0;
+  unsigned nextAhead_ = 0;  // The most for the next read-ahead; 0 for all that fits.
   std::vector<char> gathered_;
   bool midMessage_ = false;
 };

@@ -13,7 +13,7 @@ namespace {
 constexpr char kContentLength[] = "Content-Length";
 constexpr char kHost[] = "Host";
 
-// Of a reply.
+// What the head of a reply takes as a rule.
 constexpr std::size_t kUsualText = 512;
 constexpr std::size_t kUsualLines = 16;
 
@@ -158,7 +158,7 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
     return comparison != 0 ? comparison < 0 : a.start < b.start;
   });
   std::vector<RWHttpGenericHeader> headers;
-  headers.reserve(lines_.size());
+  headers.reserve(std::min(lines_.size(), kUsualLines));
   for (auto line = lines_.begin(); line != lines_.end();) {
     RWCString value(valueOf(*line));
     auto last = line++;
@@ -166,7 +166,7 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
       value.append(", ").append(valueOf(*line));
     headers.emplace_back(RWCString(labelOf(*last)), std::move(value));
   }
-  // Mostly they are in order now: only labels that differ in case have another one byte by byte.
+  // Mostly they are in order now; byte by byte, capitals come before "_" and small letters.
   if (!std::is_sorted(headers.begin(), headers.end(), sortsBefore))
     std::sort(headers.begin(), headers.end(), sortsBefore);
   RWHttpHeaderList list;

@@ -32,11 +32,6 @@ int toNumber(std::string_view digits) {
   return value;
 }
 
-// Not inline: what it builds on the stack would cost the reading of each byte.
-[[noreturn, gnu::noinline]] void raiseClosed() {
-  throw RWReplyError("Connection closed by server");
-}
-
 /// The label is what stands before the first ":" that has something before it; the value is the
 /// rest, without the colons and blanks (not tabs) at its beginning.
 void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
@@ -59,7 +54,8 @@ const RWCString& RWHttpLineReader::readLine() {
     if (most == 0) throw RWHttpReplyError("Reply header too large");
     std::size_t count = 0;
     do {
-      if (portal_.recv(&piece[count], 1, nullptr) == 0) raiseClosed();
+      if (portal_.recv(&piece[count], 1, nullptr) == 0)
+        throw RWReplyError("Connection closed by server");
     } while (piece[count++] != '\n' && count != most);
     bytes_ += count;
     line_.append(piece, count);

@@ -8,10 +8,9 @@
 //   news:group            or news:article@host
 //   mailto:address
 //
-// Optional are user, password, port, path, query, type and article; for http and file the host as
-// well, but not the "/" behind file's. A component that is absent is empty, and components are never
-// decoded. In ftp and telnet the user
-// information ends at the last "@", so that a password may hold one.
+// What must be there: the host of ftp, telnet and nntp, nntp's group, and the "/" behind file's host.
+// All else is optional. What is absent is empty, and components are never decoded. In ftp and telnet
+// the user information ends at the last "@", so that a password may hold one.
 //
 // A plain value; parsing never raises.
 #pragma once

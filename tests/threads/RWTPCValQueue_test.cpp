@@ -93,6 +93,7 @@ TEST(RWTPCValQueue, LosesNoItemToACopyThatFails) {
       ASSERT_TRUE(queue.readable()) << allowed;
     }
   }
+  Item::copiesLeft = 100;
 }
 
 TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
