@@ -1,8 +1,6 @@
 #include "client/PercentEncode.h"
 
 #include <algorithm>
-#include <array>
-#include <cstddef>
 #include <limits>
 #include <string_view>
 
@@ -12,19 +10,10 @@ namespace orla {
 
 namespace {
 
-/// Of each byte, whether it goes as it is.
-constexpr auto kPasses = [] {
-  std::array<bool, 256> passes{};
-  for (std::size_t byte = 0; byte < passes.size(); ++byte) {
-    const char c = toLowerAscii(static_cast<char>(byte));
-    passes[byte] =
-        (c >= 'a' && c <= 'z') || isDigitAscii(c) || c == '-' || c == '_' || c == '.' || c == '*';
-  }
-  return passes;
-}();
-
 bool passes(char c) noexcept {
-  return kPasses[static_cast<unsigned char>(c)];
+  const char lower = toLowerAscii(c);
+  return (lower >= 'a' && lower <= 'z') || isDigitAscii(c) || c == '-' || c == '_' || c == '.' ||
+         c == '*';
 }
 
 }  // namespace
