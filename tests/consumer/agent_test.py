@@ -10,20 +10,16 @@ from pathlib import Path
 
 import programs
 
-TREE, VERSION, DEVSERVER, *WAY = sys.argv[1:]
+TREE, VERSION, programs.ARGUMENTS.devserver, *WAY = sys.argv[1:]
 EMULATOR = os.environ.get("EMULATOR")
+programs.ARGUMENTS.emulator = [EMULATOR] if EMULATOR else []
 
 
 class AgentTest(programs.ProgramTestCase):
-    def expect_from(self, program, output, *arguments):
-        programs.ARGUMENTS.client = program
-        self.expect(0, output, "", *arguments)
-
     def test(self):
-        programs.ARGUMENTS.devserver = DEVSERVER
-        programs.ARGUMENTS.emulator = [EMULATOR] if EMULATOR else []
         for tool in Path(TREE, "bin").glob("orla*"):  # What is there stands in the list of files.
-            self.expect_from(tool, f"{tool.stem} {VERSION}\n", "--version")
+            programs.ARGUMENTS.client = tool
+            self.expect(0, f"{tool.stem} {VERSION}\n", "", "--version")
 
         build, content = self.folder / "build", os.urandom(5000)
         (self.work / "sent").write_bytes(content)
@@ -32,7 +28,8 @@ class AgentTest(programs.ProgramTestCase):
                           f"-DAGENT_URL={server.url}", f"-DTREE={TREE}", f"-DVERSION={VERSION}"],
                          ["--build", build]):
                 subprocess.run(["cmake", *step], check=True)
-            self.expect_from(build / ("agent.exe" if EMULATOR else "agent"), "")
+            programs.ARGUMENTS.client = build / ("agent.exe" if EMULATOR else "agent")
+            self.expect(0, "", "")
         self.assertEqual((self.work / "received").read_bytes(), content)
 
 

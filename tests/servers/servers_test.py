@@ -1,6 +1,4 @@
-#!/usr/bin/env python3
 """The client against servers that others wrote, each on a free port, ended by its process id."""
-import contextlib
 import functools
 import http.server
 import os
@@ -22,24 +20,19 @@ class ServersTest(ProgramTestCase):
         for size in SIZES:
             (self.stored / f"{size}.pkg").write_bytes(os.urandom(size))
 
-    @contextlib.contextmanager
-    def running(self, *command, backend=""):
-        """The port of a server whose standard input is its listening socket."""
-        listener = socket.create_server(("127.0.0.1", 0))
-        port = listener.getsockname()[1]
-        for file in Path(__file__).parent.iterdir():
-            text = file.read_text().replace("@PORT@", str(port)).replace("@BACKEND@", backend)
-            (self.folder / file.name).write_text(text)
-        environment = dict(os.environ, PATH=os.environ["PATH"] + ":/usr/sbin", NGINX="0;")
-        with listener, subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *command], cwd=self.folder,
-                                        env=environment, stdin=listener) as server:
-            # Connections wait in the socket until the server runs, and are refused when it is gone.
-            listener.close()
-            try:
-                yield port
-                self.assertIsNone(server.poll(), "the server did not stay")
-            finally:
-                server.terminate()
+    def run_server(self, *command, backend=""):
+        """Runs it until the test ends, a listening socket as standard input; returns the port."""
+        # Connections wait in the socket until the server runs, and are refused when it is gone.
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            port = listener.getsockname()[1]
+            for file in Path(__file__).parent.iterdir():
+                text = file.read_text().replace("@PORT@", str(port)).replace("@BACKEND@", backend)
+                (self.folder / file.name).write_text(text)
+            environment = dict(os.environ, PATH=os.environ["PATH"] + ":/usr/sbin", NGINX="0;")
+            server = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *command], stdin=listener,
+                                      cwd=self.folder, env=environment)
+        self.addCleanup(self.enterContext(server).terminate)
+        return port
 
     def check(self, port, folder, framing, name=None):
         """Downloads every file, or uses all commands where the server makes this package name."""
@@ -62,25 +55,24 @@ class ServersTest(ProgramTestCase):
         self.assertRegex(exchange(port, ask.encode())[:1000], framing)
 
     def test_nginx(self):
-        with DevServer(self.stored, "--server-version", "5.10.1") as backend, \
-                self.running("nginx", "-p", ".", "-c", "nginx.conf", backend=backend.url) as port:
-            url = f"http://127.0.0.1:{port}"
-            package = f"../stored/{SIZES[-1]}.pkg"  # Refused while most of it is still to be sent.
-            for status, *command in (
-                    ("10: HTTP 404: file not found.", "get", url, "/none", "got"),
-                    ("1: HTTP protocol error: 301", "get", url, "/moved", "got"),
-                    ("1: HTTP protocol error: 502", "version", f"{url}/gone/agent"),
-                    ("1: HTTP protocol error: 413", "send", f"{url}/limited/a", package, *KIND)):
-                self.expect(1, "", f"orla: {command[0]}: status {status}\n", *command)
-            self.check(port, "", LENGTH)
-            self.check(port, "/large-head", rb"\r\nX-Large: (0123456789abcdef)+")
-            self.check(port, "/buffered", LENGTH, "7-i.pkg")
-            self.check(port, "/unbuffered", LENGTH, "7-i.pkg")
-            self.check(port, "/chunked", CHUNKED, "7-i.pkg")
+        backend = self.enterContext(DevServer(self.stored, "--server-version", "5.10.1"))
+        port = self.run_server("nginx", "-p", ".", "-c", "nginx.conf", backend=backend.url)
+        url = f"http://127.0.0.1:{port}"
+        package = f"../stored/{SIZES[-1]}.pkg"  # Refused while most of it is still to be sent.
+        for status, *command in (
+                ("10: HTTP 404: file not found.", "get", url, "/none", "got"),
+                ("1: HTTP protocol error: 301", "get", url, "/moved", "got"),
+                ("1: HTTP protocol error: 502", "version", f"{url}/gone/agent"),
+                ("1: HTTP protocol error: 413", "send", f"{url}/limited/a", package, *KIND)):
+            self.expect(1, "", f"orla: {command[0]}: status {status}\n", *command)
+        self.check(port, "", LENGTH)
+        self.check(port, "/large-head", rb"\r\nX-Large: (0123456789abcdef)+")
+        self.check(port, "/buffered", LENGTH, "7-i.pkg")
+        self.check(port, "/unbuffered", LENGTH, "7-i.pkg")
+        self.check(port, "/chunked", CHUNKED, "7-i.pkg")
 
     def test_lighttpd(self):
-        with self.running("lighttpd", "-D", "-f", "lighttpd.conf") as port:
-            self.check(port, "", LENGTH)
+        self.check(self.run_server("lighttpd", "-D", "-f", "lighttpd.conf"), "", LENGTH)
 
     def test_python(self):
         serve = functools.partial(http.server.SimpleHTTPRequestHandler, directory=self.stored)
@@ -94,10 +86,10 @@ class ServersTest(ProgramTestCase):
     def test_node(self):
         hints = rb"^HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 [^\0]*" + CHUNKED
         until_close = rb"^((?!Content-Length|Transfer)[^\0])*\r\n\r\n"
-        with self.running("node", "server.js", "stored") as port:
-            for folder, framing in (("/chunked", CHUNKED), ("/length", LENGTH),
-                                    ("/close", until_close), ("/hints", hints)):
-                self.check(port, folder, framing, "7i")
+        port = self.run_server("node", "server.js", "stored")
+        for folder, framing in (("/chunked", CHUNKED), ("/length", LENGTH),
+                                ("/close", until_close), ("/hints", hints)):
+            self.check(port, folder, framing, "7i")
 
 
 main()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 """Tests of the development server as a program, and of its status page in a browser."""
 import json
 import os
@@ -10,7 +9,7 @@ from urllib.parse import unquote_to_bytes
 from programs import ARGUMENTS, WAIT, DevServer, ProgramTestCase, exchange, main
 
 
-class Browser:
+class Browser(subprocess.Popen):
     """A page in a browser that is led through a socket, and ends with it."""
 
     def __init__(self, folder):
@@ -18,17 +17,17 @@ class Browser:
         self.link.settimeout(WAIT)
         command = ("HOME=. exec chromium --headless --no-sandbox --disable-dev-shm-usage "
                    f"--user-data-dir=. --remote-debugging-pipe 3<&{link.fileno()} 4>&3")
-        self.process = subprocess.Popen(["bash", "-c", command], cwd=folder, stdout=subprocess.PIPE,
-                                        pass_fds=[link.fileno()])
-        link.close()
+        with link:
+            super().__init__(["bash", "-c", command], cwd=folder, stdout=subprocess.PIPE,
+                             pass_fds=[link.fileno()])
         self.messages, self.page = self.receive(), {}
         target = self.order("Target.createTarget", url="about:blank")
         self.page = self.order("Target.attachToTarget", flatten=True, **target)
 
-    def close(self):
+    def __exit__(self, *_):
         self.link.close()
-        self.process.terminate()
-        self.process.communicate(timeout=WAIT)  # Its helpers write to the folder until they end.
+        self.terminate()
+        self.communicate(timeout=WAIT)  # Its helpers write to the folder until they end.
 
     def receive(self):
         rest = b""
@@ -43,12 +42,10 @@ class Browser:
 
     def until(self, text):
         """Waits until the page shows the text; returns all that it shows."""
-        shown = """new Promise((found) => {
-            const body = () => document.body ? document.body.innerText : "";
-            const look = () => body().includes(%s) && found(body());
-            new MutationObserver(look).observe(document, {subtree: true, childList: true});
-            look(); })""" % json.dumps(text)
-        answer = self.order("Runtime.evaluate", expression=shown, awaitPromise=True)
+        look = """new Promise((found) => setInterval(() => {
+            const shown = document.body?.innerText ?? "";
+            if (shown.includes(%s)) found(shown); }, 20))""" % json.dumps(text)
+        answer = self.order("Runtime.evaluate", expression=look, awaitPromise=True)
         return answer["result"]["value"]
 
 
@@ -70,7 +67,6 @@ class DevServerTest(ProgramTestCase):
             (200, b"7.pkg", "GET", compile_name + "7&Encoding=UTF-8"),
             (200, b"7-a_b-c_d.e.pkg", "GET", compile_name + "7&Identity0=a%20b&Identity1=c%2Fd.e"),
             (200, b"7" + b"-x" * 12 + b".pkg", "GET", compile_name + "7" + many),
-            (200, b"0123456789", "GET", "/whole.pkg"),
             (200, b"0123456789", "GET", "/whole.pkg&Counter=3"),
             (200, b"", "HEAD", "/whole.pkg"),
             (405, None, "GET", upload + "&Type=1"),
@@ -96,9 +92,6 @@ class DevServerTest(ProgramTestCase):
                     if answer is None:
                         self.assertRegex(got[1], rb"^[^\n]+\n$")
                     self.assertEqual(got, (status, got[1] if answer is None else answer))
-            # No body announced: an empty one.
-            bare = f"POST {upload}&Type=1 HTTP/1.1\r\nHost: test\r\n\r\n"
-            self.assertRegex(exchange(server.port, bare.encode()), rb"^HTTP/1.1 200 [^\0]*\n1.pkg$")
 
     def test_uploads(self):
         outside = self.folder / "outside"
@@ -110,9 +103,12 @@ class DevServerTest(ProgramTestCase):
                                ("large.pkg", large), ("console.txt", b"no device")):
                 self.assertEqual(server.upload(name, body), (200, unquote_to_bytes(name)))
                 self.assertEqual(server.ask("GET", "/" + name), (200, body))
-            unnamed = "/p?ORLACommand=UploadPackage&Type=3&Identity0=i&Encoding=UTF-8"
-            self.assertEqual(server.ask("POST", unnamed, b"compiled"), (200, b"3-i.pkg"))
             self.assertEqual(server.upload("chunks", b"3\r\nabc\r\n0\r\n\r\n", chunked)[0], 200)
+            bodies = [bytes([i]) * 2_000_000 for i in range(6)]
+            with ThreadPoolExecutor(len(bodies)) as threads:
+                answers = threads.map(lambda body: server.upload("one", body), bodies)
+                self.assertEqual(list(answers), [(200, b"one")] * len(bodies))
+            self.assertIn(server.ask("GET", "/one")[1], bodies)
             before = sorted(os.listdir(self.stored))
             for name in ("..", "..%2Fx", "a/b", "a%5Cb", "C%3Ax", ".upload-1", "con", "Nul.txt",
                          "COM1.pkg", "a%00b", "a%0Ab", "x%20", "x.", "a%3F", "x" * 201):
@@ -128,14 +124,6 @@ class DevServerTest(ProgramTestCase):
         self.assertEqual(sorted(os.listdir(self.stored)), before)
         self.assertEqual(outside.read_bytes(), b"outside")
 
-    def test_uploads_of_one_name_at_once(self):
-        bodies = [bytes([i]) * 2_000_000 for i in range(6)]
-        with DevServer(self.folder / "new") as server, ThreadPoolExecutor(len(bodies)) as threads:
-            answers = threads.map(lambda body: server.upload("one", body), bodies)
-            self.assertEqual(list(answers), [(200, b"one")] * len(bodies))
-            self.assertIn(server.ask("GET", "/one")[1], bodies)
-        self.assertEqual(os.listdir(self.folder / "new"), ["one"])
-
     def test_start_and_stop(self):
         with DevServer(self.stored) as server:
             for options, code in ((f"--dir {self.stored} --port {server.port}", 1),  # in use
@@ -147,7 +135,7 @@ class DevServerTest(ProgramTestCase):
                 self.assertEqual(ended.returncode, code, ended)
         # Also a signal that comes before the first connection ends it cleanly.
         for _ in range(20):
-            DevServer(self.stored).__exit__()
+            DevServer(self.folder / "new").__exit__()
 
     def test_answers_to_try_an_agent_on(self):
         (self.stored / "a").write_bytes(b"0123456789")
@@ -167,8 +155,9 @@ class DevServerTest(ProgramTestCase):
                 (self.stored / "up").unlink(missing_ok=True)
 
     def test_records(self):
-        log = self.enterContext((self.folder / "log").open("w+b"))
-        with DevServer(self.stored, "--server-version", "\u00fc", stderr=log) as server:
+        log = self.folder / "log"
+        stream = self.enterContext(log.open("wb"))
+        with DevServer(self.stored, "--server-version", "\u00fc", stderr=stream) as server:
             server.upload("a%26%25", b"x")
             server.ask("GET", "/?ORLACommand=%E2%80%AE%EF%BB%BF%E2%81%AA%22&Identity0=%C3%BC%1B%C2%9B"
                        "&Type=%zz" + "&%41" * 70)
@@ -182,21 +171,18 @@ class DevServerTest(ProgramTestCase):
             self.assertEqual(server.ask("GET", status["packages"][0]["path"])[1], b"x")
         self.assertEqual([entry["id"] for entry in status["requests"]], list(range(103, 403)))
         self.assertEqual(later["requests"], status["requests"][-1:])
-        log.seek(0)
-        lines = log.read()
+        lines = log.read_bytes()
         self.assertEqual(lines.count(b"\n"), 403)
         self.assertRegex(lines, rb'Z 127[.\d]+:\d+ GET "\\u202e\\ufeff\xe2\x81\xaa\\"" "/" '
                          rb'Identity0="\xc3\xbc\\u001b\\u009b" Type="%zz"( %41=""){62} '
                          rb'\.\.\.="%41(&%41){7}": 400, received 0, sent 44, [\d.]+ ms: a percent sign')
-        with DevServer(self.stored, "--silent", stderr=log) as server:
+        with DevServer(self.stored, "--silent", stderr=stream) as server:
             server.ask("GET", "/")
-        log.seek(0)
-        self.assertEqual(log.read(), lines)
+        self.assertEqual(log.read_bytes(), lines)
 
     def test_page(self):
         (self.stored / "f\u00fcr & 50%25.pkg").write_bytes(b"x")
-        browser = Browser(self.work)
-        self.addCleanup(browser.close)
+        browser = self.enterContext(Browser(self.work))
         with DevServer(self.stored, "--delay", "100") as server:
             server.upload("%3Cb%3E%3Cscript%3E&Identity0=gr%C3%BC%C3%9Fe", b"x")
             browser.order("Page.navigate", url=server.url + "orla-status/")

@@ -1,5 +1,4 @@
-#!/usr/bin/env python3
-"""Each program's manual page: its form has no fault, and it names the options that help names."""
+"""Help, the manual pages and the completion name the same; the form of the pages has no fault."""
 import re
 import subprocess
 import unittest
@@ -15,22 +14,32 @@ def said(*command):
                           timeout=WAIT).stdout
 
 
-def options(text):
-    return sorted(set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text)))
+def completed(*typed):
+    script = (f". {TOOLS}/orla/orla.bash; COMP_WORDS=(orla {' '.join(typed)}) "
+              f"COMP_CWORD={len(typed)} COMP_POINT=99; "
+              "COMP_LINE=${COMP_WORDS[*]}; _orla; echo ${COMPREPLY[*]}")
+    return sorted(said("bash", "-c", script).split())
 
 
-class ManualTest(unittest.TestCase):  # Examples may show options of other programs.
+class ManualTest(unittest.TestCase):
     def test_pages(self):
         for program, page in ((ARGUMENTS.devserver, TOOLS / "devserver" / "orla-devserver.1"),
                               (ARGUMENTS.client, TOOLS / "orla" / "orla.1")):
             with self.subTest(page):
                 self.assertEqual(said("groff", "-man", "-ww", "-z", page), "")
-                told = said(program, "--help")
-                commands = told.partition("Subcommands:\n")[2].partition("\n\n")[0]
-                for command in re.findall(r"^  (\w+) ", commands, re.MULTILINE):
-                    told += said(program, command, "--help")
+                # Examples may show options of other programs.
                 text = re.sub(r"(?ms)^\.EX$.*?^\.EE$", "", page.read_text()).replace(r"\-", "-")
-                self.assertEqual(options(text), options(told))
+                commands = re.findall(r"(?m)^  (\w+)   ", said(program, "--help"))
+                described = text.partition(".SH COMMANDS\n")[2].partition(".SH")[0]
+                self.assertEqual(re.findall(r"(?m)^\.TP\n\.B (\w+)$", described), commands)
+                options = {words: re.findall(r"(?m)^  (?:-h,)?(--[\w-]+)",
+                                             said(program, *words, "--help"))
+                           for words in ((), *((command,) for command in commands))}
+                self.assertEqual(set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text)),
+                                 set().union(*options.values()))
+        for words, told in options.items():  # Of the client.
+            self.assertEqual(completed(*words, "--"), sorted(told))
+        self.assertEqual(completed("''"), sorted(commands))
 
 
 main()

@@ -9,10 +9,12 @@ with this folder in PYTHONPATH. Every wait is bounded.
 import argparse
 import contextlib
 import http.client
+import itertools
 import os
 import re
 import select
 import socket
+import socketserver
 import subprocess
 import sys
 import tempfile
@@ -32,28 +34,25 @@ def exchange(port, request):
         return b"".join(iter(lambda: connection.recv(1 << 16), b""))
 
 
-class DevServer:
+class DevServer(subprocess.Popen):
     """The development server on a free port and a folder of its own, ended by its process id."""
 
     def __init__(self, folder, *options, **streams):
         command = [ARGUMENTS.devserver, "--dir", str(folder), "--port", "0", *options]
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, **streams)
-        ready, _, _ = select.select([self.process.stdout], [], [], WAIT)
-        line = self.process.stdout.readline().decode() if ready else ""
+        super().__init__(command, stdout=subprocess.PIPE, **streams)
+        ready, _, _ = select.select([self.stdout], [], [], WAIT)
+        line = self.stdout.readline().decode() if ready else ""
         found = re.fullmatch(r"orla-devserver: listening on (http://127\.0\.0\.1:(\d+)/)\n", line)
-        assert found or self.process.kill(), f"{command} does not listen, it said {line!r}"
+        assert found or self.kill(), f"{command} does not listen, it said {line!r}"
         self.url, self.port = found[1], int(found[2])
 
-    def __enter__(self):
-        return self
-
     def __exit__(self, *_):
-        self.process.terminate()
-        with self.process.stdout:
+        self.terminate()
+        with self.stdout:
             try:
-                assert self.process.wait(WAIT) == 0, "the development server failed"
+                assert self.wait(WAIT) == 0, "the development server failed"
             finally:
-                self.process.kill()
+                self.kill()
 
     def ask(self, method, target, body=None, headers=()):
         """Sends one request as it stands; returns status and body."""
@@ -68,37 +67,34 @@ class DevServer:
         return self.ask("POST", target, body, headers)
 
 
-class ScriptedServer(threading.Thread):
-    """Answers one connection with a piece and, where there is a second, with that after go."""
+class ScriptedServer(socketserver.ThreadingTCPServer):
+    """Answers each request with a piece and, where there is a second, with that after go.
+
+    All that came until clients hung up is in received, once the server has ended."""
 
     def __init__(self, *pieces):
-        super().__init__(daemon=True)
+        super().__init__(("127.0.0.1", 0), None)
         self.pieces, self.asked, self.go = pieces, threading.Event(), threading.Event()
-        self.listener = socket.create_server(("127.0.0.1", 0))
-        self.listener.settimeout(WAIT)
-        self.url = f"http://127.0.0.1:{self.listener.getsockname()[1]}/agent"
-        self.start()
+        self.wait, self.received = self.go.wait, b""
+        self.url = f"http://127.0.0.1:{self.server_address[1]}/agent"
+        threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
 
-    def run(self):
-        connection, _ = self.listener.accept()
-        with connection, contextlib.suppress(OSError):  # The client may be gone before it has all.
-            connection.settimeout(WAIT)
-            request = b""
-            while b"\r\n\r\n" not in request:
-                request += connection.recv(1 << 16)
+    def finish_request(self, connection, _):
+        connection.settimeout(WAIT)
+        with contextlib.suppress(OSError), connection.makefile("rb") as stream:
+            self.received += b"".join(itertools.takewhile(b"\r\n".__ne__, stream)) + b"\r\n"
             self.asked.set()
             connection.sendall(self.pieces[0])
             for piece in self.pieces[1:]:
-                self.go.wait(WAIT)
+                self.wait(WAIT)
                 connection.sendall(piece)
-
-    def __enter__(self):
-        return self
+            connection.shutdown(socket.SHUT_WR)
+            self.received += stream.read()
 
     def __exit__(self, *_):
         self.go.set()
-        self.join(WAIT)
-        self.listener.close()
+        self.shutdown()
+        self.server_close()
 
 
 class ProgramTestCase(unittest.TestCase):
@@ -108,10 +104,10 @@ class ProgramTestCase(unittest.TestCase):
         self.stored.mkdir()
         self.work.mkdir()
 
-    def start(self, *arguments, before=(), variables=(), **streams):
+    def start(self, *arguments, before=(), **streams):
         command = [*before, *ARGUMENTS.emulator, ARGUMENTS.client, *arguments]
         streams = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL) | streams
-        environment = dict(os.environ, LC_ALL="C.UTF-8") | dict(variables)
+        environment = dict(os.environ, LC_ALL="C.UTF-8")
         process = subprocess.Popen(command, cwd=self.work, env=environment, **streams)
         self.addCleanup(process.wait, WAIT)
         self.addCleanup(process.kill)
