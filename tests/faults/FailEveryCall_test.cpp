@@ -229,7 +229,7 @@ TEST_F(FailEveryCall, EndsAsItMustAndLeavesNothing) {
                {"send",
                 &Agent::send,
                 {"SCOOOLW+R+K.", "SCOOOLW+R+K.", "SNOOOLw+e..", ".+", "1bt..", ".....",
-                 OF_A_COMMAND, "1b+m+."},
+                 OF_A_COMMAND, "1?b+m+."},
                 29},
                {"download",
                 &Agent::download,
