@@ -1,9 +1,9 @@
 """Runs the benchmark's programs, which scripts/bench builds, and writes its report.
 
 Every round runs every client, in shuffled order, and ratios are formed inside a round: what the
-machine does besides falls on all of them alike. Runs of small commands are cut into slices, each of
-them in an order of its own, since the speed of a shared machine changes within a second. The bare client runs twice in each round; the second
-run's ratio to the first shows how far apart two equal clients come out.
+machine does besides falls on all of them alike. Runs are cut into slices, each of them in an order
+of its own, since the speed of a shared machine changes within a second. The bare client runs twice
+in each round; the second run's ratio to the first shows how far apart two equal clients come out.
 """
 
 import argparse
@@ -199,16 +199,17 @@ def say(text):
 
 def scenarios(quick, against_nginx):
     part = 4 if quick else 1
-    gets = {"count": 1000, "slices": 4 if quick else 16}
+    gets = {"count": 1000, "slices": 16 // part}
     found = {
         "get1": Scenario("GET, 1 thread", "get", "/get", **gets),
         "get4": Scenario("GET, 4 threads", "get", "/get", threads=4, **gets),
         "get8": Scenario("GET, 8 threads", "get", "/get", threads=8, **gets),
-        "plain": Scenario("download 256 MiB", "download", f"/plain/{256 * MIB}", 1),
-        "chunks64": Scenario("in 64 KiB chunks", "download", f"/chunked/65536/{256 * MIB}", 1),
+        "plain": Scenario("download 256 MiB", "download", f"/plain/{256 * MIB}", 1, slices=4 // part),
+        "chunks64": Scenario("in 64 KiB chunks", "download", f"/chunked/65536/{256 * MIB}", 1,
+                             slices=4 // part),
         "chunks1": Scenario("64 MiB in 1 KiB chunks", "download", f"/chunked/1024/{64 * MIB}", 1),
         "upload": Scenario("upload 64 MiB", "upload", "/upload", 2, size=64 * MIB,
-                           slices=1 if quick else 4),
+                           slices=4 // part),
     }
     if against_nginx:  # It makes no chunks of a file, and delays nothing.
         return {key: value for key, value in found.items() if not key.startswith("chunks")}
