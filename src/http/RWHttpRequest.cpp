@@ -80,7 +80,7 @@ void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::ui
   } else if (length > 0) {
     headers.insert(contentLength(length));
   }
-  headers.insert(RWHttpHostHeader(host, port));  // Refused when the caller gave one of his own.
+  headers.insert(RWHttpHostHeader(host, port));  // Refused when there is one, even an empty one.
 
   portal.sendFully(requestLine() + "\r\n");
   portal.sendFully(headers.asString() + "\r\n");
