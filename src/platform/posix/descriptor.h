@@ -1,4 +1,4 @@
-// What the socket calls share: descriptors behind SOCKETs and waits that survive signals.
+// File descriptors: which ones the library uses, and waits on them that survive signals.
 #pragma once
 
 #include "platform/winapi.h"
@@ -11,6 +11,14 @@ namespace orla::posix {
 inline int descriptorOf(SOCKET socket) noexcept {
   return static_cast<int>(socket);
 }
+
+/// Moves a new descriptor out of the range 0 to 2 and returns its new number; returns any other
+/// descriptor, and -1, unchanged. Fails with -1 and errno, and then closes the descriptor.
+///
+/// A program that was started with a standard stream closed would otherwise get a file of the
+/// library as that stream, and what it prints would overwrite the file. Every call that opens a
+/// descriptor passes it through here.
+int aboveStandardStreams(int descriptor) noexcept;
 
 /// Whether the descriptor is a socket's.
 bool isSocket(int descriptor) noexcept;

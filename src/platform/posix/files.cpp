@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/object.h"
 
@@ -106,7 +107,8 @@ int moveWithoutReplacing(const char* from, const char* to) {
   if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : takeBack(to, errno);
   if (errno != EPERM && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
   // And one without links creates exclusively: an empty file claims the name for what replaces it.
-  const int claim = ::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  const int claim =
+      posix::aboveStandardStreams(::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (claim < 0) return errno;
   ::close(claim);
   return ::rename(from, to) == 0 ? 0 : takeBack(to, errno);
@@ -122,7 +124,7 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, 
     const mode_t mode = (flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
     int descriptor;
     do {
-      descriptor = ::open(name, how, mode);
+      descriptor = posix::aboveStandardStreams(::open(name, how, mode));
     } while (descriptor < 0 && errno == EINTR);
     struct ::stat status;
     if (descriptor < 0) {
@@ -211,7 +213,8 @@ UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char*
   for (UINT tried = 0; tried < 0xFFFF; ++tried) {
     // At most 3 + 4 + 4 characters: within the 16 bytes that the caller leaves behind the folder.
     std::snprintf(name, 15, "%.3s%X.tmp", prefix, number);
-    const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int descriptor =
+        posix::aboveStandardStreams(::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (descriptor >= 0) {
       ::close(descriptor);
       return number;

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/last_error.h"
 
 namespace orla::posix {
@@ -64,7 +65,7 @@ void encodePath(std::string_view name, char* path, std::size_t size) {
 
 /// Opens the file; -1 with errno. A file of another user's making is refused.
 int openFile(const char* path, int flags) {
-  const int descriptor = ::shm_open(path, O_RDWR | flags, 0600);
+  const int descriptor = aboveStandardStreams(::shm_open(path, O_RDWR | flags, 0600));
   struct ::stat status;
   if (descriptor < 0 || (::fstat(descriptor, &status) == 0 && status.st_uid == ::geteuid()))
     return descriptor;

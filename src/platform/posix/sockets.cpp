@@ -191,33 +191,13 @@ bool isBound(int descriptor) {
 
 }  // namespace
 
-bool posix::isSocket(int descriptor) noexcept {
-  int type;
-  socklen_t length = sizeof type;
-  return ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0;
-}
-
-bool posix::isNonBlocking(int descriptor) noexcept {
-  const int flags = ::fcntl(descriptor, F_GETFL);
-  return flags >= 0 && (flags & O_NONBLOCK) != 0;
-}
-
-bool posix::awaitEvents(int descriptor, short events, const Deadline& deadline) noexcept {
-  for (;;) {
-    ::timespec storage;
-    ::pollfd entry{descriptor, events, 0};
-    const int ready = ::ppoll(&entry, 1, timeLeft(deadline, storage), nullptr);
-    if (ready >= 0) return ready > 0;
-    if (errno != EINTR) return true;  // The call that follows meets the same error and reports it.
-  }
-}
-
 SOCKET socket(int family, int type, int protocol) noexcept {
   if (family != kInternetFamily) return static_cast<SOCKET>(failSocket(WSAEAFNOSUPPORT));
   // The types have the system's numbers; what lies above them would be the system's own flags.
   if (type < SOCK_STREAM || type > SOCK_SEQPACKET)
     return static_cast<SOCKET>(failSocket(WSAESOCKTNOSUPPORT));
-  const int descriptor = ::socket(PF_INET, type | SOCK_CLOEXEC, protocol);
+  const int descriptor =
+      posix::aboveStandardStreams(::socket(PF_INET, type | SOCK_CLOEXEC, protocol));
   if (descriptor < 0) return static_cast<SOCKET>(failSocket(winsockCode(errno)));
   knownStreams.note(descriptor, type == SOCK_STREAM);
   return static_cast<SOCKET>(descriptor);
@@ -261,7 +241,8 @@ SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept {
   for (;;) {
     ::sockaddr_in peer{};
     socklen_t size = sizeof peer;
-    const int accepted = ::accept4(descriptor, reinterpret_cast<::sockaddr*>(&peer), &size, flags);
+    const int accepted = posix::aboveStandardStreams(
+        ::accept4(descriptor, reinterpret_cast<::sockaddr*>(&peer), &size, flags));
     if (accepted >= 0) {
       if (wantsAddress) giveAddress(peer, address, length);
       return static_cast<SOCKET>(accepted);

@@ -1,0 +1,41 @@
+#include "platform/posix/descriptor.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace orla::posix {
+
+int aboveStandardStreams(int descriptor) noexcept {
+  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+  const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  ::close(descriptor);
+  errno = error;
+  return moved;
+}
+
+bool isSocket(int descriptor) noexcept {
+  int type;
+  socklen_t length = sizeof type;
+  return ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0;
+}
+
+bool isNonBlocking(int descriptor) noexcept {
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  return flags >= 0 && (flags & O_NONBLOCK) != 0;
+}
+
+bool awaitEvents(int descriptor, short events, const Deadline& deadline) noexcept {
+  for (;;) {
+    ::timespec storage;
+    ::pollfd entry{descriptor, events, 0};
+    const int ready = ::ppoll(&entry, 1, timeLeft(deadline, storage), nullptr);
+    if (ready >= 0) return ready > 0;
+    if (errno != EINTR) return true;  // The call that follows meets the same error and reports it.
+  }
+}
+
+}  // namespace orla::posix
