@@ -103,12 +103,15 @@ void DeleteCriticalSection(CRITICAL_SECTION* section);
 // ---------------------------------------------------------------------------------------------
 // Kernel objects: mutex, event, semaphore
 //
-// A null name makes an object of this process alone. Objects of one name are one object for every
-// process of the same user: the first creator's arguments count, later creators open it and find
-// GetLastError() == ERROR_ALREADY_EXISTS (0 after a fresh one). A named object lives while some
-// process has it open, and starts fresh when the last one is gone, also when that one was killed. A
-// name that already belongs to an object of another kind fails with ERROR_INVALID_HANDLE. A name
-// has at most 260 characters.
+// A null or empty name creates an object of this process alone. Objects of one name are one object for
+// all processes of the same user in the same PID namespace: the first creator's arguments count, and
+// later creators open it and get GetLastError() == ERROR_ALREADY_EXISTS (0 for a fresh one). A named
+// object exists while some process has it open, and starts fresh when the last one is gone, even if
+// that one was killed. A name that already belongs to an object of another kind fails with
+// ERROR_INVALID_HANDLE. A name has at most 260 characters.
+//
+// No other user can open, change or block the port's objects. Where no directory is safe for them, or
+// their file cannot be created or opened, the named objects of the process are private to it.
 // ---------------------------------------------------------------------------------------------
 
 struct SECURITY_ATTRIBUTES;  // Never used: always passed as null.

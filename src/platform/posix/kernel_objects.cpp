@@ -37,7 +37,7 @@ void end(posix::KernelObject* object) noexcept {
     delete object;
     return;
   }
-  if (object->memory() != nullptr) object->memory()->leave();
+  if (object->memory() != nullptr) object->memory()->abandon();
   static std::mutex lock;
   static auto* const owned = new (std::nothrow) std::vector<posix::KernelObject*>;
   try {

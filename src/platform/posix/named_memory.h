@@ -1,51 +1,57 @@
-// A name's shared memory: one file a name, private to the user, that lives while some process has
-// it open and is fresh for whoever is alone with it.
+// The shared memory of one named object.
 //
-// Byte 0 of the file is locked, shared, by every process that has it open; byte 1, exclusively,
-// while one enters or leaves. The system drops both locks of a process that is killed. So whoever
-// holds byte 1 and gets byte 0 exclusively is alone, whatever a killed process left in the file.
-// The locks belong to the open file: a forked child shares its parent's.
+// Objects that cannot be shared (no directory is safe, the file belongs to another user, the file
+// system is full or read-only, no descriptor is free) are private to the process. All named objects
+// that a process has open at one time are shared, or all are private, because the objects that make
+// up one lock must agree.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
-#include "platform/posix/object.h"
+#include "platform/posix/shared_file.h"
 
 namespace orla::posix {
 
+/// Not thread-safe: callers hold one lock for all named memory of the process.
 class NamedMemory {
  public:
-  static constexpr std::size_t kStateSize = 128;
-  static constexpr std::size_t kLongestName = 260;
+  static constexpr std::size_t kStateSize = SharedFile::kStateSize;
 
-  /// Enters the memory of `name`, and keeps every other process from entering or leaving until
-  /// share(). Null with `error` set: ERROR_FILENAME_EXCED_RANGE for a name that is too long,
-  /// ERROR_INVALID_HANDLE for one of another kind of object. Throws std::bad_alloc.
+  /// Opens the memory of `name`, which this process does not have open, and keeps every other
+  /// process from entering or leaving until share(). Waits for a process that is entering or leaving
+  /// at the time. Returns null and sets `error` on failure: ERROR_FILENAME_EXCED_RANGE for a name of
+  /// more than 260 bytes, ERROR_INVALID_HANDLE for the name of another kind of object,
+  /// ERROR_TOO_MANY_OPEN_FILES if the user has too many objects. Throws std::bad_alloc.
   static std::unique_ptr<NamedMemory> enter(const char* name, Object::Kind kind, DWORD& error);
 
-  /// Leaves, and takes the mapping away.
+  /// Gives the name up, and lets other processes enter.
   ~NamedMemory();
   NamedMemory(const NamedMemory&) = delete;
   NamedMemory& operator=(const NamedMemory&) = delete;
 
-  /// Whether this process is alone: `state()` is then zero and its to initialise.
+  /// Returns true if no other process has the object open. `state()` is then zero, and the caller
+  /// initializes it.
   bool isFresh() const noexcept { return fresh_; }
   /// kStateSize bytes, aligned for any type, shared with the other processes.
-  void* state() const noexcept;
-  /// Lets others enter.
+  void* state() const noexcept { return state_; }
+  /// Lets other processes enter.
   void share() noexcept;
-  /// Gives the name up; the last process to do so removes the file. The mapping stays.
-  void leave() noexcept;
+  /// Gives the name up, but retains the memory until the process ends, because a thread still owns
+  /// what is in it.
+  void abandon() noexcept;
 
  private:
-  struct Layout;
+  NamedMemory() noexcept = default;
 
-  NamedMemory() = default;
+  bool enterSlot(const char* name, Object::Kind kind, DWORD& error) noexcept;
+  void leave(SharedFile::Slot::Use use) noexcept;
 
-  char path_[256] = {};
-  int descriptor_ = -1;
-  bool fresh_ = false;
-  Layout* layout_ = nullptr;
+  bool named_ = false;
+  bool fresh_ = true;
+  int slot_ = -1;  // -1: private.
+  void* state_ = private_;
+  alignas(std::max_align_t) unsigned char private_[kStateSize] = {};
 };
 
 }  // namespace orla::posix

@@ -1,0 +1,230 @@
+#include "platform/posix/shared_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/descriptor.h"
+
+namespace orla::posix {
+
+struct SharedFile::Layout {
+  static constexpr std::uint32_t kVersion = 2;
+
+  std::uint32_t version;
+  Slot slots[kSlots];
+};
+
+namespace {
+
+constexpr ::off_t kGate = 0;
+constexpr ::off_t kUsers = 1;
+constexpr ::off_t kFirstSlot = 2;
+
+enum class Lock { kTaken, kHeldElsewhere, kFailed };
+
+/// Takes, converts or drops (F_UNLCK) the lock of one byte. `command` is F_OFD_SETLK or, to wait,
+/// F_OFD_SETLKW.
+Lock lockByte(int descriptor, ::off_t byte, short type, int command) {
+  struct ::flock lock {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = byte;
+  lock.l_len = 1;
+  int result;
+  do {
+    result = ::fcntl(descriptor, command, &lock);
+  } while (result != 0 && errno == EINTR);
+  if (result == 0) return Lock::kTaken;
+  return errno == EAGAIN || errno == EACCES ? Lock::kHeldElsewhere : Lock::kFailed;
+}
+
+bool isUsersAlone(const char* directory) {
+  struct ::stat status;
+  return ::lstat(directory, &status) == 0 && S_ISDIR(status.st_mode) &&
+         status.st_uid == ::geteuid() && (status.st_mode & 077) == 0;
+}
+
+/// Creates root's directory, or finds it. Another user cannot create one in /run.
+bool makeRootsDirectory(const char* directory) {
+  // The umask must not make a directory that a root without capabilities cannot search.
+  if (::mkdir(directory, 0700) == 0 && ::chmod(directory, 0700) != 0) return false;
+  return isUsersAlone(directory);
+}
+
+/// Writes the path of the user's file. Returns false if the PID namespace is unknown.
+bool makePath(char* path, std::size_t size) {
+  struct ::stat space;
+  if (::stat("/proc/self/ns/pid", &space) != 0) return false;
+  const ::uid_t user = ::geteuid();
+  char directory[64];
+  std::snprintf(directory, sizeof directory, "/run/user/%u", user);
+  if (user == 0) std::strcpy(directory, "/run/orla");
+  const bool isSafe = user == 0 ? makeRootsDirectory(directory) : isUsersAlone(directory);
+  std::snprintf(path, size, "%s/orla.%u.%llu", isSafe ? directory : "/dev/shm", user,
+                static_cast<unsigned long long>(space.st_ino));
+  return true;
+}
+
+/// Opens the user's file; returns -1 for what another user may have put in its place.
+int openFile(const char* path, int flags) {
+  const int descriptor = aboveStandardStreams(
+      ::open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
+  if (descriptor < 0) return -1;
+  struct ::stat status;
+  // The umask of the process that created the file may have taken the user's own rights.
+  if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+      status.st_uid == ::geteuid() && status.st_nlink <= 1 &&
+      ((status.st_mode & 0777) == 0600 || ::fchmod(descriptor, 0600) == 0))
+    return descriptor;
+  ::close(descriptor);
+  errno = EEXIST;
+  return -1;
+}
+
+/// Removes the user's own file if its mode locks the user out: a process with a strict umask was
+/// killed after it had created the file.
+bool removeLockedFile(const char* path) {
+  struct ::stat status;
+  return ::lstat(path, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
+         (status.st_mode & 0600) != 0600 && ::unlink(path) == 0;
+}
+
+/// Allocates the file's memory now: a full file system fails here, not at an access later.
+bool allocate(int descriptor, std::size_t size) {
+  // Beyond its limit the process would be killed by SIGXFSZ.
+  struct ::rlimit limit;
+  if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur < size) return false;
+  int error;
+  do {
+    error = ::posix_fallocate(descriptor, 0, static_cast<::off_t>(size));
+  } while (error == EINTR);
+  return error == 0;
+}
+
+}  // namespace
+
+bool SharedFile::open() noexcept {
+  if (!makePath(path_, sizeof path_)) return false;
+  // Each further attempt follows the removal of a file by a process that left, or by this one.
+  constexpr int kMaxAttempts = 1000;
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    const Entry entry = tryOpen();
+    if (entry != Entry::kAgain) return entry == Entry::kDone;
+  }
+  return false;
+}
+
+SharedFile::Entry SharedFile::tryOpen() noexcept {
+  descriptor_ = openFile(path_, O_CREAT);
+  if (descriptor_ < 0)
+    return errno == EACCES && removeLockedFile(path_) ? Entry::kAgain : Entry::kFailed;
+  Entry entry = Entry::kFailed;
+  struct ::stat status;
+  if (enterGate() && ::fstat(descriptor_, &status) == 0) {
+    const Lock users = lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK);
+    const bool isAlone = users == Lock::kTaken;
+    if (status.st_nlink == 0) {
+      entry = Entry::kAgain;  // Its last user removed it after it was opened here.
+    } else if (isAlone && status.st_size != 0) {
+      // Killed processes left it.
+      entry = ::unlink(path_) == 0 ? Entry::kAgain : Entry::kFailed;
+    } else if (users != Lock::kFailed && map(isAlone)) {
+      return Entry::kDone;
+    } else if (isAlone) {
+      ::unlink(path_);
+    }
+  }
+  ::close(descriptor_);
+  descriptor_ = -1;
+  return entry;
+}
+
+/// Maps the file through a second opening, because a mapping keeps what it was made from open, and
+/// the locks with it. Counts this process as a user.
+bool SharedFile::map(bool isFresh) noexcept {
+  if (isFresh && !allocate(descriptor_, sizeof(Layout))) return false;
+  struct ::stat locked;
+  struct ::stat mapped;
+  const int descriptor = openFile(path_, 0);
+  if (descriptor < 0) return false;
+  void* mapping = MAP_FAILED;
+  if (::fstat(descriptor_, &locked) == 0 && ::fstat(descriptor, &mapped) == 0 &&
+      locked.st_dev == mapped.st_dev && locked.st_ino == mapped.st_ino &&
+      locked.st_size == sizeof(Layout))
+    mapping = ::mmap(nullptr, sizeof(Layout), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  ::close(descriptor);
+  if (mapping == MAP_FAILED) return false;
+  auto* const layout = static_cast<Layout*>(mapping);
+  if (isFresh) layout->version = Layout::kVersion;
+  if (layout->version != Layout::kVersion ||
+      lockByte(descriptor_, kUsers, F_RDLCK, F_OFD_SETLK) != Lock::kTaken) {
+    ::munmap(mapping, sizeof(Layout));
+    return false;
+  }
+  layout_ = layout;
+  process_ = ::getpid();
+  device_ = locked.st_dev;
+  inode_ = locked.st_ino;
+  return true;
+}
+
+bool SharedFile::isOurs() const noexcept {
+  struct ::stat status;
+  return descriptor_ >= 0 && process_ == ::getpid() && ::fstat(descriptor_, &status) == 0 &&
+         status.st_dev == device_ && status.st_ino == inode_;
+}
+
+void SharedFile::close(bool unmap) noexcept {
+  if (isOurs()) {
+    ::close(descriptor_);
+    removeIfUnused();
+  }
+  descriptor_ = -1;
+  if (unmap) ::munmap(layout_, sizeof(Layout));
+  layout_ = nullptr;
+}
+
+/// Asks through a file opened anew: a forked child may still hold the locks of the closed one.
+void SharedFile::removeIfUnused() noexcept {
+  descriptor_ = openFile(path_, 0);
+  if (descriptor_ < 0) return;
+  struct ::stat status;
+  if (enterGate() && ::fstat(descriptor_, &status) == 0 && status.st_nlink > 0 &&
+      lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK) == Lock::kTaken)
+    ::unlink(path_);
+  ::close(descriptor_);
+}
+
+bool SharedFile::enterGate() noexcept {
+  return lockByte(descriptor_, kGate, F_WRLCK, F_OFD_SETLKW) == Lock::kTaken;
+}
+
+void SharedFile::leaveGate() noexcept {
+  lockByte(descriptor_, kGate, F_UNLCK, F_OFD_SETLK);
+}
+
+SharedFile::Slot& SharedFile::slot(int index) noexcept {
+  return layout_->slots[index];
+}
+
+bool SharedFile::isUnused(int index) noexcept {
+  if (lockByte(descriptor_, kFirstSlot + index, F_WRLCK, F_OFD_SETLK) != Lock::kTaken) return false;
+  unlockSlot(index);
+  return true;
+}
+
+bool SharedFile::lockSlot(int index) noexcept {
+  return lockByte(descriptor_, kFirstSlot + index, F_RDLCK, F_OFD_SETLK) == Lock::kTaken;
+}
+
+void SharedFile::unlockSlot(int index) noexcept {
+  lockByte(descriptor_, kFirstSlot + index, F_UNLCK, F_OFD_SETLK);
+}
+
+}  // namespace orla::posix
