@@ -1,11 +1,14 @@
-// The objects that threads wait for. An unnamed one keeps its state in itself; a named one in the
-// shared memory of its name, where the state must stay sound when a process is killed at any
+// The objects that threads wait for. An unnamed object keeps its state in itself. A named one keeps it
+// in the shared memory of its name, where the state must stay sound if a process is killed at any
 // point.
 #pragma once
 
-#include <atomic>
+#include <map>
 #include <memory>
-#include <pthread.h>
+#include <mutex>
+#include <new>
+#include <string>
+#include <utility>
 
 #include "platform/posix/deadline.h"
 #include "platform/posix/named_memory.h"
@@ -21,11 +24,12 @@ class KernelObject : public Object {
 
   /// Takes the object if that needs no waiting.
   virtual bool tryTake() noexcept = 0;
-  /// Waits until it has taken the object; false when the deadline passed first.
+  /// Waits until it has taken the object. Returns false if the deadline passed first.
   virtual bool take(const Deadline& deadline) noexcept = 0;
-  /// Whether the last taking found the object abandoned; says so once. For the taker alone.
+  /// Returns true, once, if the last taking found the object abandoned. For the taker alone.
   virtual bool wasAbandoned() noexcept { return false; }
-  /// Readies the object, which has no handle left, for its end. False: its memory must stay.
+  /// Prepares the object, which has no handle left, for its deletion. Returns false if a thread
+  /// still owns it, so that its memory must stay.
   virtual bool retire() noexcept { return true; }
 
   DWORD close() noexcept override;
@@ -36,95 +40,67 @@ class KernelObject : public Object {
   const std::unique_ptr<NamedMemory> memory_;
 };
 
-/// A robust mutex of the C library: the system itself notices that the owner is gone.
-class Mutex final : public KernelObject {
- public:
-  static constexpr Kind kKind = Kind::mutex;
-
-  explicit Mutex(std::unique_ptr<NamedMemory> memory) noexcept;
-  ~Mutex() override;
-
-  void initialise(BOOL initialOwner) noexcept;
-  bool tryTake() noexcept override;
-  bool take(const Deadline& deadline) noexcept override;
-  bool wasAbandoned() noexcept override;
-  bool retire() noexcept override;
-  /// False when the calling thread does not own the mutex.
-  bool release() noexcept;
-
- private:
-  struct State {
-    pthread_mutex_t lock;
-    std::uint32_t depth;  // How often the owner has taken it. Guarded by `lock`, as is the next.
-    std::uint32_t abandoned;  // Found abandoned, and not yet reported.
+/// The named objects that this process has open: one of each name, however many handles it has.
+struct NamedObjects {
+  struct Entry {
+    KernelObject* object;
+    std::size_t handles;
   };
-  static_assert(sizeof(State) <= NamedMemory::kStateSize);
-
-  bool finishLock(int error) noexcept;
-
-  State own_{};
-  State* const state_;
-  // The thread of this process that took it last and has not released it; 0: none.
-  std::atomic<DWORD> holder_{0};
+  std::mutex lock;
+  std::map<std::string, Entry> entries;
 };
 
-/// A number that threads wait for to be above 0, and take from: a semaphore's count, or an event's
-/// 0 and 1. It changes in one atomic step, so a process that is killed leaves no half of one.
-class Signal : public KernelObject {
- public:
-  bool tryTake() noexcept override;
-  bool take(const Deadline& deadline) noexcept override;
-  bool isSet() const noexcept { return valueOf(state_->word) != 0; }
-  /// Waits until the number is above 0, and takes nothing.
-  bool await(const Deadline& deadline) noexcept;
+/// Created with the first object that has a name, and so destroyed after any static object that
+/// created it.
+NamedObjects& namedObjects();
 
- protected:
-  struct State {
-    // The number in the low half, above it how many sleep, or more: a killed sleeper stays counted,
-    // and costs a needless wake-up call. One word, since whoever raises the number must not read
-    // the state again: a thread that takes from it may close the object at once.
-    std::atomic<std::uint64_t> word;
-    std::uint32_t maximum;
-    std::uint32_t lasting;  // An event that stays set when it is taken.
-  };
-  static_assert(sizeof(State) <= NamedMemory::kStateSize);
-  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
-  static constexpr std::uint64_t kOneSleeper = std::uint64_t{1} << 32;
+template <typename T, typename Initialize>
+KernelObject* createUnnamed(Initialize initialize) {
+  auto* const object = new T(nullptr);
+  initialize(*object);
+  return object;
+}
 
-  static std::uint32_t valueOf(std::uint64_t word) noexcept {
-    return static_cast<std::uint32_t>(word);
+/// Sets `error` to ERROR_ALREADY_EXISTS if the object existed before; on failure to the reason, and
+/// returns null. Throws std::bad_alloc.
+template <typename T, typename Initialize>
+KernelObject* createNamed(const char* name, Initialize initialize, DWORD& error) {
+  NamedObjects& named = namedObjects();
+  const std::lock_guard guard(named.lock);
+  if (const auto known = named.entries.find(name); known != named.entries.end()) {
+    auto& [object, handles] = known->second;
+    const bool isSameKind = object->kind() == T::kKind;
+    error = isSameKind ? ERROR_ALREADY_EXISTS : ERROR_INVALID_HANDLE;
+    if (!isSameKind) return nullptr;
+    ++handles;
+    return object;
   }
+  auto memory = NamedMemory::enter(name, T::kKind, error);
+  if (memory == nullptr) return nullptr;
+  auto object = std::make_unique<T>(std::move(memory));
+  named.entries.emplace(name, NamedObjects::Entry{object.get(), 1});
+  if (object->memory()->isFresh())
+    initialize(*object);
+  else
+    error = ERROR_ALREADY_EXISTS;
+  object->memory()->share();
+  return object.release();
+}
 
-  Signal(Kind kind, std::unique_ptr<NamedMemory> memory) noexcept;
-  /// Puts the number `value`, no lower, in the place of that in `before`, and wakes who sleeps.
-  /// False, and `before` the present word, when the word has changed meanwhile.
-  bool raise(std::uint64_t& before, std::uint32_t value) noexcept;
-  State& state() noexcept { return *state_; }
-
- private:
-  State own_{};
-  State* const state_;
-};
-
-class Event final : public Signal {
- public:
-  static constexpr Kind kKind = Kind::event;
-
-  explicit Event(std::unique_ptr<NamedMemory> memory) noexcept : Signal(kKind, std::move(memory)) {}
-  void initialise(BOOL manualReset, BOOL initialState) noexcept;
-  void set() noexcept;
-  void reset() noexcept;
-};
-
-class Semaphore final : public Signal {
- public:
-  static constexpr Kind kKind = Kind::semaphore;
-
-  explicit Semaphore(std::unique_ptr<NamedMemory> memory) noexcept
-      : Signal(kKind, std::move(memory)) {}
-  void initialise(LONG initial, LONG maximum) noexcept;
-  /// False, and nothing added, beyond the maximum.
-  bool release(std::uint32_t count, std::uint32_t& previous) noexcept;
-};
+/// Creates a T, or opens the one of that name. `initialize` runs on an object that is fresh. Null or
+/// empty names are no names. Returns null with the last error set on failure.
+template <typename T, typename Initialize>
+HANDLE create(const char* name, Initialize initialize) noexcept {
+  DWORD error = ERROR_SUCCESS;
+  KernelObject* object = nullptr;
+  try {
+    const bool isNamed = name != nullptr && *name != '\0';
+    object = isNamed ? createNamed<T>(name, initialize, error) : createUnnamed<T>(initialize);
+  } catch (const std::bad_alloc&) {
+    error = ERROR_NOT_ENOUGH_MEMORY;
+  }
+  SetLastError(error);
+  return object;
+}
 
 }  // namespace orla::posix

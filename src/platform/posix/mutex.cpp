@@ -1,10 +1,12 @@
+#include "platform/posix/mutex.h"
+
 #include <cerrno>
 #include <chrono>
 #include <pthread.h>
 #include <thread>
 #include <utility>
 
-#include "platform/posix/kernel_object.h"
+#include "platform/posix/last_error.h"
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
@@ -18,8 +20,8 @@ namespace {
 
 int lockUntil(pthread_mutex_t& lock, Clock::time_point deadline) {
 #ifdef ORLA_THREAD_SANITIZER
-  // The sanitizer does not know the lock below, nor of owners that die in the older form of it, and
-  // then reports the unlock of a mutex that nobody holds.
+  // The sanitizer does not intercept pthread_mutex_clocklock(), nor EOWNERDEAD from
+  // pthread_mutex_timedlock(), and would report the later unlock as one of a free mutex. So poll.
   for (;;) {
     const int error = ::pthread_mutex_trylock(&lock);
     if (error != EBUSY) return error;
@@ -27,7 +29,7 @@ int lockUntil(pthread_mutex_t& lock, Clock::time_point deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 #else
-  // By the clock that nobody sets: a changed time of day makes no wait longer or shorter.
+  // The monotonic clock: a changed time of day makes no wait longer or shorter.
   const ::timespec end = toTimespec(deadline.time_since_epoch());
   return ::pthread_mutex_clocklock(&lock, CLOCK_MONOTONIC, &end);
 #endif
@@ -40,11 +42,11 @@ Mutex::Mutex(std::unique_ptr<NamedMemory> memory) noexcept
       state_(this->memory() != nullptr ? static_cast<State*>(this->memory()->state()) : &own_) {}
 
 Mutex::~Mutex() {
-  // A named one may be in use elsewhere: nobody destroys it, its memory just goes.
+  // Another process may use a named one. It needs no destruction: its memory is released.
   if (state_ == &own_) ::pthread_mutex_destroy(&own_.lock);
 }
 
-void Mutex::initialise(BOOL initialOwner) noexcept {
+void Mutex::initialize(BOOL initialOwner) noexcept {
   pthread_mutexattr_t attributes;
   ::pthread_mutexattr_init(&attributes);
   ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
@@ -90,7 +92,7 @@ bool Mutex::release() noexcept {
 }
 
 bool Mutex::retire() noexcept {
-  // Where nobody in this process holds it there is nothing to give back.
+  // If no thread of this process holds it, there is nothing to release.
   if (holder_ != 0 && tryTake()) {
     while (release()) {
     }
@@ -100,3 +102,21 @@ bool Mutex::retire() noexcept {
 }
 
 }  // namespace orla::posix
+
+namespace orla {
+
+using posix::fail;
+using posix::Mutex;
+using posix::objectOf;
+
+HANDLE CreateMutexA(SECURITY_ATTRIBUTES*, BOOL initialOwner, const char* name) noexcept {
+  return posix::create<Mutex>(name, [=](Mutex& mutex) { mutex.initialize(initialOwner); });
+}
+
+BOOL ReleaseMutex(HANDLE handle) noexcept {
+  auto* mutex = objectOf<Mutex>(handle);
+  if (mutex == nullptr) return FALSE;
+  return mutex->release() ? TRUE : fail(ERROR_NOT_OWNER);
+}
+
+}  // namespace orla

@@ -1,20 +1,20 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/posix/kernel_object.h"
-#include "platform/posix/last_error.h"
+#include "platform/posix/counter.h"
+#include "platform/posix/mutex.h"
 
 namespace orla {
 
+using posix::Counter;
 using posix::Deadline;
 using posix::KernelObject;
 using posix::Mutex;
 using posix::Object;
-using posix::Signal;
 
 namespace {
 
-constexpr std::size_t kMostObjects = 8;
+constexpr std::size_t kMaxObjects = 8;
 
 Deadline deadlineAfter(DWORD milliseconds) {
   if (milliseconds == INFINITE) return {};
@@ -26,7 +26,7 @@ DWORD failWait(DWORD error) {
   return WAIT_FAILED;
 }
 
-/// Null with ERROR_INVALID_HANDLE for a handle that no thread can wait for.
+/// Returns null, with ERROR_INVALID_HANDLE, for a handle that no thread can wait for.
 KernelObject* kernelObjectOf(HANDLE handle) {
   if (handle != nullptr && handle != INVALID_HANDLE_VALUE) {
     auto* object = static_cast<Object*>(handle);
@@ -36,40 +36,40 @@ KernelObject* kernelObjectOf(HANDLE handle) {
   return nullptr;
 }
 
-/// A wait for all of some mutexes and at most one signal, which is taken last: a count must not
-/// seem lower, even for a moment, to whoever holds the mutex that goes with it.
+/// A wait for all of some mutexes and at most one counter. The counter is taken last: the thread that
+/// holds the mutex must not see a lower count, even for a moment.
 class WaitForAll {
  public:
   void add(Mutex* mutex) { mutexes_[mutexCount_++] = mutex; }
-  /// False when there is one already.
-  bool add(Signal* signal) {
-    if (signal_ != nullptr) return false;
-    signal_ = signal;
+  /// Returns false if there is one already.
+  bool add(Counter* counter) {
+    if (counter_ != nullptr) return false;
+    counter_ = counter;
     return true;
   }
 
-  /// Takes all; false, with nothing taken, when the deadline passed first.
+  /// Takes all. Returns false, with nothing taken, if the deadline passed first.
   bool run(const Deadline& deadline) {
     Mutex* held = nullptr;
     for (;;) {
-      // No mutex is touched in vain while the signal is not set.
-      if (signal_ == nullptr || signal_->isSet()) {
+      // No mutex is taken in vain while the counter is not set.
+      if (counter_ == nullptr || counter_->isSet()) {
         Mutex* const missing = tryTakeMutexes(held);
-        if (missing == nullptr && (signal_ == nullptr || signal_->tryTake())) return true;
-        giveBackMutexes();
+        if (missing == nullptr && (counter_ == nullptr || counter_->tryTake())) return true;
+        releaseMutexes();
         held = missing;
       } else if (held != nullptr) {
         held->release();
         held = nullptr;
       }
-      // Asleep on one object, this thread holds none. A mutex is taken when it wakes up.
-      if (held != nullptr ? !held->take(deadline) : !signal_->await(deadline)) return false;
+      // The thread sleeps on one object and then holds no other. It wakes up with the mutex taken.
+      if (held != nullptr ? !held->take(deadline) : !counter_->waitUntilSet(deadline)) return false;
     }
   }
 
  private:
-  /// Takes every mutex but `held`, which is taken already. The first one that another thread owns
-  /// ends it.
+  /// Takes every mutex but `held`, which is taken already. Returns the first one that another thread
+  /// owns, or null if all are taken.
   Mutex* tryTakeMutexes(const Mutex* held) {
     taken_.fill(false);
     for (std::size_t i = 0; i < mutexCount_; ++i) taken_[i] = mutexes_[i] == held;
@@ -80,15 +80,15 @@ class WaitForAll {
     return nullptr;
   }
 
-  void giveBackMutexes() {
+  void releaseMutexes() {
     for (std::size_t i = 0; i < mutexCount_; ++i)
       if (taken_[i]) mutexes_[i]->release();
   }
 
-  std::array<Mutex*, kMostObjects> mutexes_{};
-  std::array<bool, kMostObjects> taken_{};
+  std::array<Mutex*, kMaxObjects> mutexes_{};
+  std::array<bool, kMaxObjects> taken_{};
   std::size_t mutexCount_ = 0;
-  Signal* signal_ = nullptr;
+  Counter* counter_ = nullptr;
 };
 
 }  // namespace
@@ -104,9 +104,9 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) noexcept {
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
                              DWORD milliseconds) noexcept {
-  if (count == 0 || count > kMostObjects || waitAll == FALSE)
+  if (count == 0 || count > kMaxObjects || waitAll == FALSE)
     return failWait(ERROR_INVALID_PARAMETER);
-  std::array<KernelObject*, kMostObjects> objects{};
+  std::array<KernelObject*, kMaxObjects> objects{};
   WaitForAll wait;
   for (DWORD i = 0; i < count; ++i) {
     objects[i] = kernelObjectOf(handles[i]);
@@ -115,7 +115,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
     if (objects[i]->kind() == Object::Kind::mutex)
       wait.add(static_cast<Mutex*>(objects[i]));
     else
-      fits = wait.add(static_cast<Signal*>(objects[i])) && fits;
+      fits = wait.add(static_cast<Counter*>(objects[i])) && fits;
     if (!fits) return failWait(ERROR_INVALID_PARAMETER);
   }
   if (!wait.run(deadlineAfter(milliseconds))) return WAIT_TIMEOUT;

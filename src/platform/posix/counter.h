@@ -1,0 +1,73 @@
+// The event and the semaphore behind CreateEventA and CreateSemaphoreA.
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "platform/posix/kernel_object.h"
+
+namespace orla::posix {
+
+/// A number from which a thread takes 1 when it is above 0, and waits until it is: the count of a
+/// semaphore, or 0 and 1 for an event. It changes in one atomic step, so that a process that is killed
+/// leaves no half of a change.
+class Counter : public KernelObject {
+ public:
+  bool tryTake() noexcept override;
+  bool take(const Deadline& deadline) noexcept override;
+  bool isSet() const noexcept { return valueOf(state_->word) != 0; }
+  /// Waits until the number is above 0, and takes nothing. Returns false if the deadline passed first.
+  bool waitUntilSet(const Deadline& deadline) noexcept;
+
+ protected:
+  struct State {
+    // Low half: the number. High half: how many threads sleep, or more, because a killed sleeper is
+    // never uncounted (which costs a needless wake-up call). Both share one word because the thread
+    // that increases the number must not read the state afterwards: a thread that it wakes may
+    // delete the object.
+    std::atomic<std::uint64_t> word;
+    std::uint32_t maximum;
+    std::uint32_t lasting;  // 1 for an event that stays set when it is taken.
+  };
+  static_assert(sizeof(State) <= NamedMemory::kStateSize);
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+  static constexpr std::uint64_t kOneSleeper = std::uint64_t{1} << 32;
+
+  static std::uint32_t valueOf(std::uint64_t word) noexcept {
+    return static_cast<std::uint32_t>(word);
+  }
+
+  Counter(Kind kind, std::unique_ptr<NamedMemory> memory) noexcept;
+  /// Replaces the number in `before` by `value`, which is not lower, and wakes all sleepers. Returns
+  /// false, and sets `before` to the present word, if the word has changed since.
+  bool increase(std::uint64_t& before, std::uint32_t value) noexcept;
+  State& state() noexcept { return *state_; }
+
+ private:
+  State own_{};
+  State* const state_;
+};
+
+class Event final : public Counter {
+ public:
+  static constexpr Kind kKind = Kind::event;
+
+  explicit Event(std::unique_ptr<NamedMemory> memory) noexcept
+      : Counter(kKind, std::move(memory)) {}
+  void initialize(BOOL manualReset, BOOL initialState) noexcept;
+  void set() noexcept;
+  void reset() noexcept;
+};
+
+class Semaphore final : public Counter {
+ public:
+  static constexpr Kind kKind = Kind::semaphore;
+
+  explicit Semaphore(std::unique_ptr<NamedMemory> memory) noexcept
+      : Counter(kKind, std::move(memory)) {}
+  void initialize(LONG initial, LONG maximum) noexcept;
+  /// Returns false, and adds nothing, if the sum would exceed the maximum.
+  bool release(std::uint32_t count, std::uint32_t& previous) noexcept;
+};
+
+}  // namespace orla::posix
