@@ -1,13 +1,12 @@
-// The one door to the operating system.
+// The platform layer: all calls of the operating system that the library makes.
 //
 // The library is written against the Win32 calls below. On Windows this header includes the
-// system's own headers and adds nothing, so that nothing stands between the library and the
-// system. Elsewhere it declares those calls, types and constants, with the system's names,
-// types and values, in the library's namespace; platform/posix/ supplies them. The comments here
-// are the contract of that port; tests/platform/ checks it on both systems.
+// system's headers and adds nothing. Elsewhere it declares those calls, types and constants, with
+// the system's names, types and values, in the library's namespace, and platform/posix/ implements
+// them. The comments here are the contract of that port. tests/platform/ checks it on both systems.
 //
-// Code that uses the door lies in namespace orla and names the calls without qualification. That
-// finds these declarations before the C library's own calls of the same name.
+// Code that uses the platform layer is in namespace orla and names the calls without qualification,
+// so that the compiler finds these declarations before the C library's calls of the same name.
 #pragma once
 
 #ifdef _WIN32
@@ -28,13 +27,13 @@
 #include <cstdint>
 #include <cstdlib>
 
-// The C library's macros of these names act on its own sets; the door's are functions.
+// The C library's macros of these names are for its own sets. Here they are functions.
 #undef FD_ISSET
 #undef FD_SET
 #undef FD_SETSIZE
 #undef FD_ZERO
 
-// The calling convention of the system's calls and call-backs; the platform's only one.
+// The calling convention of the system's calls and callbacks. The port has only one.
 #define CALLBACK
 #define WINAPI
 #define PASCAL
@@ -54,8 +53,8 @@ inline constexpr BOOL FALSE = 0;
 inline constexpr BOOL TRUE = 1;
 
 // ---------------------------------------------------------------------------------------------
-// Last error: one value per thread, set by a call that fails and left alone by one that succeeds.
-// The socket calls share it: WSAGetLastError() and GetLastError() read the same value.
+// Last error: one value per thread. A call that fails sets it; one that succeeds does not change it.
+// The socket calls share it: WSAGetLastError() and GetLastError() return the same value.
 // ---------------------------------------------------------------------------------------------
 
 DWORD GetLastError() noexcept;
@@ -86,11 +85,12 @@ inline constexpr DWORD ERROR_TOO_MANY_POSTS = 298;
 // Threads and critical sections
 // ---------------------------------------------------------------------------------------------
 
-/// The calling thread's identifier: non-zero, unique among the threads that run in the system.
+/// Returns the identifier of the calling thread: not 0, and unique among the running threads of the
+/// system (in the port: of the PID namespace).
 DWORD GetCurrentThreadId() noexcept;
 
-/// A lock of one process, recursive. Owned by whoever declares it; it must not move while
-/// initialised. InitializeCriticalSection makes it, DeleteCriticalSection gives it back.
+/// A recursive lock of one process. It must not be moved between InitializeCriticalSection and
+/// DeleteCriticalSection.
 struct CRITICAL_SECTION {
   alignas(std::max_align_t) unsigned char storage[64];
 };
@@ -116,22 +116,22 @@ void DeleteCriticalSection(CRITICAL_SECTION* section);
 
 struct SECURITY_ATTRIBUTES;  // Never used: always passed as null.
 
-/// Recursive, owned by a thread. Null on failure.
+/// A mutex is recursive and owned by a thread. Returns null on failure.
 HANDLE CreateMutexA(SECURITY_ATTRIBUTES* attributes, BOOL initialOwner, const char* name) noexcept;
-/// FALSE with ERROR_NOT_OWNER when the calling thread does not own the mutex.
+/// Returns FALSE with ERROR_NOT_OWNER if the calling thread does not own the mutex.
 BOOL ReleaseMutex(HANDLE mutex) noexcept;
 
-/// `manualReset` set: stays signalled until ResetEvent. Null on failure.
+/// If `manualReset` is set, the event stays signaled until ResetEvent. Returns null on failure.
 HANDLE CreateEventA(SECURITY_ATTRIBUTES* attributes, BOOL manualReset, BOOL initialState,
                     const char* name) noexcept;
 BOOL SetEvent(HANDLE event) noexcept;
 BOOL ResetEvent(HANDLE event) noexcept;
 
-/// Null with ERROR_INVALID_PARAMETER unless 0 <= initial <= maximum and maximum > 0.
+/// Returns null with ERROR_INVALID_PARAMETER unless 0 <= initial <= maximum and maximum > 0.
 HANDLE CreateSemaphoreA(SECURITY_ATTRIBUTES* attributes, LONG initial, LONG maximum,
                         const char* name) noexcept;
-/// Adds `count` (> 0); FALSE with ERROR_TOO_MANY_POSTS, and nothing added, beyond the maximum.
-/// `previous` may be null.
+/// Adds `count` (> 0). Returns FALSE with ERROR_TOO_MANY_POSTS, and adds nothing, if the sum would
+/// exceed the maximum. `previous` may be null.
 BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
 
 /// Closes a kernel object or a file. FALSE with ERROR_INVALID_HANDLE for null or
@@ -146,16 +146,16 @@ inline constexpr DWORD WAIT_ABANDONED_0 = 0x80;
 inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
-/// Waits at most `milliseconds` (INFINITE: without limit; 0: polls) and takes the object: owns the
-/// mutex, lowers the semaphore, resets an event that resets itself. WAIT_ABANDONED: the mutex is
-/// taken, and the thread or process that owned it ended without releasing it. WAIT_FAILED with
-/// ERROR_INVALID_HANDLE for a handle that is none.
+/// Waits at most `milliseconds` (INFINITE: without limit; 0: not at all) and takes the object: owns
+/// the mutex, decrements the semaphore, or resets an event that resets itself. Returns WAIT_ABANDONED
+/// if the mutex was taken, but the thread or process that owned it ended without releasing it.
+/// Returns WAIT_FAILED with ERROR_INVALID_HANDLE for an invalid handle.
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept;
 
-/// With `waitAll` set: takes every object at once or none, and never holds one while it sleeps on
-/// another. WAIT_OBJECT_0, or WAIT_ABANDONED_0 plus an index when a mutex among them was
-/// abandoned. The port supports `waitAll` TRUE, with up to 8 different objects, of which all but
-/// one are mutexes; else WAIT_FAILED with ERROR_INVALID_PARAMETER.
+/// With `waitAll` set: takes all objects or none, and never holds one while it sleeps on another.
+/// Returns WAIT_OBJECT_0, or WAIT_ABANDONED_0 plus an index if the mutex of that index was abandoned.
+/// The port supports `waitAll` TRUE with up to 8 different objects, of which all but one are mutexes;
+/// otherwise it returns WAIT_FAILED with ERROR_INVALID_PARAMETER.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
                              DWORD milliseconds) noexcept;
 
@@ -276,14 +276,14 @@ struct linger {
   u_short l_linger;  // Seconds.
 };
 
-/// An array of sockets, as on Windows: descriptors of any number fit, at most FD_SETSIZE of them.
+/// An array of at most FD_SETSIZE sockets, as on Windows. Descriptors of any value fit.
 inline constexpr int FD_SETSIZE = 64;
 struct fd_set {
   UINT fd_count;
   SOCKET fd_array[FD_SETSIZE];
 };
 void FD_ZERO(fd_set* set) noexcept;
-/// Adds at the end, once more if it is there already; ignored when the set is full.
+/// Adds the socket at the end, even if it is in the set already. Does nothing if the set is full.
 void FD_SET(SOCKET socket, fd_set* set) noexcept;
 int FD_ISSET(SOCKET socket, const fd_set* set) noexcept;
 
@@ -342,38 +342,40 @@ struct WSADATA {
   char* lpVendorInfo;
 };
 
-/// Counts the starts of this process. The port needs none, and its calls never fail with
-/// WSANOTINITIALISED. 0, or the error itself.
+/// Counts the starts of this process. Returns 0, or the error itself. The port needs no start, and
+/// its socket calls never fail with WSANOTINITIALISED.
 int WSAStartup(WORD version, WSADATA* data) noexcept;
-/// SOCKET_ERROR with WSANOTINITIALISED when there was no start to take back.
+/// Returns SOCKET_ERROR with WSANOTINITIALISED if there was no start.
 int WSACleanup() noexcept;
 int WSAGetLastError() noexcept;
 void WSASetLastError(int code) noexcept;
 
 using FARPROC = std::intptr_t(WINAPI*)();
-/// Keeps a hook per thread and returns the one before. The port's blocking calls never run it.
+/// Stores a hook for the calling thread and returns the previous one. The port's blocking calls never
+/// run it.
 FARPROC WSASetBlockingHook(FARPROC hook) noexcept;
-/// SOCKET_ERROR with WSAEINVAL: no blocking call of the calling thread can be under way.
+/// The port returns SOCKET_ERROR with WSAEINVAL, because no blocking call of the calling thread can be
+/// in progress.
 int WSACancelBlockingCall() noexcept;
 
-/// Sockets are not inherited by child processes. No call below ever raises SIGPIPE; a call that a
-/// signal interrupts is resumed, with the time already spent taken off.
+/// Child processes do not inherit sockets. No call below raises SIGPIPE. A call that a signal
+/// interrupts is resumed with the remaining time.
 SOCKET socket(int family, int type, int protocol) noexcept;
-/// A non-blocking connect under way fails with WSAEWOULDBLOCK.
+/// A non-blocking connect that is in progress fails with WSAEWOULDBLOCK.
 int connect(SOCKET socket, const sockaddr* address, int length) noexcept;
 int bind(SOCKET socket, const sockaddr* address, int length) noexcept;
 int listen(SOCKET socket, int backlog) noexcept;
 /// `address` and `length` may be null.
 SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept;
-/// A blocking receive whose SO_RCVTIMEO expires fails with WSAETIMEDOUT, never WSAEWOULDBLOCK. The
-/// one flag of all transfers is MSG_PEEK; the port refuses others with WSAEOPNOTSUPP.
+/// A blocking receive whose SO_RCVTIMEO expires fails with WSAETIMEDOUT, never WSAEWOULDBLOCK.
+/// MSG_PEEK is the only flag, here and below; the port refuses others with WSAEOPNOTSUPP.
 int recv(SOCKET socket, char* buffer, int length, int flags) noexcept;
 /// As recv; a datagram longer than the buffer fails with WSAEMSGSIZE.
 int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
              int* fromLength) noexcept;
-/// May send fewer bytes than `length`, also when a signal came in between; the caller goes on with
-/// the rest. WSAESHUTDOWN after the caller's own shutdown; when the peer closed as well, the port
-/// says WSAECONNRESET.
+/// May send fewer bytes than `length`, for instance if a signal interrupts it; the caller sends the
+/// rest. Fails with WSAESHUTDOWN after the caller's own shutdown; if the peer has closed the
+/// connection as well, the port fails with WSAECONNRESET.
 int send(SOCKET socket, const char* buffer, int length, int flags) noexcept;
 int sendto(SOCKET socket, const char* buffer, int length, int flags, const sockaddr* to,
            int toLength) noexcept;
@@ -387,31 +389,31 @@ int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept;
 int getpeername(SOCKET socket, sockaddr* address, int* length) noexcept;
 /// WSAEINVAL for a socket that is not bound.
 int getsockname(SOCKET socket, sockaddr* address, int* length) noexcept;
-/// The first argument is ignored. On return each set holds its ready sockets only; the result
-/// counts them all. A failed connect shows in the except set. WSAEINVAL when every set is empty or
-/// null, WSAENOTSOCK for a socket that is none.
+/// Ignores the first argument. On return each set holds its ready sockets only; the result is their
+/// number. A failed connect is in the except set. Fails with WSAEINVAL if every set is empty or null,
+/// and with WSAENOTSOCK for an invalid socket.
 int select(int ignored, fd_set* read, fd_set* write, fd_set* except,
            const timeval* timeout) noexcept;
 
-/// The four look-ups answer in storage of the calling thread that the next look-up of the same
-/// thread replaces; null on failure with WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY or
-/// WSANO_DATA. IPv4 only. A null `protocol` matches any. The port's storage holds 8 KB: a larger
-/// answer is WSANO_RECOVERY.
+/// The four lookups return storage of the calling thread, which its next lookup replaces. They return
+/// null on failure, with WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY or WSANO_DATA. IPv4 only. A
+/// null `protocol` matches any. The port's storage has 8 KB; a larger answer fails with
+/// WSANO_RECOVERY.
 hostent* gethostbyname(const char* name) noexcept;
 hostent* gethostbyaddr(const char* address, int length, int family) noexcept;
 servent* getservbyname(const char* name, const char* protocol) noexcept;
 servent* getservbyport(int port, const char* protocol) noexcept;
 int gethostname(char* name, int length) noexcept;
-/// INADDR_NONE for a text that is no address. White space ends the address.
+/// Returns INADDR_NONE for a text that is not an address. White space ends the address.
 u_long inet_addr(const char* text) noexcept;
-/// In storage of the calling thread, replaced by its next call.
+/// Returns storage of the calling thread, which its next call replaces.
 char* inet_ntoa(in_addr address) noexcept;
 u_short htons(u_short value) noexcept;
 u_short ntohs(u_short value) noexcept;
 u_long htonl(u_long value) noexcept;
 
 // ---------------------------------------------------------------------------------------------
-// Window messages: there are none in the port.
+// Window messages: the port has none.
 // ---------------------------------------------------------------------------------------------
 
 struct MSG {
@@ -419,7 +421,7 @@ struct MSG {
 };
 using HWND = void*;
 inline constexpr UINT PM_REMOVE = 1;
-/// FALSE: no message waits.
+/// Returns FALSE if no message is waiting.
 BOOL PeekMessageA(MSG* message, HWND window, UINT first, UINT last, UINT remove) noexcept;
 BOOL TranslateMessage(const MSG* message) noexcept;
 std::intptr_t DispatchMessageA(const MSG* message) noexcept;
@@ -428,10 +430,10 @@ std::intptr_t DispatchMessageA(const MSG* message) noexcept;
 // The runtime's bounded formatter
 // ---------------------------------------------------------------------------------------------
 
-/// Writes at most `size` bytes. A text shorter than `size` gets its terminating zero and its length
-/// is returned; one of exactly `size` bytes fills the buffer, without a zero, and its length is
-/// returned; a longer one fills the buffer likewise and -1 is returned. -1 also for a null buffer
-/// with a size.
+/// Writes at most `size` bytes. A text shorter than `size` is written with a terminating zero, and
+/// its length is returned. A text of exactly `size` bytes fills the buffer, without a zero, and its
+/// length is returned. A longer text fills the buffer in the same way, and -1 is returned. Returns -1
+/// for a null buffer with a size other than 0.
 int _snprintf(char* buffer, std::size_t size, const char* format, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 

@@ -1,9 +1,6 @@
 // Which processes share named objects, and what happens where they cannot. Each test runs in
 // processes of its own, and where it changes the system in namespaces of their own.
-// First: the system's headers below define names of the platform layer as macros.
-// clang-format off
 #include "PlatformTest.h"
-// clang-format on
 
 #include <csignal>
 #include <cstring>

@@ -1,7 +1,7 @@
+#include "PlatformTest.h"
+
 #include <memory>
 #include <random>
-
-#include "PlatformTest.h"
 
 namespace orla {
 

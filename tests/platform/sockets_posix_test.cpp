@@ -1,11 +1,11 @@
+#include "PlatformTest.h"
+
 #include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include "PlatformTest.h"
 
 namespace orla {
 

@@ -4,7 +4,7 @@
 
 namespace orla {
 
-// The machine is little-endian, the network is not.
+// The machine is little-endian; network byte order is big-endian.
 static_assert(std::endian::native == std::endian::little);
 
 u_short htons(u_short value) noexcept {

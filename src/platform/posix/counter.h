@@ -50,7 +50,7 @@ class Counter : public KernelObject {
 
 class Event final : public Counter {
  public:
-  static constexpr Kind kKind = Kind::event;
+  static constexpr Kind kKind = Kind::kEvent;
 
   explicit Event(std::unique_ptr<NamedMemory> memory) noexcept
       : Counter(kKind, std::move(memory)) {}
@@ -61,7 +61,7 @@ class Event final : public Counter {
 
 class Semaphore final : public Counter {
  public:
-  static constexpr Kind kKind = Kind::semaphore;
+  static constexpr Kind kKind = Kind::kSemaphore;
 
   explicit Semaphore(std::unique_ptr<NamedMemory> memory) noexcept
       : Counter(kKind, std::move(memory)) {}

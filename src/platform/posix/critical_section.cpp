@@ -17,7 +17,7 @@ pthread_mutex_t* lockOf(CRITICAL_SECTION* section) {
 
 constinit thread_local DWORD threadId = 0;
 
-// A forked child's only thread has an identifier of its own.
+// The only thread of a forked child has another identifier.
 void forgetThreadId() {
   threadId = 0;
 }

@@ -1,4 +1,4 @@
-// The end of a wait, which stays where it is however often the wait is interrupted.
+// The time at which a wait ends, however often it is interrupted.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace orla::posix {
 
 using Clock = std::chrono::steady_clock;
 
-/// When a wait ends; none: never.
+/// The time at which a wait ends; empty for a wait without limit.
 using Deadline = std::optional<Clock::time_point>;
 
 inline ::timespec toTimespec(std::chrono::nanoseconds time) noexcept {
@@ -18,8 +18,8 @@ inline ::timespec toTimespec(std::chrono::nanoseconds time) noexcept {
   return {seconds.count(), (time - seconds).count()};
 }
 
-/// The time left as the system's relative time-outs take it: null for no limit, else `storage`,
-/// zero when the deadline has passed.
+/// Returns the time left in the form of the system calls that take a relative timeout: null for no
+/// limit, else `storage`, which is zero if the deadline has passed.
 inline const ::timespec* timeLeft(const Deadline& deadline, ::timespec& storage) noexcept {
   if (!deadline) return nullptr;
   storage = toTimespec(std::max(*deadline - Clock::now(), Clock::duration::zero()));

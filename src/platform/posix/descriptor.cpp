@@ -34,7 +34,7 @@ bool awaitEvents(int descriptor, short events, const Deadline& deadline) noexcep
     ::pollfd entry{descriptor, events, 0};
     const int ready = ::ppoll(&entry, 1, timeLeft(deadline, storage), nullptr);
     if (ready >= 0) return ready > 0;
-    if (errno != EINTR) return true;  // The call that follows meets the same error and reports it.
+    if (errno != EINTR) return true;  // The next call gets the same error and reports it.
   }
 }
 

@@ -20,13 +20,13 @@ inline int descriptorOf(SOCKET socket) noexcept {
 /// descriptor passes it through here.
 int aboveStandardStreams(int descriptor) noexcept;
 
-/// Whether the descriptor is a socket's.
+/// Returns true if the descriptor is a socket.
 bool isSocket(int descriptor) noexcept;
 
-/// Whether the socket's calls return instead of waiting (FIONBIO).
+/// Returns true if the calls on the socket return instead of waiting (FIONBIO).
 bool isNonBlocking(int descriptor) noexcept;
 
-/// Waits until one of poll()'s `events`, or an error, shows on the descriptor. False when the
+/// Waits until poll() reports one of `events`, or an error, for the descriptor. Returns false if the
 /// deadline passed first. Signals do not end the wait.
 bool awaitEvents(int descriptor, short events, const Deadline& deadline) noexcept;
 

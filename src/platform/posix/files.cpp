@@ -23,7 +23,7 @@ using posix::systemCode;
 
 class File final : public posix::Object {
  public:
-  static constexpr Kind kKind = Kind::file;
+  static constexpr Kind kKind = Kind::kFile;
 
   /// Owns the descriptor from here on.
   explicit File(int descriptor) noexcept : Object(kKind), descriptor_(descriptor) {}

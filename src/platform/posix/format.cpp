@@ -11,12 +11,12 @@ int _snprintf(char* buffer, std::size_t size, const char* format, ...) noexcept 
   va_start(arguments, format);
   va_list again;
   va_copy(again, arguments);
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the checker loses it at va_copy.
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the checker does not follow va_copy().
   const int length = std::vsnprintf(buffer, size, format, arguments);
   va_end(arguments);
   const bool fills = length >= 0 && static_cast<std::size_t>(length) >= size;
   if (fills && size != 0) {
-    // The C library put its terminator where the last byte of the text belongs.
+    // The C library put its terminator in the place of the last byte of the text.
     char* whole = nullptr;
     if (::vasprintf(&whole, format, again) >= 0) {
       buffer[size - 1] = whole[size - 1];

@@ -1,15 +1,15 @@
-// The one place where the C library's errno becomes the door's codes.
+// The one place where errno becomes a Winsock or system code.
 #pragma once
 
 #include "platform/winapi.h"
 
 namespace orla::posix {
 
-/// The Winsock code of a socket call's errno. A bad descriptor is WSAENOTSOCK, as on Windows. An
-/// errno without a Winsock code gives WSAEINVAL; 0 gives 0.
+/// Returns the Winsock code for the errno of a socket call. A bad descriptor gives WSAENOTSOCK, as on
+/// Windows. An errno without a Winsock code gives WSAEINVAL; 0 gives 0.
 int winsockCode(int error) noexcept;
 
-/// The system code of a file or kernel call's errno; ERROR_GEN_FAILURE for one without a code.
+/// Returns the system code for the errno of another call; ERROR_GEN_FAILURE for one without a code.
 DWORD systemCode(int error) noexcept;
 
 /// Sets the last error and returns SOCKET_ERROR.

@@ -12,7 +12,7 @@ namespace orla::posix {
 /// A robust mutex of the C library: the kernel notices that the owner is gone.
 class Mutex final : public KernelObject {
  public:
-  static constexpr Kind kKind = Kind::mutex;
+  static constexpr Kind kKind = Kind::kMutex;
 
   explicit Mutex(std::unique_ptr<NamedMemory> memory) noexcept;
   ~Mutex() override;

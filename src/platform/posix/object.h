@@ -5,11 +5,11 @@
 
 namespace orla::posix {
 
-/// A HANDLE is a pointer to one of these; CloseHandle ends it. Every live handle of one object in
-/// the process is the same pointer.
+/// A HANDLE is a pointer to an Object; CloseHandle closes it. All handles that a process has of one
+/// object are the same pointer.
 class Object {
  public:
-  enum class Kind : std::uint32_t { file = 1, mutex, event, semaphore };
+  enum class Kind : std::uint32_t { kFile = 1, kMutex, kEvent, kSemaphore };
 
   explicit Object(Kind kind) noexcept : kind_(kind) {}
   Object(const Object&) = delete;
@@ -18,16 +18,16 @@ class Object {
 
   Kind kind() const noexcept { return kind_; }
 
-  /// Gives one handle back and, with the last one, deletes the object: ERROR_SUCCESS, or the code
-  /// of what the end met.
+  /// Closes one handle, and deletes the object with the last one. Returns ERROR_SUCCESS, or the code
+  /// of an error that closing reported.
   virtual DWORD close() noexcept = 0;
 
  private:
   const Kind kind_;
 };
 
-/// The object behind a handle, as a T; null with ERROR_INVALID_HANDLE for a handle that is none or
-/// is of another kind. T names its kind as T::kKind.
+/// Returns the object behind a handle as a T, whose kind is T::kKind. Returns null, with
+/// ERROR_INVALID_HANDLE, for an invalid handle or an object of another kind.
 template <typename T>
 T* objectOf(HANDLE handle) noexcept {
   if (handle != nullptr && handle != INVALID_HANDLE_VALUE) {

@@ -1,12 +1,4 @@
-#include "platform/winapi.h"
-
-// The door's values of names that the system's headers define their own way.
-namespace orla {
-namespace {
-constexpr u_long kNoAddress = INADDR_NONE;
-constexpr short kInternetFamily = AF_INET;
-}  // namespace
-}  // namespace orla
+#include "platform/posix/winsock_values.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -22,12 +14,15 @@ constexpr short kInternetFamily = AF_INET;
 
 namespace orla {
 
+using posix::winsock::kInternetFamily;
+using posix::winsock::kNoAddress;
+
 namespace {
 
-/// The calling thread's last answer: the texts and addresses lie in `bytes`, the records point
-/// there. The next look-up of the thread replaces it. Nothing runs at a thread's end: that would
-/// keep the library from being unloaded, and a look-up from a handler of the process's end would
-/// find the storage gone.
+/// The last answer to the calling thread: the texts and addresses are in `bytes`, and the records
+/// point there. The next lookup of the thread replaces it. It has no destructor, because one that runs
+/// when a thread ends would prevent the unloading of the library, and a lookup in an exit handler of
+/// the process would use freed storage.
 struct Answer {
   char bytes[8192];
   hostent host;
@@ -44,7 +39,7 @@ int hostCode(int resolverError) noexcept {
       return WSATRY_AGAIN;
     case NO_DATA:
       return WSANO_DATA;
-    // Among others, an answer that does not fit.
+    // Among others, an answer that does not fit into the storage.
     default:
       return WSANO_RECOVERY;
   }
@@ -74,7 +69,7 @@ servent* serviceAnswer(const ::servent* found, int error) noexcept {
 
 hostent* gethostbyname(const char* name) noexcept {
   char self[257];
-  // No name asks for this machine.
+  // A null or empty name means this machine.
   if (name == nullptr || *name == '\0') {
     if (gethostname(self, sizeof self) != 0) return nullptr;
     name = self;
@@ -117,7 +112,7 @@ servent* getservbyport(int port, const char* protocol) noexcept {
 }
 
 int gethostname(char* name, int length) noexcept {
-  // The C library cuts a name that does not fit, some versions of it without a terminator.
+  // The C library cuts a name that does not fit. Some versions then write no terminator.
   if (name == nullptr || length <= 0 || ::gethostname(name, static_cast<std::size_t>(length)) != 0)
     return posix::failSocket(WSAEFAULT);
   return 0;
@@ -125,7 +120,7 @@ int gethostname(char* name, int length) noexcept {
 
 u_long inet_addr(const char* text) noexcept {
   if (text == nullptr) return kNoAddress;
-  // The usual form, by the reader that knows no other and is several times as fast.
+  // Fast path: inet_pton() accepts only a.b.c.d, but is several times faster than inet_addr().
   ::in_addr address;
   if (::inet_pton(kInternetFamily, text, &address) == 1) return address.s_addr;
   return static_cast<u_long>(::inet_addr(text));

@@ -32,9 +32,9 @@ enum Purpose { kRead, kWrite, kExcept, kPurposes };
 
 constexpr short kWanted[kPurposes] = {POLLIN, POLLOUT, POLLPRI};
 
-/// Whether an error on a socket is that of a connect that failed, rather than of a connection that
-/// broke. The pending error itself must stay for the caller to read; but only a connection that
-/// once was made has had a byte acknowledged, its SYN, or a round trip measured.
+/// Returns true if the error on a socket is that of a failed connect, not that of a broken connection.
+/// Does not read the pending error, which must stay for the caller. Only an established connection has
+/// had a byte acknowledged (its SYN) or a round trip measured.
 bool isFailedConnect(int descriptor) {
   ::tcp_info info{};
   socklen_t length = sizeof info;
@@ -43,12 +43,12 @@ bool isFailedConnect(int descriptor) {
          info.tcpi_state == kTcpClosed && info.tcpi_bytes_acked == 0 && info.tcpi_rtt == 0;
 }
 
-/// Whether what poll() saw makes a socket ready for its purpose.
+/// Returns true if what poll() reported makes a socket ready for its purpose.
 bool isReady(const ::pollfd& entry, Purpose purpose) {
   const bool error = (entry.revents & POLLERR) != 0;
   switch (purpose) {
     case kRead:
-      // A hang-up, orderly or not, and an error end a receive at once.
+      // After a hang-up, orderly or not, and after an error a receive returns at once.
       return (entry.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
     case kWrite:
       return (entry.revents & (POLLOUT | POLLERR)) != 0 && !(error && isFailedConnect(entry.fd));
@@ -57,7 +57,7 @@ bool isReady(const ::pollfd& entry, Purpose purpose) {
   }
 }
 
-/// The sockets of the three sets, in order, as poll() takes them.
+/// The sockets of the three sets, in order, as entries for poll().
 class Watch {
  public:
   Watch(fd_set* read, fd_set* write, fd_set* except) : sets_{read, write, except} {
@@ -70,14 +70,14 @@ class Watch {
 
   bool isEmpty() const { return count_ == 0; }
 
-  /// One wait: what poll() returns.
+  /// Waits once, and returns what poll() returns.
   int wait(const Deadline& deadline) {
     ::timespec storage;
     return ::ppoll(entries_.data(), static_cast<nfds_t>(count_), timeLeft(deadline, storage),
                    nullptr);
   }
 
-  /// A negative descriptor, which poll() would pass over.
+  /// Returns true if there is a negative descriptor, which poll() would ignore.
   bool hasNoSocket() const { return hasNoSocket_; }
 
   bool hasClosedSocket() const {
@@ -85,8 +85,8 @@ class Watch {
                        [](const ::pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
   }
 
-  /// Marks the ready entries and returns their count. An entry that poll() reports for a reason
-  /// that its set does not ask for is watched no more, lest it end every further wait at once.
+  /// Marks the ready entries and returns their count. Stops watching an entry that poll() reports for
+  /// a reason that its set does not ask for, because it would end every further wait at once.
   int countReady() {
     int ready = 0;
     std::size_t i = 0;
@@ -103,7 +103,7 @@ class Watch {
     return ready;
   }
 
-  /// Leaves in each set its ready sockets only, in their order.
+  /// Removes from each set the sockets that are not ready, and keeps the order of the others.
   void reduceSets() {
     std::size_t i = 0;
     for (fd_set* set : sets_) {

@@ -1,27 +1,4 @@
-#include "platform/winapi.h"
-
-// The door's values of names that the system's headers define their own way.
-namespace orla {
-namespace {
-namespace door {
-constexpr int kSocketLevel = SOL_SOCKET;
-constexpr int kTcpLevel = IPPROTO_TCP;
-constexpr int kNoDelay = TCP_NODELAY;
-constexpr int kReuseAddress = SO_REUSEADDR;
-constexpr int kKeepAlive = SO_KEEPALIVE;
-constexpr int kBroadcast = SO_BROADCAST;
-constexpr int kLinger = SO_LINGER;
-constexpr int kSendBuffer = SO_SNDBUF;
-constexpr int kReceiveBuffer = SO_RCVBUF;
-constexpr int kSendTimeout = SO_SNDTIMEO;
-constexpr int kReceiveTimeout = SO_RCVTIMEO;
-constexpr int kError = SO_ERROR;
-constexpr int kType = SO_TYPE;
-constexpr long kNonBlocking = FIONBIO;
-constexpr long kReadable = FIONREAD;
-}  // namespace door
-}  // namespace
-}  // namespace orla
+#include "platform/posix/winsock_values.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -37,14 +14,15 @@ constexpr long kReadable = FIONREAD;
 
 namespace orla {
 
+namespace winsock = posix::winsock;
 using posix::descriptorOf;
 using posix::failSocket;
 using posix::winsockCode;
 
 namespace {
 
-/// How an option's value differs between the door and the system.
-enum class Form { number, buffer, milliseconds, linger, error, readOnly };
+/// How the value of an option differs between Winsock and the system.
+enum class Form { kNumber, kBuffer, kMilliseconds, kLinger, kError, kReadOnly };
 
 struct Option {
   int level;
@@ -55,17 +33,17 @@ struct Option {
 };
 
 constexpr Option kOptions[] = {
-    {door::kSocketLevel, door::kReceiveTimeout, SOL_SOCKET, SO_RCVTIMEO, Form::milliseconds},
-    {door::kSocketLevel, door::kSendTimeout, SOL_SOCKET, SO_SNDTIMEO, Form::milliseconds},
-    {door::kSocketLevel, door::kType, SOL_SOCKET, SO_TYPE, Form::readOnly},
-    {door::kSocketLevel, door::kError, SOL_SOCKET, SO_ERROR, Form::error},
-    {door::kSocketLevel, door::kReuseAddress, SOL_SOCKET, SO_REUSEADDR, Form::number},
-    {door::kSocketLevel, door::kKeepAlive, SOL_SOCKET, SO_KEEPALIVE, Form::number},
-    {door::kSocketLevel, door::kBroadcast, SOL_SOCKET, SO_BROADCAST, Form::number},
-    {door::kSocketLevel, door::kLinger, SOL_SOCKET, SO_LINGER, Form::linger},
-    {door::kSocketLevel, door::kSendBuffer, SOL_SOCKET, SO_SNDBUF, Form::buffer},
-    {door::kSocketLevel, door::kReceiveBuffer, SOL_SOCKET, SO_RCVBUF, Form::buffer},
-    {door::kTcpLevel, door::kNoDelay, IPPROTO_TCP, TCP_NODELAY, Form::number},
+    {winsock::kSocketLevel, winsock::kReceiveTimeout, SOL_SOCKET, SO_RCVTIMEO, Form::kMilliseconds},
+    {winsock::kSocketLevel, winsock::kSendTimeout, SOL_SOCKET, SO_SNDTIMEO, Form::kMilliseconds},
+    {winsock::kSocketLevel, winsock::kType, SOL_SOCKET, SO_TYPE, Form::kReadOnly},
+    {winsock::kSocketLevel, winsock::kError, SOL_SOCKET, SO_ERROR, Form::kError},
+    {winsock::kSocketLevel, winsock::kReuseAddress, SOL_SOCKET, SO_REUSEADDR, Form::kNumber},
+    {winsock::kSocketLevel, winsock::kKeepAlive, SOL_SOCKET, SO_KEEPALIVE, Form::kNumber},
+    {winsock::kSocketLevel, winsock::kBroadcast, SOL_SOCKET, SO_BROADCAST, Form::kNumber},
+    {winsock::kSocketLevel, winsock::kLinger, SOL_SOCKET, SO_LINGER, Form::kLinger},
+    {winsock::kSocketLevel, winsock::kSendBuffer, SOL_SOCKET, SO_SNDBUF, Form::kBuffer},
+    {winsock::kSocketLevel, winsock::kReceiveBuffer, SOL_SOCKET, SO_RCVBUF, Form::kBuffer},
+    {winsock::kTcpLevel, winsock::kNoDelay, IPPROTO_TCP, TCP_NODELAY, Form::kNumber},
 };
 
 const Option* findOption(int level, int name) {
@@ -75,8 +53,8 @@ const Option* findOption(int level, int name) {
   return found == std::end(kOptions) ? nullptr : found;
 }
 
-/// Why there is no such option: WSAENOTSOCK goes before WSAENOPROTOOPT.
-int noOption(int descriptor) {
+/// Fails because there is no such option. WSAENOTSOCK takes precedence over WSAENOPROTOOPT.
+int failWithoutOption(int descriptor) {
   return failSocket(posix::isSocket(descriptor) ? WSAENOPROTOOPT : WSAENOTSOCK);
 }
 
@@ -108,7 +86,7 @@ int giveValue(const Value& from, char* value, int* length) {
 int setsockopt(SOCKET socket, int level, int name, const char* value, int length) noexcept {
   const int descriptor = descriptorOf(socket);
   const Option* option = findOption(level, name);
-  if (option == nullptr) return noOption(descriptor);
+  if (option == nullptr) return failWithoutOption(descriptor);
   // Both forms of a value, a 32-bit number and a pair of 16-bit ones, have four bytes.
   static_assert(sizeof(linger) == sizeof(std::uint32_t));
   if (value == nullptr || length < static_cast<int>(sizeof(std::uint32_t)))
@@ -116,36 +94,36 @@ int setsockopt(SOCKET socket, int level, int name, const char* value, int length
   std::uint32_t number;
   std::memcpy(&number, value, sizeof number);
   switch (option->form) {
-    case Form::milliseconds:
+    case Form::kMilliseconds:
       return setSystemOption(descriptor, *option,
                              ::timeval{number / 1000, (number % 1000) * 1000L});
-    case Form::linger: {
+    case Form::kLinger: {
       linger wanted;
       std::memcpy(&wanted, value, sizeof wanted);
       return setSystemOption(descriptor, *option, ::linger{wanted.l_onoff, wanted.l_linger});
     }
-    case Form::number:
-    case Form::buffer:
+    case Form::kNumber:
+    case Form::kBuffer:
       return setSystemOption(descriptor, *option, static_cast<int>(number));
-    case Form::error:
-    case Form::readOnly:
+    case Form::kError:
+    case Form::kReadOnly:
       break;
   }
-  return noOption(descriptor);
+  return failWithoutOption(descriptor);
 }
 
 int getsockopt(SOCKET socket, int level, int name, char* value, int* length) noexcept {
   const int descriptor = descriptorOf(socket);
   const Option* option = findOption(level, name);
-  if (option == nullptr) return noOption(descriptor);
+  if (option == nullptr) return failWithoutOption(descriptor);
   if (value == nullptr || length == nullptr || *length < static_cast<int>(sizeof(std::uint32_t)))
     return failSocket(WSAEFAULT);
-  if (option->form == Form::milliseconds) {
+  if (option->form == Form::kMilliseconds) {
     ::timeval limit{};
     if (!getSystemOption(descriptor, *option, limit)) return SOCKET_ERROR;
     return giveValue(static_cast<DWORD>(limit.tv_sec * 1000 + limit.tv_usec / 1000), value, length);
   }
-  if (option->form == Form::linger) {
+  if (option->form == Form::kLinger) {
     ::linger found{};
     if (!getSystemOption(descriptor, *option, found)) return SOCKET_ERROR;
     return giveValue(
@@ -154,22 +132,22 @@ int getsockopt(SOCKET socket, int level, int name, char* value, int* length) noe
   }
   int found = 0;
   if (!getSystemOption(descriptor, *option, found)) return SOCKET_ERROR;
-  if (option->form == Form::error) found = winsockCode(found);
-  // The system doubles a buffer's size for its own bookkeeping and reports the double.
-  if (option->form == Form::buffer) found /= 2;
+  if (option->form == Form::kError) found = winsockCode(found);
+  // The kernel doubles the size of a buffer for its own bookkeeping, and reports the double.
+  if (option->form == Form::kBuffer) found /= 2;
   return giveValue(found, value, length);
 }
 
 int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept {
   const int descriptor = descriptorOf(socket);
   if (argument == nullptr) return failSocket(WSAEFAULT);
-  // The system would change a file's or a pipe's mode too.
+  // ioctl() would also change the mode of a file or a pipe.
   if (!posix::isSocket(descriptor)) return failSocket(WSAENOTSOCK);
   int value = *argument != 0 ? 1 : 0;
   int result;
-  if (command == door::kNonBlocking) {
+  if (command == winsock::kNonBlocking) {
     result = ::ioctl(descriptor, FIONBIO, &value);
-  } else if (command == door::kReadable) {
+  } else if (command == winsock::kReadable) {
     result = ::ioctl(descriptor, FIONREAD, &value);
     if (result == 0) *argument = static_cast<u_long>(value);
   } else {

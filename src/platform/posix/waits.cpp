@@ -30,7 +30,7 @@ DWORD failWait(DWORD error) {
 KernelObject* kernelObjectOf(HANDLE handle) {
   if (handle != nullptr && handle != INVALID_HANDLE_VALUE) {
     auto* object = static_cast<Object*>(handle);
-    if (object->kind() != Object::Kind::file) return static_cast<KernelObject*>(object);
+    if (object->kind() != Object::Kind::kFile) return static_cast<KernelObject*>(object);
   }
   SetLastError(ERROR_INVALID_HANDLE);
   return nullptr;
@@ -112,7 +112,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
     objects[i] = kernelObjectOf(handles[i]);
     if (objects[i] == nullptr) return WAIT_FAILED;
     bool fits = std::find(objects.begin(), objects.begin() + i, objects[i]) == objects.begin() + i;
-    if (objects[i]->kind() == Object::Kind::mutex)
+    if (objects[i]->kind() == Object::Kind::kMutex)
       wait.add(static_cast<Mutex*>(objects[i]));
     else
       fits = wait.add(static_cast<Counter*>(objects[i])) && fits;
