@@ -44,9 +44,14 @@ HANDLE makeNamed() {
 /// What a process finds that creates the object, while another one may have it open.
 enum Outcome { kShared, kFresh, kRefused };
 
-Outcome create() {
-  if (makeNamed() == nullptr) return kRefused;
+/// Of an object that was just created.
+Outcome outcomeOf(HANDLE object) {
+  if (object == nullptr) return kRefused;
   return GetLastError() == ERROR_ALREADY_EXISTS ? kShared : kFresh;
+}
+
+Outcome create() {
+  return outcomeOf(makeNamed());
 }
 
 /// Prepares a process, which then has the object open while `work` runs in this one.
@@ -243,30 +248,38 @@ TEST(NamedObjects, AreNotSharedWithAnotherUserOrAnotherPidNamespace) {
 }
 
 TEST(NamedObjects, ArePrivateWhereTheProcessCannotHaveTheirFile) {
-  const struct {
+  const struct Limit {
     const char* what;
-    int resource;
-    rlim_t limit;
-  } cases[] = {{"no descriptor for the file", RLIMIT_NOFILE, 3},
-               {"no descriptor for its mapping", RLIMIT_NOFILE, 4},
-               {"no room in a file", RLIMIT_FSIZE, 0}};
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.what);
-    const int outcome = inNewProcess([&] {
-      return besideAProcess(nothing, [&] {
-        ::closefrom(3);
-        const rlimit low{row.limit, row.limit};
-        if (::setrlimit(static_cast<__rlimit_resource>(row.resource), &low) != 0) return -1;
-        return static_cast<int>(create());
-      });
-    });
-    // A file that is there already needs no room.
-    EXPECT_EQ(outcome, row.resource == RLIMIT_FSIZE ? kShared : kFresh);
+    __rlimit_resource resource;
+    rlim_t most;
+    Outcome besideAnother;
+
+    /// Creates the object under the limit. The sanitizers need descriptors at their first sight of
+    /// an object, and afterwards.
+    HANDLE makeNamed() const {
+      CloseHandle(orla::makeNamed());
+      ::closefrom(3);
+      rlimit before{};
+      ::getrlimit(resource, &before);
+      const rlimit low{most, before.rlim_max};
+      ::setrlimit(resource, &low);
+      const HANDLE object = orla::makeNamed();
+      const DWORD error = GetLastError();
+      ::setrlimit(resource, &before);
+      SetLastError(error);
+      return object;
+    }
+  } limits[] = {{"no descriptor for the file", RLIMIT_NOFILE, 3, kFresh},
+                {"no descriptor for its mapping", RLIMIT_NOFILE, 4, kFresh},
+                // A file that is there already needs no room.
+                {"no room in a file", RLIMIT_FSIZE, 0, kShared}};
+  for (const Limit& limit : limits) {
+    SCOPED_TRACE(limit.what);
+    const int outcome = besideAProcess(
+        nothing, [&] { return inNewProcess([&] { return outcomeOf(limit.makeNamed()); }); });
+    EXPECT_EQ(outcome, limit.besideAnother);
     EXPECT_EQ(inNewProcess([&] {
-                ::closefrom(3);
-                const rlimit low{row.limit, row.limit};
-                if (::setrlimit(static_cast<__rlimit_resource>(row.resource), &low) != 0) return -1;
-                const HANDLE object = makeNamed();
+                const HANDLE object = limit.makeNamed();
                 if (object == nullptr || !ReleaseSemaphore(object, 1, nullptr)) return 1;
                 if (WaitForSingleObject(object, 0) != WAIT_OBJECT_0) return 2;
                 const HANDLE again = makeNamed();
