@@ -1,5 +1,6 @@
 # The build's own vocabulary: compile options, layers and test programs.
 include(GoogleTest)
+include(cmake/Hardening.cmake)
 
 # Warnings and sanitizers of the project's own targets.
 add_library(orla_options INTERFACE)
@@ -9,6 +10,7 @@ target_compile_options(orla_options INTERFACE
   # GCC 12 warns of overlapping copies inside std::string that cannot happen (its bug 105651).
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
+target_link_libraries(orla_options INTERFACE orla_hardening)
 
 if(ORLA_SANITIZE)
   add_compile_options(-fsanitize=${ORLA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)

@@ -126,7 +126,7 @@ if(programs)
 endif()
 if(WIN32)
   list(APPEND licences
-    "GCC's runtime, libgcc and libstdc++=/usr/share/doc/gcc-mingw-w64-i686-posix-runtime/copyright"
+    "GCC's runtime, libgcc, libssp and libstdc++=/usr/share/doc/gcc-mingw-w64-i686-posix-runtime/copyright"
     "The GNU General Public License of GCC's runtime=/usr/share/common-licenses/GPL-3"
     "MinGW-w64's runtime, winpthreads=/usr/share/doc/mingw-w64-i686-dev/copyright")
 elseif(TARGET orla-devserver)

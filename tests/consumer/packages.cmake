@@ -36,6 +36,16 @@ function(orla_agent_test name tree)
 ${ARG_ENVIRONMENT}")
 endfunction()
 
+# orla_hardening_test(<name> <file>...)
+# The name begins with the system that the files are for.
+function(orla_hardening_test name)
+  string(REGEX MATCH "^[a-z]+" system ${name})
+  add_test(NAME orla_packages_test.${name}.hardening COMMAND ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/tests/library/hardening_test.py ${ARGN})
+  set_tests_properties(orla_packages_test.${name}.hardening PROPERTIES
+    LABELS packages TIMEOUT 60 FIXTURES_REQUIRED ${system})
+endfunction()
+
 orla_unpack_test(linux archive-linux debian-library debian-development debian-tools)
 add_test(NAME orla_packages_test.linux.lintian COMMAND sh -c
   "exec lintian --allow-root --fail-on error '${made}'/*_${PROJECT_VERSION}-${ORLA_BUILD}_*.deb")
@@ -43,12 +53,16 @@ set_tests_properties(orla_packages_test.linux.lintian PROPERTIES LABELS packages
 orla_agent_test(linux.archive.cmake ${linux_tree} -DORLACl_DIR=${linux_tree}/lib/cmake/ORLACl)
 orla_agent_test(linux.archive.pkg-config ${linux_tree}
   ENVIRONMENT PKG_CONFIG_LIBDIR=${linux_tree}/lib/pkgconfig)
+orla_hardening_test(linux.archive ${linux_tree}/lib/libORLACl.so.${PROJECT_VERSION}
+  ${linux_tree}/bin/orla ${linux_tree}/bin/orla-devserver)
 # What is not in the system's own folders is named to CMake, pkg-config and the loader.
 set(libraries ${debian_tree}/lib/${CMAKE_LIBRARY_ARCHITECTURE})
 orla_agent_test(linux.debian.cmake ${debian_tree} -DORLACl_DIR=${libraries}/cmake/ORLACl
   ENVIRONMENT LD_LIBRARY_PATH=${libraries})
 orla_agent_test(linux.debian.pkg-config ${debian_tree}
   ENVIRONMENT LD_LIBRARY_PATH=${libraries} PKG_CONFIG_LIBDIR=${libraries}/pkgconfig)
+orla_hardening_test(linux.debian ${libraries}/libORLACl.so.${PROJECT_VERSION}
+  ${debian_tree}/bin/orla ${debian_tree}/bin/orla-devserver)
 
 orla_unpack_test(windows archive-windows)
 set(mingw --toolchain=${PROJECT_SOURCE_DIR}/cmake/toolchain-win32.cmake)
@@ -58,6 +72,7 @@ orla_agent_test(windows.pkg-config ${windows_tree} ${mingw}
   ENVIRONMENT PKG_CONFIG_LIBDIR=${windows_tree}/lib/pkgconfig)
 orla_agent_test(windows.microsoft ${windows_tree} --toolchain=${here}/microsoft.cmake
   -DORLACl_DIR=${windows_tree}/lib/cmake/ORLACl)
+orla_hardening_test(windows ${windows_tree}/bin/ORLACl.dll ${windows_tree}/bin/orla.exe)
 
 # A release says what is new in it.
 add_test(NAME orla_packages_test.linux.changelog COMMAND grep -F "## ${PROJECT_VERSION} "
