@@ -1,8 +1,11 @@
-# Shared by the scripts beside it: installing what is missing, and building. To be sourced.
+# shellcheck shell=bash disable=SC2034
+# Functions that the scripts of this directory share. Sourcing this file defines them and two variables:
+#   top     the top directory of the source tree
+#   jobs    how many jobs a build or a test run starts at a time: ORLA_JOBS, or the number of processors
+# It does nothing else.
 
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-cd "$top"
-jobs=$(nproc)
+jobs=${ORLA_JOBS:-$(nproc)}
 
 say() { printf '\n== %s\n' "$*"; }
 
@@ -11,7 +14,28 @@ fail() {
   exit 1
 }
 
-# missing PACKAGE... : prints those of the packages that are not installed.
+# parse_native "$@" : reads the arguments of a script whose only option is --native. Sets windows to no
+# if it is given, and to yes otherwise.
+parse_native() {
+  windows=yes
+  [ $# -gt 0 ] || return 0
+  [ "$*" = --native ] || fail "usage: scripts/$(basename "$0") [--native]"
+  windows=no
+}
+
+# run_logged LOG MESSAGE COMMAND... : runs the command with its output in the file LOG. If the command
+# fails, prints LOG and ends the script with MESSAGE.
+run_logged() {
+  local log=$1 message=$2
+  shift 2
+  mkdir -p "$(dirname "$log")"
+  "$@" >"$log" 2>&1 || {
+    cat "$log" >&2
+    fail "$message"
+  }
+}
+
+# missing PACKAGE... : prints the packages that are not installed.
 missing() {
   local package
   for package in "$@"; do
@@ -20,7 +44,7 @@ missing() {
   done
 }
 
-# as_root COMMAND... : runs it as root.
+# as_root COMMAND... : runs the command as root.
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then
     DEBIAN_FRONTEND=noninteractive "$@"
@@ -31,20 +55,20 @@ as_root() {
   fi
 }
 
-# install_packages PACKAGE... : installs those that are missing.
+# install_packages PACKAGE... : installs the packages that are missing.
 install_packages() {
   local wanted
   mapfile -t wanted < <(missing "$@")
   [ "${#wanted[@]}" -gt 0 ] || return 0
   say "Installing ${wanted[*]}"
-  # Lists that were fetched before may serve.
+  # A failure here is not fatal, because package lists from an earlier update may be sufficient.
   as_root apt-get update -q || printf 'some package lists could not be fetched\n' >&2
   as_root apt-get install -q -y --no-install-recommends "${wanted[@]}" ||
     fail "these packages could not be installed: ${wanted[*]}"
 }
 
-# install_servers PACKAGE... : installs servers that are missing as mere programs: none is started, now
-# or at the next boot.
+# install_servers PACKAGE... : installs the servers that are missing, but starts none of them, neither
+# now nor at the next boot. While the packages are installed, policy-rc.d forbids to start services.
 install_servers() {
   local wanted policy=/usr/sbin/policy-rc.d server
   mapfile -t wanted < <(missing "$@")
@@ -69,33 +93,33 @@ install_native_packages() {
     binutils groff-base doxygen
 }
 
-# Wine for 32-bit programs is of another architecture. Where the security suite's lists for the two
-# architectures are out of step, apt refuses it, since shared libraries must have one version; the
-# release's main suites alone still serve then.
+# Installs Wine for 32-bit programs, which belongs to the architecture i386. Packages that both
+# architectures share must have the same version in both. If the security suite has them in different
+# versions, apt refuses to install Wine; it is then installed from the main suites alone.
 install_wine() {
   [ -n "$(missing wine32:i386 wine)" ] || return 0
   say "Installing Wine"
   as_root dpkg --add-architecture i386
-  # Lists that were fetched before may serve.
+  # A failure here is not fatal, because package lists from an earlier update may be sufficient.
   as_root apt-get update -q || printf 'some package lists could not be fetched\n' >&2
   as_root apt-get install -q -y --no-install-recommends wine wine32:i386 && return 0
 
   say "Installing Wine from the release's main suites"
-  local folder
-  folder=$(mktemp -d)
-  chmod 755 "$folder"
-  mkdir -p "$folder/lists/partial" "$folder/parts"
+  local directory
+  directory=$(mktemp -d)
+  chmod 755 "$directory"
+  mkdir -p "$directory/lists/partial" "$directory/parts"
   apt-get indextargets 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' --format \
     'deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $(REPO_URI) $(RELEASE) $(COMPONENT)' |
-    sort -u >"$folder/sources.list"
-  local only=(-o "Dir::Etc::sourcelist=$folder/sources.list" -o "Dir::Etc::sourceparts=$folder/parts"
-    -o "Dir::State::Lists=$folder/lists")
+    sort -u >"$directory/sources.list"
+  local only=(-o "Dir::Etc::sourcelist=$directory/sources.list" -o "Dir::Etc::sourceparts=$directory/parts"
+    -o "Dir::State::Lists=$directory/lists")
   if ! as_root apt-get "${only[@]}" update -q ||
     ! as_root apt-get "${only[@]}" install -q -y --no-install-recommends wine wine32:i386; then
-    rm -rf "$folder"
-    fail "Wine for 32-bit programs (wine32:i386) could not be installed; --native leaves Windows out"
+    rm -rf "$directory"
+    fail "Wine for 32-bit programs (wine32:i386) could not be installed; use --native to leave Windows out"
   fi
-  rm -rf "$folder"
+  rm -rf "$directory"
 }
 
 # Real servers and a browser for the tests.
@@ -104,9 +128,9 @@ install_peer_packages() {
   install_servers nginx lighttpd
 }
 
-# What makes and checks packages.
+# Programs that build and check packages.
 install_package_makers() {
-  # llvm: CMake looks for its resource compiler wherever clang builds for Windows.
+  # CMake needs the resource compiler of llvm whenever clang builds for Windows.
   install_packages dpkg-dev file lintian lld llvm
 }
 
@@ -115,20 +139,14 @@ install_windows_packages() {
   install_wine
 }
 
-# build_preset PRESET [-DOPTION=VALUE...] [TARGET...] : configures and builds it in build/PRESET.
+# build_preset PRESET [TARGET...] : configures the preset and builds it in build/PRESET.
 build_preset() {
-  local preset=$1 options=()
+  local preset=$1
   shift
-  while [[ ${1-} == -D* ]]; do
-    options+=("$1")
-    shift
-  done
-  say "Building $preset${options[*]:+ ${options[*]}}"
-  cmake --preset "$preset" "${options[@]}" >"$top/build/$preset.log" 2>&1 || {
-    cat "$top/build/$preset.log" >&2
-    fail "preset $preset could not be configured"
-  }
-  cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"} || fail "$preset did not build"
+  say "Building $preset"
+  (
+    cd "$top"
+    run_logged "build/$preset.log" "preset $preset could not be configured" cmake --preset "$preset"
+    cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"} || fail "$preset did not build"
+  )
 }
-
-mkdir -p "$top/build"
