@@ -1,13 +1,13 @@
-# The build's own vocabulary: compile options, layers and test programs.
+# Functions and targets that the whole build uses: compile options, layers and test programs.
 include(GoogleTest)
 include(cmake/Hardening.cmake)
 
-# Warnings and sanitizers of the project's own targets.
+# Compile options of the project's own targets, but not of GoogleTest.
 add_library(orla_options INTERFACE)
 target_compile_options(orla_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion
   $<$<BOOL:${ORLA_WERROR}>:-Werror>
-  # GCC 12 warns of overlapping copies inside std::string that cannot happen (its bug 105651).
+  # GCC 12 warns about overlapping copies inside std::string that cannot happen (GCC bug 105651).
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_link_libraries(orla_options INTERFACE orla_hardening)
@@ -18,22 +18,23 @@ if(ORLA_SANITIZE)
 endif()
 
 # orla_layer(<name> SOURCES <file>... LINKS <layer below>...)
-# One folder of src/ as the static library orla_<name>. A layer links downward only, so that a reach
-# upward does not link.
+# Builds one directory of src/ as the static library orla_<name>. A layer links only the layers below
+# it, so a call to a higher layer does not link.
 function(orla_layer name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   add_library(orla_${name} STATIC ${ARG_SOURCES})
   target_include_directories(orla_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(orla_${name} PRIVATE orla_options PUBLIC ${ARG_LINKS})
   if(ORLA_LTO)
-    # With the plain code beside it, for tests that put their own calls in the place of others.
+    # The object files also contain ordinary code, because tests replace single functions by their own
+    # and cannot do so in a program that is optimized as a whole.
     target_compile_options(orla_${name} PRIVATE -flto=auto -ffat-lto-objects)
   endif()
 endfunction()
 
 # orla_test(<name> LINKS <library>... [TIMEOUT <seconds>])
-# The test program of the calling folder: every *_test.cpp in it, less the files named for the other
-# platform. Each test runs in a process of its own, with a time limit.
+# Builds the test program of the calling directory from every *_test.cpp in it, except the files that
+# are named for the other platform. Each test runs in its own process, with a time limit.
 function(orla_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "LINKS" ${ARGN})
   if(NOT ARG_TIMEOUT)
