@@ -1,7 +1,7 @@
 /*
- * An agent that calls every function of the library and needs no C runtime, so that any compiler and
+ * An agent that calls every function of the library. It needs no C runtime, so that any compiler and
  * linker can build it. It asks the server at AGENT_URL, uploads the file "sent" and downloads it to
- * "received". Ends with 0, or with the line of what failed.
+ * "received". The exit code is 0, or the line of the check that failed.
  */
 #include <orla/ORLACl.h>
 

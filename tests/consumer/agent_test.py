@@ -1,7 +1,7 @@
-"""The tools of an unpacked package start; an agent built against it does its work.
+"""The tools of an unpacked package start, and an agent that is built with it works.
 
 usage: agent_test.py TREE VERSION DEVSERVER CMAKE_ARGUMENT...
-EMULATOR in the environment runs programs for Windows."""
+EMULATOR in the environment is the command that runs programs for Windows."""
 import os
 import subprocess
 import sys
@@ -17,7 +17,7 @@ programs.ARGUMENTS.emulator = [EMULATOR] if EMULATOR else []
 
 class AgentTest(programs.ProgramTestCase):
     def test(self):
-        for tool in Path(TREE, "bin").glob("orla*"):  # What is there stands in the list of files.
+        for tool in Path(TREE, "bin").glob("orla*"):  # Another test checks that all of them exist.
             programs.ARGUMENTS.client = tool
             self.expect(0, f"{tool.stem} {VERSION}\n", "", "--version")
 

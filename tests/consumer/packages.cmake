@@ -1,4 +1,4 @@
-# The packages that scripts/package made, as their users meet them. One build registers these tests.
+# Tests of the packages that scripts/package created. Only the preset release registers them.
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" OR CMAKE_CROSSCOMPILING)
   return()
 endif()
@@ -12,6 +12,7 @@ set(windows_tree ${unpacked}/archive-windows/${release}-windows-x86)
 set(debian_tree ${unpacked}/debian/usr)
 
 # orla_unpack_test(<system> <list>...)
+# Unpacks packages for the other tests, and compares their files with the lists.
 function(orla_unpack_test system)
   add_test(NAME orla_packages_test.${system}.files COMMAND ${CMAKE_COMMAND}
     -DFROM=${made} -DINTO=${unpacked} -DVERSION=${PROJECT_VERSION} -DBUILD=${ORLA_BUILD}
@@ -21,7 +22,8 @@ function(orla_unpack_test system)
 endfunction()
 
 # orla_agent_test(<name> <tree> [<argument for CMake>...] [ENVIRONMENT <variable=value>...])
-# The name begins with the system that the tree is for. The server is the one for Linux in any case.
+# Builds and runs an agent with the unpacked package in <tree>. The name begins with the system that the
+# tree is for. The server is always the one for Linux.
 function(orla_agent_test name tree)
   cmake_parse_arguments(ARG "" "" "ENVIRONMENT" ${ARGN})
   string(REGEX MATCH "^[a-z]+" system ${name})
@@ -37,7 +39,7 @@ ${ARG_ENVIRONMENT}")
 endfunction()
 
 # orla_hardening_test(<name> <file>...)
-# The name begins with the system that the files are for.
+# Checks the hardening of programs and libraries. The name begins with their system.
 function(orla_hardening_test name)
   string(REGEX MATCH "^[a-z]+" system ${name})
   add_test(NAME orla_packages_test.${name}.hardening COMMAND ${Python3_EXECUTABLE}
@@ -55,7 +57,7 @@ orla_agent_test(linux.archive.pkg-config ${linux_tree}
   ENVIRONMENT PKG_CONFIG_LIBDIR=${linux_tree}/lib/pkgconfig)
 orla_hardening_test(linux.archive ${linux_tree}/lib/libORLACl.so.${PROJECT_VERSION}
   ${linux_tree}/bin/orla ${linux_tree}/bin/orla-devserver)
-# What is not in the system's own folders is named to CMake, pkg-config and the loader.
+# CMake, pkg-config and the loader must be told about directories that are not the system's own.
 set(libraries ${debian_tree}/lib/${CMAKE_LIBRARY_ARCHITECTURE})
 orla_agent_test(linux.debian.cmake ${debian_tree} -DORLACl_DIR=${libraries}/cmake/ORLACl
   ENVIRONMENT LD_LIBRARY_PATH=${libraries})
@@ -74,7 +76,7 @@ orla_agent_test(windows.microsoft ${windows_tree} --toolchain=${here}/microsoft.
   -DORLACl_DIR=${windows_tree}/lib/cmake/ORLACl)
 orla_hardening_test(windows ${windows_tree}/bin/ORLACl.dll ${windows_tree}/bin/orla.exe)
 
-# A release says what is new in it.
+# The changelog has an entry for the version.
 add_test(NAME orla_packages_test.linux.changelog COMMAND grep -F "## ${PROJECT_VERSION} "
   ${linux_tree}/share/doc/ORLACl/CHANGELOG.md)
 set_tests_properties(orla_packages_test.linux.changelog PROPERTIES

@@ -1,10 +1,11 @@
-# Unpacks packages, each into a folder of its own, and Debian's together into the folder "debian" as
-# well. Each must hold the files that its list here names, no less and no more.
-#   cmake -DFROM=FOLDER -DINTO=FOLDER -DVERSION=VERSION -DBUILD=NUMBER "-DPACKAGES=LIST;..."
+# Unpacks each package into a separate directory, and all Debian packages into the directory "debian" as
+# well. Each package must contain exactly the files that its list in this directory names.
+#   cmake -DFROM=DIRECTORY -DINTO=DIRECTORY -DVERSION=VERSION -DBUILD=NUMBER "-DPACKAGES=LIST;..."
 #     -P unpack.cmake
-# A list begins with the package's file name, for x86-64. In it @VERSION@ and @BUILD@ stand for those,
-# and FOLDER/DOCUMENTS for the files of documents.txt in that folder. In Debian's lists the next line
-# tells what the package depends on, without the oldest versions that serve.
+# The first line of a list is the file name of the package for x86-64. In the list of a Debian package the
+# second line has its dependencies, without minimum versions. All other lines are files. @VERSION@ and
+# @BUILD@ are replaced by the arguments, and DIRECTORY/DOCUMENTS by the files of documents.txt in that
+# directory.
 cmake_minimum_required(VERSION 3.25)
 if(NOT PACKAGES)
   message(FATAL_ERROR "no packages were named")
@@ -24,35 +25,35 @@ foreach(list IN LISTS PACKAGES)
     list(APPEND wanted ${documents})
   endif()
   set(package ${FROM}/${name})
-  set(folder ${INTO}/${list})
+  set(directory ${INTO}/${list})
   if(NOT EXISTS ${package})
-    message(FATAL_ERROR "${package} does not exist; scripts/package makes it")
+    message(FATAL_ERROR "${package} does not exist; run scripts/package")
   endif()
-  file(REMOVE_RECURSE ${folder})
+  file(REMOVE_RECURSE ${directory})
   if(name MATCHES "\\.deb$")
     list(POP_FRONT wanted depends)
     execute_process(COMMAND dpkg-deb -f ${package} Depends COMMAND_ERROR_IS_FATAL ANY
       OUTPUT_VARIABLE found OUTPUT_STRIP_TRAILING_WHITESPACE)
     string(REGEX REPLACE " \\(>= [^)]*\\)" "" found "${found}")
     if(NOT depends STREQUAL "Depends: ${found}")
-      message(SEND_ERROR "${name} depends on ${found}, and ${list}.txt says ${depends}")
+      message(SEND_ERROR "${name} depends on ${found}, but ${list}.txt has ${depends}")
     endif()
-    foreach(place IN ITEMS ${folder} ${INTO}/debian)
+    foreach(place IN ITEMS ${directory} ${INTO}/debian)
       execute_process(COMMAND dpkg-deb -x ${package} ${place} COMMAND_ERROR_IS_FATAL ANY)
     endforeach()
   else()
-    file(ARCHIVE_EXTRACT INPUT ${package} DESTINATION ${folder})
+    file(ARCHIVE_EXTRACT INPUT ${package} DESTINATION ${directory})
   endif()
 
-  file(GLOB_RECURSE found RELATIVE ${folder} ${folder}/*)
+  file(GLOB_RECURSE found RELATIVE ${directory} ${directory}/*)
   foreach(file IN LISTS found)
     if(NOT file IN_LIST wanted)
-      message(SEND_ERROR "${name} holds ${file}, which ${list}.txt does not name")
+      message(SEND_ERROR "${name} contains ${file}, which is not in ${list}.txt")
     endif()
   endforeach()
   foreach(file IN LISTS wanted)
     if(NOT file IN_LIST found)
-      message(SEND_ERROR "${name} lacks ${file}, which ${list}.txt names")
+      message(SEND_ERROR "${name} does not contain ${file}, which is in ${list}.txt")
     endif()
   endforeach()
 endforeach()
