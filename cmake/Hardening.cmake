@@ -1,5 +1,5 @@
-# orla_hardening is linked by every target. With ORLA_HARDENING it carries the compile and link options
-# that make a memory error harder to exploit: those of Debian's hardening, with lazy binding off.
+# Every target of the project links orla_hardening. With ORLA_HARDENING it adds the compile and link options
+# that make memory errors harder to exploit: Debian's, and immediate binding.
 add_library(orla_hardening INTERFACE)
 if(NOT ORLA_HARDENING)
   return()
