@@ -1,34 +1,49 @@
 /**
  * @file
- * ORLACl: the client library through which a management agent talks to its central management
- * server.
+ * ORLACl: the client library that a management agent uses to talk to its central management server.
  *
- * Calling order: ORLAInitialize, then ORLAConnect once for each server, then any number of commands
- * on the handle, then ORLADisconnect, and at the end ORLACleanup. After ORLACleanup the library may
- * be initialised again.
+ * Calling order:
  *
- * Threads: any thread may call any function. Commands run on the calling thread, start no thread of
- * their own, and run in parallel, also on one handle; each is one HTTP/1.1 request on a TCP
- * connection of its own, over IPv4.
+ * 1. ORLAInitialize.
+ * 2. ORLAConnect, once for each server.
+ * 3. Any number of commands on the handle. The commands are ORLAGetVersion, ORLAGetPackageName,
+ *    ORLASendPackage and ORLADownloadFile.
+ * 4. ORLADisconnect.
+ * 5. ORLACleanup. After it, the library may be initialized again.
  *
- * Time: each wait for data from the server, and for it to take more of an upload, ends after 300
- * seconds. Nothing bounds the time to connect but the system, nor the whole time of a command.
+ * Threads: any thread may call any function. A command runs on the calling thread, and the library
+ * starts no threads. Commands run in parallel, even on one handle. Each command is one HTTP/1.1
+ * request on its own TCP connection over IPv4.
  *
- * Strings are zero-terminated byte strings. The library keeps none of the caller's pointers after a
- * call returns.
+ * Time: a command fails if it waits more than 300 seconds for data from the server, or for the
+ * server to accept more of an upload. The time to connect is limited only by the system. The total
+ * time of a command is not limited.
  *
- * Errors: every function returns a status, ORLA_OK (0) for success. Beside it the library keeps one
- * message for the whole process (ORLAGetLastErrorMsg) and one code for each thread
- * (ORLAGetLastError), which only ORLAGetVersion sets. When memory runs out, ORLAConnect and the
- * commands return ORLA_ERROR_GENERAL, as a rule without a message, or, once a command is on the
- * network, ORLA_ERROR_TRANSPORT with one (ORLASendPackage, for the file: ORLA_ERROR_TOO_LARGE).
+ * Strings are zero-terminated byte strings. The library does not keep any of the caller's pointers
+ * after a call returns.
  *
- * A thread must not be cancelled or killed while it is in the library: what it holds stays held.
- * End every command before the program exits or unloads the library: that waits for no command, can
- * wait for ever for a thread that was stopped in the middle of one, and a command that runs on
- * meets a library that is gone. A program that cannot wait for a command ends without unloading the
- * library: by TerminateProcess on itself, or by _exit. On Linux the library runs code when a thread
- * ends that has called ORLAGetVersion: before unloading it, join each such thread, or let it run on.
+ * Errors: every function returns a status, which is ORLA_OK (0) on success. In addition, the
+ * library keeps
+ *
+ * - one message for the whole process, which ORLAGetLastErrorMsg reads, and
+ * - one code for each thread, which ORLAGetLastError reads and only ORLAGetVersion sets.
+ *
+ * If memory runs out, ORLAConnect and the commands return
+ *
+ * - ORLA_ERROR_TOO_LARGE, if ORLASendPackage cannot allocate the memory for the file;
+ * - ORLA_ERROR_TRANSPORT, with a message, if the command already uses the network;
+ * - ORLA_ERROR_GENERAL, usually without a message, in all other cases.
+ *
+ * Ending: finish every command before the program exits or unloads the library.
+ *
+ * - Unloading does not wait for running commands. A command that is still running may crash.
+ * - Do not cancel or kill a thread inside the library, because its locks and memory are then never
+ *   released. If a thread was stopped inside a command, unloading may hang forever.
+ * - A program that cannot wait for a command must end without unloading the library: by calling
+ *   TerminateProcess on itself on Windows, or _exit on Linux.
+ * - On Linux, when a thread that has called ORLAGetVersion ends, it runs code of the library.
+ *   Before unloading the library, join each such thread, or keep it running until the library is
+ *   unloaded.
  */
 #ifndef ORLA_ORLACL_H
 #define ORLA_ORLACL_H
@@ -47,79 +62,85 @@ extern "C" {
 #define ORLA_CALL
 #endif
 
-/** Marks a function of the library. Programs leave ORLA_BUILDING_LIBRARY undefined. On Windows the
- * import library gives the functions; a program needs nothing more. */
+/** Marks a function of the library. Programs must not define ORLA_BUILDING_LIBRARY. On Windows a
+ * program needs only the import library to link the functions. */
 #if defined(ORLA_BUILDING_LIBRARY) && !defined(_WIN32)
 #define ORLA_API __attribute__((visibility("default")))
 #else
 #define ORLA_API
 #endif
 
-/** A status or code: what a function returns, and what ORLAGetLastError reads. */
+/** A status, which a function returns, or a code, which ORLAGetLastError reads. */
 typedef uint32_t orla_status;
 
 enum {
   /** Success. */
   ORLA_OK = 0,
-  /** A general failure; an HTTP status that has no code of its own. */
+  /** A general failure, or an HTTP status that is not listed below. */
   ORLA_ERROR_GENERAL = 1,
-  /** The network, the server's reply or the wait for it failed; the message tells which. Also the
-   * status of ORLAGetVersion for a version text that is none. */
+  /** The network failed, the server's reply is invalid, or a wait timed out. The message says
+   * which. ORLAGetVersion also returns it, without a message, if the server's answer is not a
+   * version. */
   ORLA_ERROR_TRANSPORT = 4,
-  /** A bad argument: an unknown handle, a null pointer, a text that is too long. */
+  /** An argument is invalid: an unknown handle, a null pointer, or a text that is too long. */
   ORLA_ERROR_ARGUMENT = 6,
-  /** HTTP 401; or a local file that could not be closed or replaced. */
+  /** HTTP 401, or a local file could not be closed or replaced. */
   ORLA_ERROR_UNAUTHORIZED = 9,
   /** ORLADownloadFile: HTTP 404 or 403. */
   ORLA_ERROR_NO_SUCH_DOWNLOAD = 10,
-  /** ORLASendPackage: a file of 4 GiB or more (2 GiB in a 32-bit process), or no memory for it. */
+  /** ORLASendPackage: the file has 4 GiB or more (2 GiB or more in a 32-bit process), or there is
+   * not enough memory for it. */
   ORLA_ERROR_TOO_LARGE = 11,
-  /** HTTP 400 or 501; or the progress function answered ORLA_PROGRESS_CANCEL. */
+  /** HTTP 400 or 501, or the progress function set ORLA_PROGRESS_CANCEL. */
   ORLA_ERROR_REQUEST = 12,
-  /** HTTP 304; or the progress function answered ORLA_PROGRESS_ABANDON. */
+  /** HTTP 304, or the progress function set ORLA_PROGRESS_ABANDON. */
   ORLA_ERROR_NOT_MODIFIED = 13,
-  /** ORLASendPackage: the local file, or a folder on its way, does not exist. */
+  /** ORLASendPackage: the local file, or a directory in its path, does not exist. */
   ORLA_ERROR_NO_SUCH_FILE = 14,
-  /** ORLASendPackage: reading the file gave fewer bytes than its size. */
+  /** ORLASendPackage: fewer bytes than the file's size could be read. */
   ORLA_ERROR_SHORT_READ = 24,
-  /** HTTP 404 or 403, of the commands other than ORLADownloadFile. */
+  /** All commands but ORLADownloadFile: HTTP 404 or 403. */
   ORLA_ERROR_NOT_FOUND = 46,
-  /** The thread's code after a version text that is none (ORLAGetLastError). */
+  /** Not a status, but the thread's code (ORLAGetLastError) after ORLAGetVersion received HTTP 304
+   * or an answer that is not a version. */
   ORLA_ERROR_VERSION_TEXT = 58
 };
 
 /** No code was recorded for the calling thread. */
 #define ORLA_NO_CODE UINT32_C(0xFFFFFFFF)
 
-/** The status field of the progress record. */
+/** Values of the status field of the progress record. */
 enum {
-  /** Data arrive: what the library writes before each call. Leave it to go on. */
+  /** Data has arrived. The library sets this value before each call. Leave it unchanged to continue
+   * the download. */
   ORLA_PROGRESS_DATA = 6,
-  /** Written by the progress function: the download fails with ORLA_ERROR_NOT_MODIFIED. */
+  /** Set by the progress function. The download then fails with ORLA_ERROR_NOT_MODIFIED. */
   ORLA_PROGRESS_ABANDON = 9,
-  /** Written by the progress function: the download fails with ORLA_ERROR_REQUEST. */
+  /** Set by the progress function. The download then fails with ORLA_ERROR_REQUEST. */
   ORLA_PROGRESS_CANCEL = 11
 };
 
-/** What the phase field of the progress record always holds. */
+/** The only value of the phase field of the progress record. */
 enum { ORLA_PROGRESS_PHASE = 1 };
 
-/** The largest number of connections at one time, free ones that wait for their reuse included. */
+/** The maximum number of connections at one time. It includes free connections, which were
+ * disconnected and wait for reuse. */
 enum { ORLA_MAX_CONNECTIONS = 30 };
 
-/** The size of the library's message, in bytes, its terminating zero included: a buffer of this size
- * holds every message whole. */
+/** The size of the library's message in bytes, including the terminating zero. A buffer of this
+ * size holds every message without truncation. */
 enum { ORLA_MESSAGE_SIZE = 1024 };
 
 #pragma pack(push, 1)
 /**
- * The progress record of a download. The agent owns it and keeps it until ORLADownloadFile returns.
+ * The progress record of a download. The agent owns it. It must stay valid until ORLADownloadFile
+ * returns.
  *
  *     offset  size
- *          0     6  reserved: the library never touches it
+ *          0     6  reserved: the library never reads or writes it
  *          6     4  phase: ORLA_PROGRESS_PHASE
- *         10     4  status: written before each call; the progress function may overwrite it
- *         14   260  file_name: the path given to ORLADownloadFile, cut to 259 bytes
+ *         10     4  status: set before each call; the progress function may overwrite it
+ *         14   260  file_name: the path given to ORLADownloadFile, truncated to 259 bytes
  *        274     4  byte_count: bytes written so far, modulo 2^32
  */
 typedef struct orla_progress_record {
@@ -141,199 +162,272 @@ ORLA_ASSERT_OFFSET(byte_count, 274);
 typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -1];
 
 /**
- * The progress function of a download, called on the thread that called ORLADownloadFile. It may
- * call the library; it must not throw, nor leave otherwise than by returning. While it runs nothing
- * is read, and the server may give up.
+ * The progress function of a download. It runs on the thread that called ORLADownloadFile.
  *
- * @param record  the record given to ORLADownloadFile, filled as above
- * @param data    on the first call the first 512 bytes of the reply's body; null on every later
- *                call
- * @param length  512 on the first call, 0 on every later one
+ * @param record  the record given to ORLADownloadFile, filled in as described above
+ * @param data    on the first call, the first 512 bytes of the reply's body; null on all later
+ *                calls
+ * @param length  512 on the first call, 0 on all later calls
  *
- * The first call comes when 512 bytes have arrived, then one for each further piece of at most
- * 256 KiB: a file of fewer than 512 bytes makes no call. The text of an error page is reported like
- * a file; only ORLA_OK says that it was one. To stop the download, overwrite record->status with
- * ORLA_PROGRESS_CANCEL or ORLA_PROGRESS_ABANDON: nothing more is written, no further call is made,
- * the rest of the reply is read and dropped, and the local file stays as it was.
+ * The first call is made after 512 bytes have arrived, then one call for each further piece of at
+ * most 256 KiB. A file of fewer than 512 bytes causes no call.
+ *
+ * The text of an error page is reported in the same way as a file. Only the status ORLA_OK means
+ * that a file was received.
+ *
+ * The function may call the library. It must return normally: it must not throw, nor leave in any
+ * other way. The library does not read from the server while the function runs, so a server may
+ * give up if it runs for long.
+ *
+ * To stop the download, set record->status to ORLA_PROGRESS_CANCEL or ORLA_PROGRESS_ABANDON. Then
+ *
+ * - nothing more is written,
+ * - the function is not called again,
+ * - the rest of the reply is read and dropped, and
+ * - the local file stays unchanged.
  */
 typedef void(ORLA_CALL* orla_progress_fn)(orla_progress_record* record, const void* data,
                                           uint32_t length);
 
 /**
- * Makes the library ready; ORLAConnect needs it.
+ * Initializes the library. Call it before ORLAConnect.
  *
- * @param flag  only the low 16 bits count: non-zero means that `text` must be given
- * @param text  tested only when the flag is set, and never kept
+ * If the library is initialized already, the function returns ORLA_OK without checking its
+ * arguments.
  *
- * @return ORLA_OK; ORLA_ERROR_ARGUMENT when the flag is set and `text` is null or empty. Once
- * initialised, a further call returns ORLA_OK without looking at its arguments.
+ * @param flag  if its low 16 bits are not all 0, `text` is required; the high 16 bits are ignored
+ * @param text  checked only if it is required; never kept
+ *
+ * @return
+ * - ORLA_OK on success
+ * - ORLA_ERROR_ARGUMENT if `text` is required, and is null or empty
  */
 ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
 
 /**
- * Names a server. No network connection is made until a command.
+ * Creates a connection, or reuses a free one. A connection is a name for a server: this function
+ * does not use the network, and nothing stays open between commands.
  *
- * @param url         "http://host[:port]/path"; port 80 when it is left out, also for an "https"
- *                    URL, which is spoken to in plain HTTP. A query in it is ignored. URLs of other
- *                    schemes (ftp, file, news, ...) are taken as well, and their host is spoken to
- *                    in HTTP. No "user:password@" and no IPv6 address: both are misread, without an
- *                    error here. White space and control characters are not tested: they go into
- *                    requests as they stand. Null counts as empty, and cannot be read.
- * @param credential  kept with the connection, and sent to nobody; null counts as empty
- * @param reserved    not used
- * @param handle      takes the connection's handle, never 0; 0 on failure
+ * @param url         "http://host[:port]/path". The port is 80 if it is left out.
+ *                    - An "https" URL is accepted, but the commands use plain HTTP, on port 80 too.
+ *                    - URLs of other schemes (ftp, file, news, ...) are accepted, and the commands
+ *                      use HTTP to talk to their host.
+ *                    - A query in the URL is ignored.
+ *                    - "user:password@" and IPv6 addresses are not supported. They are
+ *                      misinterpreted, and this function reports no error.
+ *                    - White space and control characters are not checked. They are sent unchanged
+ *                      in the requests.
+ *                    - Null counts as empty, which is an invalid URL.
+ * @param credential  kept with the connection, and never sent; null counts as empty
+ * @param reserved    ignored
+ * @param handle      receives the connection's handle, which is never 0; set to 0 on failure
  *
- * @return ORLA_OK, or ORLA_ERROR_GENERAL: `handle` is null; the URL cannot be read (the message
- * says so, unless ORLA_MAX_CONNECTIONS exist); ORLA_MAX_CONNECTIONS exist and none is free for this
- * URL (no message).
+ * @return
+ * - ORLA_OK on success
+ * - ORLA_ERROR_GENERAL if `handle` is null
+ * - ORLA_ERROR_GENERAL, with a message, if the URL is invalid and there are fewer than
+ *   ORLA_MAX_CONNECTIONS connections
+ * - ORLA_ERROR_GENERAL, without a message, if there are ORLA_MAX_CONNECTIONS connections and either
+ *   the URL is invalid or none of them is free
  *
- * A connection that was disconnected is used again, under the handle that it had. A URL that cannot
- * be read replaces those of all free connections on its way.
+ * A connection is free after ORLADisconnect. When it is reused, it keeps its handle. An invalid URL
+ * still overwrites the URL of every free connection.
  *
- * Before ORLAInitialize nothing is written, and the result is ORLA_OK when `*handle` already holds
- * a value other than 0, else ORLA_ERROR_GENERAL.
+ * Before ORLAInitialize, the function writes nothing. It then returns ORLA_OK if `*handle` already
+ * holds a value other than 0, and ORLA_ERROR_GENERAL otherwise.
  *
- * When the table of connections cannot be locked (the system refuses its kernel objects), this
- * function, ORLADisconnect and ORLACleanup end with a C++ exception, which on Windows, and in a
- * program in C, ends the program; the commands return ORLA_ERROR_GENERAL then, without a message.
+ * If the system refuses the kernel objects that the library needs to lock its table of connections,
+ *
+ * - this function, ORLADisconnect and ORLACleanup throw a C++ exception, which ends the program on
+ *   Windows, and in a program written in C;
+ * - the commands return ORLA_ERROR_GENERAL without a message.
+ *
+ * To check this first, call ORLAGetVersion with the handle 0, which is never valid. The call sends
+ * nothing, and returns ORLA_ERROR_ARGUMENT if the table can be locked.
  */
 ORLA_API orla_status ORLA_CALL ORLAConnect(const char* url, const char* credential,
                                            uint32_t reserved, uint32_t* handle);
 
 /**
- * Gives a connection back for reuse. A command still finds the handle until it is reused or
- * ORLACleanup runs.
+ * Frees a connection, so that ORLAConnect can reuse it.
+ *
+ * Do not use the handle after this call. Commands still accept it until ORLAConnect reuses the
+ * connection or ORLACleanup runs. After a reuse it is the handle of the new connection, and a
+ * second ORLADisconnect would free that connection.
  *
  * @param handle  the connection
  *
- * @return ORLA_OK, also when it is free already; ORLA_ERROR_ARGUMENT for an unknown handle.
+ * @return
+ * - ORLA_OK on success, or if the connection is free already
+ * - ORLA_ERROR_ARGUMENT if the handle is unknown
+ *
+ * ORLAConnect describes what happens if the table of connections cannot be locked.
  */
 ORLA_API orla_status ORLA_CALL ORLADisconnect(uint32_t handle);
 
 /**
- * Asks under which name a package is to be stored.
+ * Asks the server for the name under which a package is to be stored.
  *
  * @param handle      the connection
- * @param type        the package's type: only the low 16 bits count. Type 0 asks the version
- *                    instead.
- * @param count       how many identities: only the low 16 bits count
- * @param identities  `count` strings, sent percent-encoded and announced as UTF-8; one that takes
- *                    more than 2069 bytes when encoded is sent as it stands. Must not be null, also
- *                    when `count` is 0.
- * @param name        takes the server's answer, up to its first zero byte; has room for one byte at
- *                    the least
- * @param size        in: the size of `name` in bytes. The answer is cut to it and padded with zeros
- *                    up to it, and has no terminating zero when it is that long or longer. Out: the
- *                    answer's length when that is smaller than the size; otherwise left as it was.
+ * @param type        the package's type. Only the low 16 bits are used. Type 0 sends the request of
+ *                    ORLAGetVersion instead.
+ * @param count       the number of identities. Only the low 16 bits are used.
+ * @param identities  `count` strings, which are sent percent-encoded and announced as UTF-8. The
+ *                    pointer must not be null, even if `count` is 0. An identity that needs more
+ *                    than 2069 bytes when encoded is sent unchanged. A line end in it then adds
+ *                    lines to the request, so check the length of text from users.
+ * @param name        receives the server's answer up to its first zero byte; set to the empty
+ *                    string on failure. It must have room for at least one byte.
+ * @param size        in: the size of `name` in bytes. A shorter answer is padded with zeros. An
+ *                    answer of this size or longer is truncated to it and not zero-terminated.
+ *                    Out: the length of the answer if it is less than the size, otherwise
+ *                    unchanged.
  *
- * @return ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle (and then `name` is the empty text),
- * or a null `identities`, `name` or `size`; otherwise why the request failed, with a message, and
- * `name` is the empty text. When an identity is null, or the path of the URL and the parameters
- * together exceed 2069 bytes, the request goes out without a target, for the server to refuse.
+ * @return
+ * - ORLA_OK on success
+ * - ORLA_ERROR_ARGUMENT, without a message, if the handle is unknown, or if `identities`, `name` or
+ *   `size` is null; `name` is set to the empty string only if the handle is the cause
+ * - another status, usually with a message, if the request fails
+ *
+ * If an identity is null, or if the path of the URL and the parameters together exceed 2069 bytes,
+ * the request is sent with an empty target, so that the server rejects it.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type, uint32_t count,
                                                   const char* const* identities, char* name,
                                                   uint32_t* size);
 
 /**
- * Uploads a package. The whole file is held in memory while it is sent.
+ * Uploads a package. The library holds the whole file in memory while it sends it.
  *
  * @param handle,type,count  as for ORLAGetPackageName
- * @param identities  likewise, but may be null when `count` is 0
- * @param path        the local file, of less than 4 GiB; in a 32-bit process of less than 2 GiB, and
- *                    so much address space must be free in one piece. The path has at most 519 bytes
- *                    in the system's own encoding; Windows as a rule takes 259.
- * @param name        in: the file name that the server is told, encoded like an identity; none when
- *                    empty or null. Out: the server's answer, cut to the size and padded with zeros
- *                    up to it, without a terminating zero when it is that long or longer; on failure
- *                    left as it was.
- * @param size        in: the size of `name` in bytes; 0, or a value above 0x7FFFFFFF, takes no
- *                    answer. Out: the number of bytes sent; 0xFFFFFFFF on failure.
+ * @param identities  as for ORLAGetPackageName, but may be null if `count` is 0
+ * @param path        the local file. It must have less than 4 GiB. In a 32-bit process it must have
+ *                    less than 2 GiB, and as much contiguous address space must be free. The path
+ *                    is in the system's own encoding and has at most 519 bytes. Windows usually
+ *                    accepts only 259 bytes.
+ * @param name        in: the file name to report to the server, encoded like an identity; null or
+ *                    empty reports none. Out: the server's answer up to its first zero byte. On
+ *                    failure it is unchanged.
+ * @param size        in: the size of `name` in bytes. A shorter answer is padded with zeros. An
+ *                    answer of this size or longer is truncated to it and not zero-terminated. If
+ *                    the size is 0 or above 0x7FFFFFFF, `name` does not receive an answer.
+ *                    Out: the number of bytes sent, or 0xFFFFFFFF on failure.
  *
- * @return ORLA_OK. Without a message: ORLA_ERROR_ARGUMENT for an unknown handle, a null identity or
- * `size`, a bad path, or a target (the path of the URL, the parameters and the file name) of more
- * than 2069 bytes; ORLA_ERROR_NO_SUCH_FILE; ORLA_ERROR_GENERAL for a file that cannot be opened;
- * ORLA_ERROR_TOO_LARGE; ORLA_ERROR_SHORT_READ. Otherwise why the request failed, with a message.
+ * @return
+ * - ORLA_OK on success
+ * - ORLA_ERROR_ARGUMENT if the handle is unknown, an identity or `size` is null, or the path is
+ *   null, empty or too long
+ * - ORLA_ERROR_ARGUMENT if the target exceeds 2069 bytes; it consists of the path of the URL, the
+ *   parameters and the file name
+ * - ORLA_ERROR_NO_SUCH_FILE if the file, or a directory in its path, does not exist
+ * - ORLA_ERROR_GENERAL if the file cannot be opened
+ * - ORLA_ERROR_TOO_LARGE if the file is too large, or there is not enough memory for it
+ * - ORLA_ERROR_SHORT_READ if fewer bytes than the file's size could be read
+ * - another status, with a message, if the request fails
+ *
+ * Only a failed request sets a message.
  */
 ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, uint32_t count,
                                                const char* const* identities, const char* path,
                                                char* name, uint32_t* size);
 
 /**
- * Downloads a file. It is written to a temporary file beside `path`, which takes its place when the
- * reply is complete; until then, and when the download fails (but for one case of
- * ORLA_ERROR_UNAUTHORIZED, below), the old file is untouched.
+ * Downloads a file. The library writes it to a temporary file in the same directory. When the reply
+ * is complete, it deletes the old file at `path` and renames the temporary file. Until then, and if
+ * the download fails, the old file is unchanged, except in one case of ORLA_ERROR_UNAUTHORIZED,
+ * which is described below.
  *
- * @param handle    the connection; only its host and port are used
- * @param target    the request target, "/" first, sent as it stands
- * @param path      the local file: at most 519 bytes in the system's own encoding, with a folder in
- *                  it (".\\file" on Windows, where "/" is no separator, "./file" elsewhere).
- *                  Windows as a rule takes 259 bytes, and 246 for the folder (a longer one:
- *                  ORLA_ERROR_GENERAL).
- * @param progress  called as data arrive. With a null function nothing is read, and the download
- *                  fails.
- * @param record    the progress record. Its byte_count is the file's size, modulo 2^32, after
- *                  success. With a null record nothing is read, and the download fails.
- * @param counter   sent as "&Counter=" behind the target, as it stands; null sends none. Give the
- *                  target a query then, or the server must cut the counter off the path.
+ * @param handle    the connection, of which only the host and the port are used
+ * @param target    the request target, which starts with "/" and is sent unchanged
+ * @param path      the local file, in the system's own encoding, with at most 519 bytes.
+ *                  - It must contain a directory: ".\\file" on Windows, where "/" is not a
+ *                    separator, and "./file" elsewhere.
+ *                  - Windows usually accepts 259 bytes, and 246 bytes for the directory. If the
+ *                    directory is longer, the status is ORLA_ERROR_GENERAL.
+ * @param progress  called when data arrives. If it is null, nothing is read and the download fails.
+ * @param record    the progress record. After success its byte_count is the file's size modulo
+ *                  2^32. If it is null, nothing is read and the download fails.
+ * @param counter   sent unchanged as "&Counter=" and this text, after the target; null sends none.
+ *                  If there is a counter, the target should have a query. Otherwise the server must
+ *                  remove the counter from the path.
  *
- * @return ORLA_OK: the file is in place with all its bytes. A reply that states no length, or
- * "Connection: close", ends where the server closes: a connection lost on the way cannot be told
- * from the end then. One that states a length of 4 GiB or more is refused with
- * ORLA_ERROR_TRANSPORT; so is one whose head exceeds 1 MiB, of any command.
+ * @return
+ * - ORLA_OK if the file is in place with all its bytes
+ * - ORLA_ERROR_ARGUMENT if `target` or `path` is null, the handle is unknown, or the path is empty,
+ *   too long or without a directory
+ * - ORLA_ERROR_NO_SUCH_DOWNLOAD for HTTP 404 or 403
+ * - ORLA_ERROR_GENERAL if the local file cannot be created or written, and in the cases that apply
+ *   to every command
+ * - ORLA_ERROR_UNAUTHORIZED for HTTP 401
+ * - ORLA_ERROR_UNAUTHORIZED, without a message, if the old file could not be replaced. If the old
+ *   file was already deleted and only the rename failed, both files are deleted: download again.
+ * - ORLA_ERROR_TRANSPORT if the reply states a length of 4 GiB or more, or, as for every command,
+ *   if its head exceeds 1 MiB
+ * - ORLA_ERROR_REQUEST if the progress function set ORLA_PROGRESS_CANCEL, and for HTTP 400 and 501
+ * - ORLA_ERROR_NOT_MODIFIED if the progress function set ORLA_PROGRESS_ABANDON, and for HTTP 304
+ * - another status, with a message, if the request fails in another way
  *
- * ORLA_ERROR_ARGUMENT for a null `target` or `path`, a bad path or an unknown handle;
- * ORLA_ERROR_NO_SUCH_DOWNLOAD; ORLA_ERROR_GENERAL also when the local file cannot be made or
- * written; ORLA_ERROR_UNAUTHORIZED also, without a message, when the old file could not be replaced:
- * if only the last step failed, the renaming, the old file is gone and the new one is deleted:
- * download again. Otherwise why the request failed, with a message. A bad path, or a local file that
- * cannot be made or written, does not keep the request from the server: its reply is dropped.
+ * If the path is invalid, or the local file cannot be created or written, the request is sent
+ * anyway and its reply is dropped. A null `target` or `path` or an unknown handle sends nothing.
+ *
+ * If the reply states no length, or contains "Connection: close", it ends when the server closes
+ * the connection. A lost connection then looks like the end of the file, and the status is ORLA_OK.
  */
 ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* target,
                                                 const char* path, orla_progress_fn progress,
                                                 orla_progress_record* record, const char* counter);
 
 /**
- * Ends every connection and leaves the library uninitialised. Commands that run in other threads
- * end as they would have.
+ * Deletes every connection and leaves the library uninitialized. Commands that are running in other
+ * threads are not affected.
  *
- * @return ORLA_OK; see ORLAConnect for a table of connections that cannot be locked.
+ * @return ORLA_OK. ORLAConnect describes what happens if the table of connections cannot be locked.
  */
 ORLA_API orla_status ORLA_CALL ORLACleanup(void);
 
 /**
- * Asks the server's version.
+ * Asks the server for its version.
  *
  * @param handle       the connection
- * @param major,minor  take the first two numbers of the version, modulo 65536; 0 on failure. They
- *                     are not tested: null crashes.
+ * @param major,minor  receive the first two numbers of the version, modulo 65536; set to 0 on
+ *                     failure. The pointers are not checked: null crashes.
  *
- * @return ORLA_OK; ORLA_ERROR_ARGUMENT for an unknown handle or a path of the URL that is too long;
- * ORLA_ERROR_TRANSPORT, with ORLA_ERROR_VERSION_TEXT as the thread's code, for an answer that is
- * not of the form digits.digits.digits (CR and LF may follow; no message) and for HTTP 304; otherwise
- * why the request failed, with a message.
+ * @return
+ * - ORLA_OK on success
+ * - ORLA_ERROR_ARGUMENT if the handle is unknown, or the path of the URL is too long
+ * - ORLA_ERROR_TRANSPORT, without a message, if the answer does not have the form
+ *   digits.digits.digits, which CR and LF may follow; the thread's code is set to
+ *   ORLA_ERROR_VERSION_TEXT
+ * - ORLA_ERROR_TRANSPORT, with a message, for HTTP 304; the thread's code is set to
+ *   ORLA_ERROR_VERSION_TEXT
+ * - another status, with a message, if the request fails in another way
  */
 ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, uint16_t* minor);
 
 /**
- * Reads the calling thread's code.
+ * Reads the calling thread's code. Nothing clears the code.
  *
- * @param code  takes the code; ORLA_NO_CODE when none was recorded. On Windows a thread that starts
- *              while the library is loaded begins with 0. It is not tested: null crashes.
+ * @param code  receives the code, or ORLA_NO_CODE if no code was recorded. On Windows, the code of
+ *              a thread that starts while the library is loaded is 0 at first. The pointer is not
+ *              checked: null crashes.
  *
- * @return 0, or 1 when the code is ORLA_NO_CODE.
+ * @return 1 if the code is ORLA_NO_CODE, 0 otherwise
  */
 ORLA_API orla_status ORLA_CALL ORLAGetLastError(uint32_t* code);
 
 /**
- * Reads the library's message: that of the last failure with a message, of any connection in any
- * thread. Empty at first. Nothing clears it: a failure without a message leaves the one before.
+ * Reads the library's message. It is the message of the last failure that had one, on any
+ * connection and in any thread. It is empty at first. Nothing clears it: a failure without a
+ * message leaves the message of an earlier failure.
  *
- * @param buffer  takes the message; nothing is written to a null one
- * @param size    its size in bytes. A message that is as long or longer fills the buffer and gets
- *                no terminating zero.
+ * The message may contain text from the server, with any bytes but zero: replace control characters
+ * before printing it.
  *
- * @return Always 0.
+ * @param buffer  receives the message; if it is null, nothing is written
+ * @param size    the size of `buffer` in bytes. A message of this length or longer fills the buffer
+ *                and is not zero-terminated.
+ *
+ * @return 0, always
  */
 ORLA_API orla_status ORLA_CALL ORLAGetLastErrorMsg(char* buffer, uint32_t size);
 
