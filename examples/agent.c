@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
   } else {
     ORLAGetLastErrorMsg(message, sizeof message);
     printf("No version: status %u: %s\n", (unsigned)status,
-           message[0] ? message : "docs/errors.md tells why");
+           message[0] ? message : "see docs/errors.md");
   }
   ORLACleanup();
   return status == ORLA_OK ? 0 : 1;
