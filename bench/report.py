@@ -133,7 +133,7 @@ def time_table(scenarios, results):
         for client in (BARE, OURS):
             row.append(seconds(statistics.median(run["command"] for run in results[key][client])))
         rows.append(row)
-    return table(["time a command", NAMES[BARE], NAMES[OURS]], rows)
+    return table(["time per command", NAMES[BARE], NAMES[OURS]], rows)
 
 
 def cost_table(measured):
@@ -197,7 +197,7 @@ def targets(measured):
         ahead = Spread([peer["command"] / ours["command"]
                         for peer, ours in zip(results[key][best], results[key][OURS])])
         row(f"{measured.scenarios[key].title}, ahead of every peer",
-            f"above 1 to the best, {NAMES[best]}", ahead, ahead.median > 1)
+            f"above 1, compared with the best, {NAMES[best]}", ahead, ahead.median > 1)
     calls = measured.system_calls[OURS]
     row("system calls per GET", "at most 10", f"{calls:.1f}", round(calls, 1) <= 10)
     cpu = cpu_cost(measured, OURS)
@@ -205,8 +205,8 @@ def targets(measured):
     if "late_get" in results:
         ours, careless = (statistics.median(run["command"] for run in results["late_get"][client])
                           for client in (OURS, CARELESS))
-        row(measured.scenarios["late_get"].title, "no stall: at most a quarter of two writes",
-            f"{seconds(ours)} to {seconds(careless)}", ours <= careless / 4)
+        row(measured.scenarios["late_get"].title, "no stall: at most a quarter of the time of two writes",
+            f"{seconds(ours)}, two writes {seconds(careless)}", ours <= careless / 4)
         worst = max(run["command"] for run in results["late_upload"][OURS])
         row(measured.scenarios["late_upload"].title, f"no stall: every round below {STALL_MS} ms",
             f"at most {seconds(worst)}", worst * 1e3 < STALL_MS)
@@ -215,7 +215,7 @@ def targets(measured):
     row("memory of a download over idle", "at most 2 MiB", f"{mib(download)} MiB",
         download <= 2 * MIB)
     upload = max(size - column[1] * MIB for column, size in memory.items() if column[0] == "upload")
-    row("memory of an upload over idle, less the file", "at most 2 MiB", f"{mib(upload)} MiB",
+    row("memory of an upload over idle, without the file", "at most 2 MiB", f"{mib(upload)} MiB",
         upload <= 2 * MIB)
     if measured.windows_results:
         row("the DLL, stripped", "at most 600 KiB", f"{measured.dll_size / 1024:.0f} KiB",
@@ -224,7 +224,7 @@ def targets(measured):
             at_least(f"under Wine: {scenario.title}", measured.windows_results[key], 0.85)
     for key, points in measured.growth.items():
         slope = steepness(points)
-        row(f"time against {GROWTH_TITLES[key]}", "exponent at most 1.1", f"{slope:.2f}",
+        row(f"growth of the time with {GROWTH_TITLES[key]}", "exponent at most 1.1", f"{slope:.2f}",
             slope <= 1.1)
     return table(["", "target", "measured", "met"], rows)
 
@@ -242,10 +242,13 @@ def markdown(measured):
     nginx = measured.options.server == "nginx"
     parts = [f"""# Benchmarks{", against nginx" if nginx else ""}
 
-Written by `scripts/bench{" --server nginx" if nginx else ""}`. Every client does the same work, over
-loopback: a TCP connection for each command; a download goes into a file; an upload reads its file
-whole before it is sent. The bare client is written for nothing else than these servers; the library
-is called through its ten functions.
+`scripts/bench{" --server nginx" if nginx else ""}` wrote this page. Every client does the same work over loopback:
+
+- It opens a TCP connection for each command.
+- It writes a download to a file.
+- It reads the whole file of an upload before it sends it.
+
+The bare client is written for these servers only. The library is called through its ten functions.
 
 {conditions(measured)}
 ## Targets
@@ -253,26 +256,28 @@ is called through its ten functions.
 {targets(measured)}
 ## Speed, as ratio to bare sockets
 
-Higher is better. Every round ran every client, in shuffled order, and each ratio was formed
-inside a round: the median, and the quartiles in parentheses. The null check is the bare client once
-more: as far as it is from 1, so far may equal clients lie apart.
+Higher is better. Every round ran every client, in shuffled order. Each ratio compares two clients
+in one round. The table shows the median, and the quartiles in parentheses. The null check is a second
+run of the bare client: its distance from 1 shows how much two equal clients may differ.
 
 {ratio_table(measured.scenarios, measured.results)}
 {time_table(measured.scenarios, measured.results)}
 ## Cost
 
-CPU time as ratio to bare sockets; lower is better. Memory in MiB: of the process before its first
-command, and how much more it was at most in a command.
+The CPU time is a ratio to bare sockets. Lower is better. The memory is in MiB: that of the process
+before its first command, and the maximum increase during a command.
 
 {cost_table(measured)}"""]
     if measured.windows_results:
         parts.append(f"""## The Windows DLL, under Wine
 
-The bare client is built for Windows as well. Here each call on a socket or a kernel object is a round
-trip to Wine's server, where Windows answers within the process's own kernel: some 14 for a GET of the
-bare client, 31 for one of the library. Of these 8 are the guard of the table of connections, which
-processes share, 8 the mutex of a command's queue of requests, made, taken three times and closed, and 1
-asks the socket whether it still has a peer.
+The bare client is built for Windows as well. Under Wine each call for a socket or a kernel object is
+a round trip to Wine's server. On Windows it is only a call into the kernel. A GET of the bare client
+has about 14 such calls, and a GET of the library 31. Of these 31 calls
+
+- 8 use the guard of the table of connections, which processes share;
+- 8 use the mutex of the command's queue of requests, which is created, locked three times and closed;
+- 1 asks the socket whether it is still connected.
 
 {ratio_table(measured.windows_scenarios, measured.windows_results)}
 {time_table(measured.windows_scenarios, measured.windows_results)}""")
@@ -283,7 +288,7 @@ asks the socket whether it still has a peer.
 
 ![Growth](benchmarks-growth.svg)
 
-Time a command; memory is that of ORLACl.
+The times are per command. The memory is that of ORLACl.
 
 {growth_table(measured.growth)}""")
     return "\n".join(parts)
