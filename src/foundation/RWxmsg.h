@@ -33,7 +33,9 @@ class RWInternalErr : public RWxmsg {
 /// number of entries.
 class RWBoundsErr : public RWInternalErr {
  public:
-  RWBoundsErr(std::size_t index, std::size_t entries);
+  RWBoundsErr(std::size_t index, std::size_t entries)
+      : RWInternalErr("[INDEX] Index (" + std::to_string(index) + ") out of range [0->" +
+                      std::to_string(entries) + "]") {}
 };
 
 /// The text of a std::bad_alloc wherever an error's message is asked for.

@@ -19,7 +19,10 @@ RWCString winsockErrorName(int code);
 class RWSocketError : public RWInternalErr {
  public:
   /// `operation` must outlive every copy of the error: a literal.
-  RWSocketError(const char* operation, int code);
+  RWSocketError(const char* operation, int code)
+      : RWInternalErr(RWCString("RWSocketError: in ") + operation + ": " + winsockErrorName(code)),
+        operation_(operation),
+        code_(code) {}
 
   /// The operation, such as "RWSocket::connect".
   const char* operation() const noexcept { return operation_; }
@@ -35,13 +38,16 @@ class RWSocketError : public RWInternalErr {
 /// the types as they print.
 class RWSockTypeChangeError : public RWInternalErr {
  public:
-  RWSockTypeChangeError(const RWCString& current, const RWCString& asked);
+  RWSockTypeChangeError(const RWCString& current, const RWCString& asked)
+      : RWInternalErr("RWSockTypeChangeError: Socket of type " + current +
+                      " can't be changed to type " + asked) {}
 };
 
 /// A wait for readiness that failed.
 class RWNetSelectError : public RWExternalErr {
  public:
-  explicit RWNetSelectError(int code);
+  explicit RWNetSelectError(int code)
+      : RWExternalErr("RWNetSelectError: " + winsockErrorName(code)), code_(code) {}
   /// The Winsock code.
   int code() const noexcept { return code_; }
 
@@ -52,7 +58,8 @@ class RWNetSelectError : public RWExternalErr {
 /// Winsock did not start, or could not be cleaned up.
 class RWNetWinsockInitError : public RWExternalErr {
  public:
-  explicit RWNetWinsockInitError(int code);
+  explicit RWNetWinsockInitError(int code)
+      : RWExternalErr("RWNetWinsockInitError: " + winsockErrorName(code)), code_(code) {}
   /// The Winsock code.
   int code() const noexcept { return code_; }
 
@@ -63,7 +70,9 @@ class RWNetWinsockInitError : public RWExternalErr {
 /// A blocking hook was chosen by a number that stands for none.
 class RWNetNoSuchBlockingHookError : public RWInternalErr {
  public:
-  explicit RWNetNoSuchBlockingHookError(int number);
+  explicit RWNetNoSuchBlockingHookError(int number)
+      : RWInternalErr("RWNetNoSuchBlockingHookError: no hook " + std::to_string(number)),
+        number_(number) {}
   int number() const noexcept { return number_; }
 
  private:
@@ -77,31 +86,36 @@ class RWNetNoSuchBlockingHookError : public RWInternalErr {
 /// Bytes that had to arrive did not: the peer closed the channel, or nothing was there to read.
 class RWNetCantRecvError : public RWExternalErr {
  public:
-  RWNetCantRecvError();
+  RWNetCantRecvError()
+      : RWExternalErr("RWNetCantRecvError: failed to receive data from communications channel") {}
 };
 
 /// Bytes that had to go out did not.
 class RWNetCantSendError : public RWExternalErr {
  public:
-  RWNetCantSendError();
+  RWNetCantSendError()
+      : RWExternalErr("RWNetCantSendError: failed to send data into communications channel") {}
 };
 
 /// The time-out expired before the channel was ready.
 class RWNetOperationTimeoutError : public RWExternalErr {
  public:
-  RWNetOperationTimeoutError();
+  RWNetOperationTimeoutError()
+      : RWExternalErr("RWNetOperationTimeoutError: Network timeout exceeded") {}
 };
 
 /// A timed call on a channel that knows no time-outs.
 class RWNetTimeoutNotImplementedError : public RWInternalErr {
  public:
-  RWNetTimeoutNotImplementedError();
+  RWNetTimeoutNotImplementedError()
+      : RWInternalErr("RWNetTimeoutNotImplementedError: Timeout methods are not implemented") {}
 };
 
 /// A call on a portal that has no channel.
 class RWNetNoChannelError : public RWInternalErr {
  public:
-  RWNetNoChannelError();
+  RWNetNoChannelError()
+      : RWInternalErr("RWNetNoChannelError: no underlying communications channel") {}
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -110,43 +124,56 @@ class RWNetNoChannelError : public RWInternalErr {
 
 class RWInetHostNotFoundError : public RWExternalErr {
  public:
-  explicit RWInetHostNotFoundError(const RWCString& name);
+  explicit RWInetHostNotFoundError(const RWCString& name)
+      : RWExternalErr("RWInetHostNotFoundError: No such host '" + name + "'") {}
 };
 
 class RWInetServiceNotFoundError : public RWExternalErr {
  public:
-  explicit RWInetServiceNotFoundError(const RWCString& name);
+  explicit RWInetServiceNotFoundError(const RWCString& name)
+      : RWExternalErr("RWInetServiceNotFoundError: No such service '" + name + "'") {}
 };
 
 /// A text that is no address, or a raw address of fewer bytes than its family's.
 class RWSockBadAddressFormatError : public RWExternalErr {
  public:
-  explicit RWSockBadAddressFormatError(const RWCString& text);
-  explicit RWSockBadAddressFormatError(int rawLength);
+  explicit RWSockBadAddressFormatError(const RWCString& text)
+      : RWExternalErr("RWSockBadAddressFormatError: '" + text + "' cannot be parsed") {}
+  explicit RWSockBadAddressFormatError(int rawLength)
+      : RWSockBadAddressFormatError("raw address of " + std::to_string(rawLength) + " bytes") {}
 };
 
 /// A family already has a factory that is not the one to be registered.
 class RWNetAlreadyRegisteredError : public RWInternalErr {
  public:
-  explicit RWNetAlreadyRegisteredError(const RWCString& familyName);
-  explicit RWNetAlreadyRegisteredError(int familyNumber);
+  explicit RWNetAlreadyRegisteredError(const RWCString& familyName)
+      : RWInternalErr(
+            "RWNetAlreadyRegisteredError: already registered different factory for family '" +
+            familyName + "'") {}
+  explicit RWNetAlreadyRegisteredError(int familyNumber)
+      : RWInternalErr(
+            "RWNetAlreadyRegisteredError: already registered different factory for family " +
+            std::to_string(familyNumber)) {}
 };
 
 /// A family has no factory.
 class RWNetNoFactoryRegisteredError : public RWExternalErr {
  protected:
   /// `family` as the text names it.
-  explicit RWNetNoFactoryRegisteredError(const RWCString& family);
+  explicit RWNetNoFactoryRegisteredError(const RWCString& family)
+      : RWExternalErr("RWNetNoFactoryRegisteredError: no factory for family " + family) {}
 };
 
 class RWNetNoNameFactoryRegisteredError : public RWNetNoFactoryRegisteredError {
  public:
-  explicit RWNetNoNameFactoryRegisteredError(const RWCString& name);
+  explicit RWNetNoNameFactoryRegisteredError(const RWCString& name)
+      : RWNetNoFactoryRegisteredError("'" + name + "'") {}
 };
 
 class RWNetNoNumberFactoryRegisteredError : public RWNetNoFactoryRegisteredError {
  public:
-  explicit RWNetNoNumberFactoryRegisteredError(int number);
+  explicit RWNetNoNumberFactoryRegisteredError(int number)
+      : RWNetNoFactoryRegisteredError(std::to_string(number)) {}
 };
 
 }  // namespace orla
