@@ -1,4 +1,4 @@
-// The errors of line-oriented protocols and of URLs. Each message begins with its class name.
+// The errors of line-oriented protocols. Each message begins with its class name.
 //
 // What the peer sent, or the text that names it, is the environment's failure (RWExternalErr); a
 // client that breaks the rules of its own protocol is misuse (RWInternalErr). RWReplyError tells
@@ -41,12 +41,6 @@ class RWProtocolAgentError : public RWExternalErr {
  public:
   explicit RWProtocolAgentError(const RWCString& text)
       : RWExternalErr("RWProtocolAgentError: " + text) {}
-};
-
-/// A URL that cannot be used. RWURL itself never raises it: it tells by isValid().
-class RWURLError : public RWExternalErr {
- public:
-  explicit RWURLError(const RWCString& text) : RWExternalErr("RWURLError: " + text) {}
 };
 
 }  // namespace orla

@@ -18,6 +18,7 @@
 #include <string_view>
 
 #include "foundation/RWCString.h"
+#include "foundation/RWxmsg.h"
 
 namespace orla {
 
@@ -79,6 +80,12 @@ class RWURL {
   RWCString text_;
   RWCString errorText_;
   Parts parts_;
+};
+
+/// A URL that cannot be used. RWURL itself never raises it: it tells by isValid().
+class RWURLError : public RWExternalErr {
+ public:
+  explicit RWURLError(const RWCString& text) : RWExternalErr("RWURLError: " + text) {}
 };
 
 }  // namespace orla
