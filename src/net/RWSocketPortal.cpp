@@ -1,7 +1,5 @@
 #include "net/RWSocketPortal.h"
 
-#include <exception>
-
 #include "net/RWNetErrors.h"
 #include "net/RWSocketAttribute.h"
 
@@ -16,7 +14,7 @@ RWSocketPortalImp::~RWSocketPortalImp() noexcept(false) {
   try {
     close();
   } catch (...) {
-    if (std::uncaught_exceptions() == 0) throw;  // Two errors at once would end the process.
+    if (!unwind_.isUnwinding()) throw;
   }
 }
 

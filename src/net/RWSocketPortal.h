@@ -5,6 +5,7 @@
 // exception is already unwinding the stack.
 #pragma once
 
+#include "foundation/UnwindDetector.h"
 #include "net/RWPortal.h"
 #include "net/RWSockAddr.h"
 #include "net/RWSocket.h"
@@ -43,6 +44,7 @@ class RWSocketPortalImp : public RWSocket, public RWPortalImp {
   void requireReady(int condition, std::uint32_t timeout, const char* operation);
 
   RWSocketPortalBase::ClosePolicy policy_;
+  const UnwindDetector unwind_;
 };
 
 class RWSocketPortal : public RWPortal, public RWSocketPortalBase {

@@ -1,7 +1,5 @@
 #include "net/RWWinsockStartup.h"
 
-#include <exception>
-
 #include "net/RWNetErrors.h"
 
 namespace orla {
@@ -47,7 +45,7 @@ RWWinsockStartup::~RWWinsockStartup() noexcept(false) {
   if (previousHook_) WSASetBlockingHook(previousHook_);
   if (cleanUp()) return;
   const int code = WSAGetLastError();
-  if (std::uncaught_exceptions() == 0) throw RWNetWinsockInitError(code);
+  if (!unwind_.isUnwinding()) throw RWNetWinsockInitError(code);
 }
 
 BOOL CALLBACK RWWinsockStartup::pumpMessage() {

@@ -3,6 +3,8 @@
 
 #include "platform/winapi.h"
 
+#include "foundation/UnwindDetector.h"
+
 namespace orla {
 
 /// Keeps Winsock 1.1 started while it lives. Winsock counts: each object cleans up its own start.
@@ -35,6 +37,7 @@ class RWWinsockStartup {
  private:
   WSADATA data_{};
   FARPROC previousHook_ = nullptr;
+  const UnwindDetector unwind_;
 };
 
 }  // namespace orla

@@ -2,8 +2,6 @@
 
 #include "platform/winapi.h"
 
-#include <exception>
-
 #include "threads/RWTHRErrors.h"
 
 namespace orla {
@@ -13,7 +11,7 @@ RWMutexLock::RWMutexLock(Hook hook) : hook_(hook) {
 }
 
 RWMutexLock::~RWMutexLock() noexcept(false) {
-  if (!CloseHandle(handle_) && std::uncaught_exceptions() == 0)
+  if (!CloseHandle(handle_) && !unwind_.isUnwinding())
     raiseSystemError("RWMutexLock::~RWMutexLock - ", "CloseHandle() - ");
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "foundation/ThreadAnnotations.h"
+#include "foundation/UnwindDetector.h"
 
 namespace orla {
 
@@ -41,6 +42,7 @@ class ORLA_CAPABILITY("mutex") RWMutexLock {
   Hook hook_;
   void* handle_ = nullptr;
   bool initialised_ = false;
+  const UnwindDetector unwind_;
 };
 
 }  // namespace orla

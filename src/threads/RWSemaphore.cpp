@@ -2,7 +2,6 @@
 
 #include "platform/winapi.h"
 
-#include <exception>
 #include <limits>
 
 #include "threads/RWTHRErrors.h"
@@ -16,7 +15,7 @@ RWSemaphore::RWSemaphore(std::int32_t count, Hook hook)
 }
 
 RWSemaphore::~RWSemaphore() noexcept(false) {
-  if (!CloseHandle(handle_) && std::uncaught_exceptions() == 0)
+  if (!CloseHandle(handle_) && !unwind_.isUnwinding())
     raiseSystemError("RWSemaphore::~RWSemaphore - ", "CloseHandle() - ");
 }
 

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "foundation/UnwindDetector.h"
+
 namespace orla {
 
 /// Safe from any thread. Every failure of the system raises RWTHRInternalError.
@@ -34,6 +36,7 @@ class RWSemaphore {
 
   Hook hook_;
   void* handle_;
+  const UnwindDetector unwind_;
 };
 
 }  // namespace orla

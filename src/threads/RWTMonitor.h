@@ -1,9 +1,8 @@
 // The base of an object whose members are guarded by one lock, and the scopes that hold it.
 #pragma once
 
-#include <exception>
-
 #include "foundation/ThreadAnnotations.h"
+#include "foundation/UnwindDetector.h"
 
 namespace orla {
 
@@ -25,13 +24,13 @@ class RWTMonitor {
       try {
         lock_.release();
       } catch (...) {
-        if (std::uncaught_exceptions() == unwinding_) throw;
+        if (!unwind_.isUnwinding()) throw;
       }
     }
 
    private:
     Lock& lock_;
-    const int unwinding_ = std::uncaught_exceptions();
+    const UnwindDetector unwind_;
   };
 
   /// Lets go of `lock`, which the thread holds once, for a scope, and takes it again at the end,
@@ -46,13 +45,13 @@ class RWTMonitor {
       try {
         lock_.acquire();
       } catch (...) {
-        if (std::uncaught_exceptions() == unwinding_) throw;
+        if (!unwind_.isUnwinding()) throw;
       }
     }
 
    private:
     Lock& lock_;
-    const int unwinding_ = std::uncaught_exceptions();
+    const UnwindDetector unwind_;
   };
 
  protected:
