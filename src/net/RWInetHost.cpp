@@ -16,7 +16,7 @@ constexpr int kMaxHostName = 257;
 
 /// "(a,b)", or nothing for an empty list.
 template <class List, class Text>
-RWCString comment(const List& list, Text text) {
+RWCString parenthesized(const List& list, Text text) {
   RWCString result;
   for (const auto& entry : list) result.append(result.empty() ? "(" : ",").append(text(entry));
   if (!result.empty()) result.push_back(')');
@@ -27,26 +27,28 @@ RWCString comment(const List& list, Text text) {
 
 RWInetHost::RWInetHost() : RWInetHost(std::uint32_t{INADDR_ANY}) {}
 
-RWInetHost::RWInetHost(const RWCString& text) : name_(normalizedAddressText(text)) {
-  if (name_.empty()) throw RWInetHostNotFoundError(name_);
-  if (equalIgnoringCase(name_, "ANY")) {
+RWInetHost::RWInetHost(const RWCString& text) {
+  known_.name = normalizedAddressText(text);
+  if (known_.name.empty()) throw RWInetHostNotFoundError(known_.name);
+  if (equalIgnoringCase(known_.name, "ANY")) {
     *this = RWInetHost();
     return;
   }
-  const std::uint32_t address = inet_addr(name_.c_str());
+  const std::uint32_t address = inet_addr(known_.name.c_str());
   // The limited broadcast's address is the value that also means "no address".
-  if (address == INADDR_NONE && name_ != "255.255.255.255") {
-    nameKnown_ = true;
+  if (address == INADDR_NONE && known_.name != "255.255.255.255") {
+    known_.hasName = true;
   } else {
-    address_ = address;
-    addressKnown_ = true;
+    known_.address = address;
+    known_.hasAddress = true;
   }
 }
 
-RWInetHost::RWInetHost(std::uint32_t address)
-    : name_(address == INADDR_ANY ? "ANY" : dottedAddress(address)),
-      address_(address),
-      addressKnown_(true) {}
+RWInetHost::RWInetHost(std::uint32_t address) {
+  known_.name = address == INADDR_ANY ? "ANY" : dottedAddress(address);
+  known_.address = address;
+  known_.hasAddress = true;
+}
 
 RWInetHost RWInetHost::me() {
   char name[kMaxHostName + 1] = {};  // A name that fills what the call is given ends all the same.
@@ -55,47 +57,48 @@ RWInetHost RWInetHost::me() {
 }
 
 const RWCString& RWInetHost::name() const {
-  if (!nameKnown_) resolve();
-  if (!nameKnown_) throw RWInetHostNotFoundError(name_);
-  return name_;
+  if (!known_.hasName) resolve();
+  if (!known_.hasName) throw RWInetHostNotFoundError(known_.name);
+  return known_.name;
 }
 
 std::uint32_t RWInetHost::address() const {
-  if (!addressKnown_) resolve();
-  if (!addressKnown_) throw RWInetHostNotFoundError(name_);
-  return address_;
+  if (!known_.hasAddress) resolve();
+  if (!known_.hasAddress) throw RWInetHostNotFoundError(known_.name);
+  return known_.address;
 }
 
 const std::vector<RWCString>& RWInetHost::aliases() const {
   requireLookup();
-  return aliases_;
+  return known_.aliases;
 }
 
 const std::vector<std::uint32_t>& RWInetHost::addresses() const {
   requireLookup();
-  return addresses_;
+  return known_.addresses;
 }
 
 RWCString RWInetHost::text() const {
-  return name_ + comment(aliases_, [](const RWCString& alias) { return alias; }) +
-         comment(addresses_, dottedAddress);
+  return known_.name + parenthesized(known_.aliases, [](const RWCString& alias) { return alias; }) +
+         parenthesized(known_.addresses, dottedAddress);
 }
 
 void RWInetHost::requireLookup() const {
   resolve();
-  if (lookupFailed_) throw RWInetHostNotFoundError(name_);
+  if (known_.lookupFailed) throw RWInetHostNotFoundError(known_.name);
 }
 
 void RWInetHost::resolve() const {
-  if (lookupFailed_ || (nameKnown_ && addressKnown_)) return;
-  if (addressKnown_ && address_ == INADDR_ANY) return;
+  if (known_.lookupFailed || (known_.hasName && known_.hasAddress)) return;
+  if (known_.hasAddress && known_.address == INADDR_ANY) return;
 
-  const hostent* found = nameKnown_ ? gethostbyname(name_.c_str())
-                                    : gethostbyaddr(reinterpret_cast<const char*>(&address_),
-                                                    sizeof address_, AF_INET);
-  if (!found || found->h_addrtype != AF_INET || found->h_length != int{sizeof address_} ||
+  const hostent* found = known_.hasName
+                             ? gethostbyname(known_.name.c_str())
+                             : gethostbyaddr(reinterpret_cast<const char*>(&known_.address),
+                                             sizeof known_.address, AF_INET);
+  if (!found || found->h_addrtype != AF_INET || found->h_length != int{sizeof known_.address} ||
       !found->h_addr_list[0]) {
-    lookupFailed_ = true;
+    known_.lookupFailed = true;
     return;
   }
 
@@ -108,11 +111,11 @@ void RWInetHost::resolve() const {
   std::vector<RWCString> aliases;
   for (char* const* entry = found->h_aliases; entry && *entry; ++entry) aliases.push_back(*entry);
 
-  if (!nameKnown_) name_ = found->h_name;
-  address_ = addresses.front();
-  addresses_ = std::move(addresses);
-  aliases_ = std::move(aliases);
-  nameKnown_ = addressKnown_ = true;
+  if (!known_.hasName) known_.name = found->h_name;
+  known_.address = addresses.front();
+  known_.addresses = std::move(addresses);
+  known_.aliases = std::move(aliases);
+  known_.hasName = known_.hasAddress = true;
 }
 
 RWCString dottedAddress(std::uint32_t address) {

@@ -42,13 +42,18 @@ class RWInetHost {
   void resolve() const;
   void requireLookup() const;
 
-  mutable RWCString name_;
-  mutable std::uint32_t address_ = 0;
-  mutable std::vector<RWCString> aliases_;
-  mutable std::vector<std::uint32_t> addresses_;
-  mutable bool nameKnown_ = false;
-  mutable bool addressKnown_ = false;
-  mutable bool lookupFailed_ = false;
+  /// What is known, given or looked up.
+  struct Known {
+    RWCString name;
+    std::uint32_t address = 0;
+    std::vector<RWCString> aliases;
+    std::vector<std::uint32_t> addresses;
+    bool hasName = false;
+    bool hasAddress = false;
+    bool lookupFailed = false;
+  };
+
+  mutable Known known_;
 };
 
 /// The dotted form of an address in network byte order.

@@ -3,6 +3,9 @@
 #include "platform/winapi.h"
 
 #include <algorithm>
+#include <charconv>
+#include <limits>
+#include <system_error>
 #include <utility>
 
 #include "net/RWNetErrors.h"
@@ -12,70 +15,68 @@ namespace orla {
 
 namespace {
 
-constexpr std::uint32_t kMaxPort = 0xFFFF;
+constexpr std::uint32_t kMaxPort = std::numeric_limits<std::uint16_t>::max();
 
 }  // namespace
 
-RWInetServicePort::RWInetServicePort(std::uint32_t number)
-    : number_(static_cast<std::uint16_t>(number)), numberKnown_(true) {
+RWInetServicePort::RWInetServicePort(std::uint32_t number) {
   if (number > kMaxPort) throw RWInetServiceNotFoundError(std::to_string(number));
+  known_.number = static_cast<std::uint16_t>(number);
+  known_.hasNumber = true;
 }
 
 RWInetServicePort::RWInetServicePort(const RWCString& text) {
   RWCString plain = normalizedAddressText(text);
   if (plain.empty()) throw RWInetServiceNotFoundError(plain);
   if (!std::all_of(plain.begin(), plain.end(), isDigitAscii)) {
-    name_ = std::move(plain);
-    nameKnown_ = true;
+    known_.name = std::move(plain);
+    known_.hasName = true;
     return;
   }
-  std::uint32_t number = 0;
-  for (const char digit : plain) {
-    number = number * 10 + static_cast<std::uint32_t>(digit - '0');
-    if (number > kMaxPort) throw RWInetServiceNotFoundError(plain);
-  }
-  number_ = static_cast<std::uint16_t>(number);
-  numberKnown_ = true;
+  const auto end = plain.data() + plain.size();
+  if (std::from_chars(plain.data(), end, known_.number).ec != std::errc())
+    throw RWInetServiceNotFoundError(plain);
+  known_.hasNumber = true;
 }
 
 std::uint16_t RWInetServicePort::number() const {
-  if (!numberKnown_) resolve();
-  return number_;
+  if (!known_.hasNumber) resolve();
+  return known_.number;
 }
 
 const RWCString& RWInetServicePort::name() const {
-  if (!nameKnown_) resolve();
-  return name_;
+  if (!known_.hasName) resolve();
+  return known_.name;
 }
 
 const std::vector<RWCString>& RWInetServicePort::aliases() const {
   resolve();
-  return aliases_;
+  return known_.aliases;
 }
 
 RWCString RWInetServicePort::text() const {
-  return numberKnown_ ? std::to_string(number_) : name_;
+  return known_.hasNumber ? std::to_string(known_.number) : known_.name;
 }
 
 void RWInetServicePort::resolve() const {
-  if (numberKnown_ && nameKnown_) return;
+  if (known_.hasNumber && known_.hasName) return;
 
   const servent* found = nullptr;
-  if (nameKnown_) {
-    found = getservbyname(name_.c_str(), nullptr);
-    if (!found) throw RWInetServiceNotFoundError(name_);
+  if (known_.hasName) {
+    found = getservbyname(known_.name.c_str(), nullptr);
+    if (!found) throw RWInetServiceNotFoundError(known_.name);
   } else {
-    found = getservbyport(htons(number_), nullptr);
+    found = getservbyport(htons(known_.number), nullptr);
     if (!found) return;
   }
 
   std::vector<RWCString> aliases;
   for (char* const* entry = found->s_aliases; entry && *entry; ++entry) aliases.push_back(*entry);
 
-  name_ = found->s_name;
-  number_ = ntohs(static_cast<u_short>(found->s_port));
-  aliases_ = std::move(aliases);
-  nameKnown_ = numberKnown_ = true;
+  known_.name = found->s_name;
+  known_.number = ntohs(static_cast<u_short>(found->s_port));
+  known_.aliases = std::move(aliases);
+  known_.hasName = known_.hasNumber = true;
 }
 
 }  // namespace orla

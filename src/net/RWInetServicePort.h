@@ -35,11 +35,16 @@ class RWInetServicePort {
   /// Fills in what is not known.
   void resolve() const;
 
-  mutable std::uint16_t number_ = 0;
-  mutable RWCString name_;
-  mutable std::vector<RWCString> aliases_;
-  mutable bool numberKnown_ = false;
-  mutable bool nameKnown_ = false;
+  /// What is known, given or looked up.
+  struct Known {
+    std::uint16_t number = 0;
+    RWCString name;
+    std::vector<RWCString> aliases;
+    bool hasNumber = false;
+    bool hasName = false;
+  };
+
+  mutable Known known_;
 };
 
 }  // namespace orla
