@@ -3,7 +3,6 @@
 #include "platform/winapi.h"
 
 #include <cstring>
-#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -49,33 +48,19 @@ RWInetAddr::RWInetAddr(RWInetServicePort port, RWInetHost host, int type, int pr
 
 RWInetAddr::RWInetAddr(const RWCString& text) : RWInetAddr(parsed(text)) {}
 
-RWCString RWInetAddr::raw() const {
+RWRawSockAddr RWInetAddr::raw() const {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port_.number());
   address.sin_addr.s_addr = host_.address();
-  return RWCString(reinterpret_cast<const char*>(&address), sizeof address);
+  RWRawSockAddr result;
+  std::memcpy(result.bytes.data(), &address, sizeof address);
+  result.length = sizeof address;
+  return result;
 }
 
 RWCString RWInetAddr::text() const {
   return kind_.text() + ":" + host_.text() + ":" + port_.text();
-}
-
-RWInetAddrFactory::RWInetAddrFactory(RWSockAddrFactory& registry) {
-  registry.registerFactory("inet", *this);
-  registry.registerFactory(AF_INET, *this);
-}
-
-RWSockAddr RWInetAddrFactory::makeFromRaw(const void* raw, int length, int type) const {
-  sockaddr_in address{};
-  if (length < static_cast<int>(sizeof address)) throw RWSockBadAddressFormatError(length);
-  std::memcpy(&address, raw, sizeof address);
-  return RWSockAddr(std::make_unique<RWInetAddr>(RWInetServicePort(ntohs(address.sin_port)),
-                                                 RWInetHost(address.sin_addr.s_addr), type));
-}
-
-RWSockAddr RWInetAddrFactory::makeFromText(const RWCString& text) const {
-  return RWSockAddr(std::make_unique<RWInetAddr>(text));
 }
 
 }  // namespace orla

@@ -24,7 +24,7 @@ class RWInetAddr final : public RWSockAddrBase {
 
   RWSockKind kind() const override { return kind_; }
   /// 16 bytes, a sockaddr_in.
-  RWCString raw() const override;
+  RWRawSockAddr raw() const override;
   /// "inet:stream:www:80", which also reads back.
   RWCString text() const override;
 
@@ -32,16 +32,6 @@ class RWInetAddr final : public RWSockAddrBase {
   RWInetServicePort port_;
   RWInetHost host_;
   RWSockKind kind_;
-};
-
-/// The factory of the family "inet", number 2.
-class RWInetAddrFactory final : public RWSockAddrFactoryBase {
- public:
-  /// Registers itself with `registry`, which it must outlive.
-  explicit RWInetAddrFactory(RWSockAddrFactory& registry);
-
-  RWSockAddr makeFromRaw(const void* raw, int length, int type = 1) const override;
-  RWSockAddr makeFromText(const RWCString& text) const override;
 };
 
 }  // namespace orla

@@ -5,6 +5,8 @@
 #include <algorithm>
 
 #include "net/RWNetErrors.h"
+#include "net/RWSockAddrFactory.h"
+#include "net/ReceiveString.h"
 
 namespace orla {
 
@@ -28,24 +30,22 @@ constexpr auto sysSocket = &socket;
 
 constexpr int kReceiveBuffer = 4096;
 
-/// Room for an address of any family, and how much of it the system filled.
-class RawAddress {
+/// Receives a raw address from the system.
+class ReceivedAddress {
  public:
-  sockaddr* bytes() noexcept { return reinterpret_cast<sockaddr*>(bytes_); }
-  int* length() noexcept { return &length_; }
+  sockaddr* bytes() noexcept { return reinterpret_cast<sockaddr*>(raw_.bytes.data()); }
+  int* length() noexcept { return &raw_.length; }
 
   /// False when the system gave no address.
-  bool isGiven() noexcept { return length_ > 0 && bytes()->sa_family != AF_UNSPEC; }
+  bool isGiven() noexcept { return raw_.length > 0 && bytes()->sa_family != AF_UNSPEC; }
 
-  RWSockAddr address(int type) const {
-    return RWSockAddrFactory::instance().makeFromRaw(bytes_, std::min(length_, kSize), type);
+  RWSockAddr address(int type) {
+    raw_.length = std::min(raw_.length, RWRawSockAddr::kCapacity);
+    return RWSockAddrFactory::instance().makeFromRaw(raw_, type);
   }
 
  private:
-  static constexpr int kSize = 257;
-
-  alignas(sockaddr_in) unsigned char bytes_[kSize] = {};
-  int length_ = kSize;
+  RWRawSockAddr raw_{.length = RWRawSockAddr::kCapacity};
 };
 
 [[noreturn]] void raiseLastError(const char* operation) {
@@ -70,17 +70,13 @@ int transferred(int result, const char* operation) {
 }
 
 /// A negative length fails here: the systems take it for all sorts of sizes.
-int badLength() {
+int failBadLength() {
   WSASetLastError(WSAEFAULT);
   return SOCKET_ERROR;
 }
 
-const sockaddr* bytesOf(const RWCString& raw) {
-  return reinterpret_cast<const sockaddr*>(raw.data());
-}
-
-int lengthOf(const RWCString& raw) {
-  return static_cast<int>(raw.size());
+const sockaddr* bytesOf(const RWRawSockAddr& raw) {
+  return reinterpret_cast<const sockaddr*>(raw.bytes.data());
 }
 
 int typeOf(const RWSocket& socket) {
@@ -93,18 +89,18 @@ int typeOf(const RWSocket& socket) {
 /// Connects or binds by `call`, with a socket made first where there is none. `tolerated` is a code
 /// that is no failure, 0 for none.
 template <class Call>
-void establish(RWSocket& socket, const RWSockAddrBase& address, Call call, const char* operation,
-               int tolerated) {
+void connectOrBind(RWSocket& socket, const RWSockAddrBase& address, Call call,
+                   const char* operation, int tolerated) {
   const bool wasValid = socket.isValid();
   const RWSockKind asked = address.kind();
   if (wasValid) {
     const RWSockKind current{asked.family, typeOf(socket), asked.protocol};
     if (current.type != asked.type) throw RWSockTypeChangeError(current.text(), asked.text());
   }
-  const RWCString raw = address.raw();  // Before the socket is made: it may look up, and raise.
+  const RWRawSockAddr raw = address.raw();  // Before the socket is made: it may look up, and raise.
   if (!wasValid) socket.socket(asked);
 
-  if (call(socket.handle(), bytesOf(raw), lengthOf(raw)) == 0) return;
+  if (call(socket.handle(), bytesOf(raw), raw.length) == 0) return;
   const int code = WSAGetLastError();
   if (!wasValid) {
     closesocket(socket.handle());
@@ -122,11 +118,11 @@ void RWSocket::socket(const RWSockKind& kind) {
 }
 
 void RWSocket::connect(const RWSockAddrBase& address) {
-  establish(*this, address, sysConnect, "RWSocket::connect", WSAEWOULDBLOCK);
+  connectOrBind(*this, address, sysConnect, "RWSocket::connect", WSAEWOULDBLOCK);
 }
 
 void RWSocket::bind(const RWSockAddrBase& address) {
-  establish(*this, address, sysBind, "RWSocket::bind", 0);
+  connectOrBind(*this, address, sysBind, "RWSocket::bind", 0);
 }
 
 void RWSocket::listen(int backlog) const {
@@ -134,7 +130,7 @@ void RWSocket::listen(int backlog) const {
 }
 
 RWSocket RWSocket::accept(RWSockAddr* peer) const {
-  RawAddress raw;
+  ReceivedAddress raw;
   const SOCKET accepted =
       sysAccept(handle_, peer ? raw.bytes() : nullptr, peer ? raw.length() : nullptr);
   if (accepted == INVALID_SOCKET) {
@@ -153,21 +149,19 @@ RWSocket RWSocket::accept(RWSockAddr* peer) const {
 }
 
 int RWSocket::recv(char* buffer, int length, int flags, bool* more) const {
-  const int got = length < 0 ? badLength() : sysRecv(handle_, buffer, length, flags);
+  const int got = length < 0 ? failBadLength() : sysRecv(handle_, buffer, length, flags);
   if (more) *more = got != 0;
   return transferred(got, "RWSocket::recv");
 }
 
 RWCString RWSocket::recv() const {
-  char buffer[kReceiveBuffer];
-  const int got = recv(buffer, kReceiveBuffer);
-  return RWCString(buffer, static_cast<std::size_t>(got));
+  return receiveString([this](char* buffer, int size) { return recv(buffer, size); });
 }
 
 int RWSocket::recvfrom(char* buffer, int length, RWSockAddr* from, int flags, bool* more) const {
-  RawAddress raw;
+  ReceivedAddress raw;
   const int got = length < 0
-                      ? badLength()
+                      ? failBadLength()
                       : sysRecvfrom(handle_, buffer, length, flags, from ? raw.bytes() : nullptr,
                                     from ? raw.length() : nullptr);
   if (more) *more = got != 0;
@@ -178,15 +172,14 @@ int RWSocket::recvfrom(char* buffer, int length, RWSockAddr* from, int flags, bo
 }
 
 int RWSocket::send(const char* buffer, int length, int flags) const {
-  const int sent = length < 0 ? badLength() : sysSend(handle_, buffer, length, flags);
+  const int sent = length < 0 ? failBadLength() : sysSend(handle_, buffer, length, flags);
   return transferred(sent, "RWSocket::send");
 }
 
 int RWSocket::sendto(const char* buffer, int length, const RWSockAddrBase& to, int flags) const {
-  const RWCString raw = to.raw();
-  const int sent = length < 0
-                       ? badLength()
-                       : sysSendto(handle_, buffer, length, flags, bytesOf(raw), lengthOf(raw));
+  const RWRawSockAddr raw = to.raw();
+  const int sent = length < 0 ? failBadLength()
+                              : sysSendto(handle_, buffer, length, flags, bytesOf(raw), raw.length);
   return transferred(sent, "RWSocket::sendto");
 }
 
@@ -241,19 +234,29 @@ void RWSocket::ioctl(long request, std::uint32_t* argument) const {
   *argument = value;
 }
 
+void RWSocket::setBlocking(bool blocking) const {
+  std::uint32_t nonBlocking = blocking ? 0 : 1;
+  ioctl(FIONBIO, &nonBlocking);
+}
+
+void RWSocket::setNoDelay() const {
+  const int noDelay = 1;
+  setsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
+}
+
 RWSockAddr RWSocket::getpeername() const {
-  RawAddress raw;
+  ReceivedAddress raw;
   check(sysGetpeername(handle_, raw.bytes(), raw.length()), "RWSocket::getpeername");
   return raw.address(typeOf(*this));
 }
 
 bool RWSocket::hasPeer() const noexcept {
-  RawAddress raw;
+  ReceivedAddress raw;
   return sysGetpeername(handle_, raw.bytes(), raw.length()) == 0;
 }
 
 RWSockAddr RWSocket::getsockname() const {
-  RawAddress raw;
+  ReceivedAddress raw;
   check(sysGetsockname(handle_, raw.bytes(), raw.length()), "RWSocket::getsockname");
   return raw.address(typeOf(*this));
 }

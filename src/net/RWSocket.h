@@ -68,6 +68,11 @@ class RWSocket {
   void getsockopt(int level, int option, void* value, int* length) const;
   /// FIONBIO, FIONREAD.
   void ioctl(long request, std::uint32_t* argument) const;
+  /// Switches between blocking and non-blocking mode. Failures are those of ioctl().
+  void setBlocking(bool blocking) const;
+  /// Makes a stream socket send small pieces at once instead of waiting for the peer to acknowledge
+  /// earlier ones (TCP_NODELAY). Failures are those of setsockopt().
+  void setNoDelay() const;
   RWSockAddr getpeername() const;
   /// True when getpeername() would tell a peer; sets no store by its address.
   bool hasPeer() const noexcept;
