@@ -1,7 +1,5 @@
 #include "http/RWHttpClient.h"
 
-#include "platform/winapi.h"
-
 #include <memory>
 #include <optional>
 #include <utility>
@@ -9,8 +7,6 @@
 #include "http/RWHttpErrors.h"
 #include "http/RWHttpPortal.h"
 #include "net/RWInetAddr.h"
-#include "net/RWNetErrors.h"
-#include "net/RWSocketAttribute.h"
 #include "net/RWTimedPortal.h"
 
 namespace orla {
@@ -24,30 +20,6 @@ void readToEnd(RWPortal portal, RWCString* body) {
   const auto piece = std::make_unique_for_overwrite<char[]>(kBodyPiece);
   while (const int count = portal.recv(piece.get(), kBodyPiece, nullptr))
     body->append(piece.get(), static_cast<std::size_t>(count));
-}
-
-void setBlocking(RWSocket& socket, bool blocking) {
-  std::uint32_t nonBlocking = blocking ? 0 : 1;
-  socket.ioctl(FIONBIO, &nonBlocking);
-}
-
-/// A portal over a new socket, connected within `timeout` milliseconds.
-RWSocketPortal connectInTime(const RWInetAddr& address, std::uint32_t timeout) {
-  // The portal is there before the socket: it closes it, whatever fails from here on.
-  RWSocketPortal portal{RWSocket()};
-  RWSocket& socket = *portal.implementation();
-  socket.socket(address.kind());
-  setBlocking(socket, false);
-  socket.connect(address);
-  RWSocketAttributes wanted;
-  wanted.append({socket, RWSocketAttribute::Connected | RWSocketAttribute::Exceptional});
-  const RWSocketAttributes ready = selectSockets(wanted, timeout / 1000.0);
-  if (ready.isEmpty()) throw RWNetOperationTimeoutError();
-  for (const RWSocketAttribute& attribute : ready)
-    if (attribute.conditions & RWSocketAttribute::Exceptional)
-      throw RWInternalErr("Unexpected error condition on socket");
-  setBlocking(socket, true);
-  return portal;
 }
 
 }  // namespace
@@ -122,10 +94,9 @@ void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
   port_ = port;
   const RWInetAddr address{RWInetServicePort(port), RWInetHost(host)};
   const RWSocketPortal portal =
-      timeout == 0 ? RWSocketPortal(address) : connectInTime(address, timeout);
+      timeout == 0 ? RWSocketPortal(address) : RWSocketPortal(address, timeout);
   // The tail of a request must not wait for the server's acknowledgement of what went before.
-  const int noDelay = 1;
-  portal.socket().setsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
+  portal.socket().setNoDelay();
   channel_ = RWTHandle<RWBufferedPortalImp>(new RWBufferedPortalImp(portal));
   socket_ = RWTHandle<RWSocketPortalImp>(portal.implementation());
 }

@@ -74,6 +74,22 @@ RWSocketPortal::RWSocketPortal(const RWSockAddrBase& address)
   implementation()->connect(address);
 }
 
+RWSocketPortal::RWSocketPortal(const RWSockAddrBase& address, std::uint32_t timeout)
+    : RWSocketPortal(RWSocket(), PortalCloses) {
+  RWSocket& socket = *implementation();
+  socket.socket(address.kind());
+  socket.setBlocking(false);
+  socket.connect(address);
+  RWSocketAttributes wanted;
+  wanted.append({socket, RWSocketAttribute::Connected | RWSocketAttribute::Exceptional});
+  const RWSocketAttributes ready = selectSockets(wanted, timeout / 1000.0);
+  if (ready.isEmpty()) throw RWNetOperationTimeoutError();
+  for (const RWSocketAttribute& attribute : ready)
+    if (attribute.conditions & RWSocketAttribute::Exceptional)
+      throw RWInternalErr("Unexpected error condition on socket");
+  socket.setBlocking(true);
+}
+
 RWSocket RWSocketPortal::socket() const {
   return *implementation();
 }

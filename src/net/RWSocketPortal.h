@@ -54,6 +54,11 @@ class RWSocketPortal : public RWPortal, public RWSocketPortalBase {
   /// Over a new socket, connected to `address`, which the portal closes. A failure leaves nothing
   /// open.
   explicit RWSocketPortal(const RWSockAddrBase& address);
+  /// The same, connected within `timeout` milliseconds, of which only whole seconds count: a value
+  /// below 1000 only polls. Throws RWNetOperationTimeoutError if the time expires, and RWInternalErr
+  /// "Unexpected error condition on socket" if the connect fails while it waits, for example because
+  /// the peer refuses.
+  RWSocketPortal(const RWSockAddrBase& address, std::uint32_t timeout);
   /// Shares `implementation`, new or already shared.
   explicit RWSocketPortal(RWSocketPortalImp* implementation) : RWPortal(implementation) {}
 
