@@ -1,16 +1,13 @@
 #include "http/RWBufferedPortal.h"
 
-#include <algorithm>
-#include <cstring>
-#include <utility>
+#include "net/ReceiveString.h"
 
 namespace orla {
 
 namespace {
 
-constexpr std::size_t kMostGathered = 64 * 1024;
-constexpr std::size_t kUsuallyGathered = 512;  // Heads without a body.
-constexpr int kStringPiece = 4096;
+constexpr std::size_t kMaxGathered = 64 * 1024;
+constexpr std::size_t kInitialGathered = 512;  // Heads without a body.
 
 }  // namespace
 
@@ -22,25 +19,16 @@ int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive r
     if (more) *more = false;
     return 0;
   }
-  if (next_ == end_) {
-    if (length >= kReadAhead) {
-      if (singleBytes_ != 0) nextAhead_ = std::exchange(singleBytes_, 0);
-      return receiveBelow(buffer, length, more);
-    }
-    const unsigned wanted = length == 1 ? std::exchange(nextAhead_, 0) : 0;
-    const int most = wanted > 0 && wanted < kReadAhead ? static_cast<int>(wanted) : kReadAhead;
-    const int got = receiveBelow(ahead_.data(), most, more);
+  if (unread_.empty()) {
+    if (length >= kReadAhead) return receiveBelow(buffer, length, more);
+    const int got = receiveBelow(ahead_.data(), kReadAhead, more);
     if (got == 0) return 0;
-    next_ = ahead_.data();
-    end_ = next_ + got;
-    singleBytes_ += static_cast<unsigned>(got);
+    unread_ = std::string_view(ahead_.data(), static_cast<std::size_t>(got));
   }
-  const int count = std::min(length, static_cast<int>(end_ - next_));
-  std::memcpy(buffer, next_, static_cast<std::size_t>(count));
-  next_ += count;
-  if (length != 1) singleBytes_ -= static_cast<unsigned>(count);
+  const std::size_t count = unread_.copy(buffer, static_cast<std::size_t>(length));
+  skip(count);
   if (more) *more = true;
-  return count;
+  return static_cast<int>(count);
 }
 
 int RWBufferedPortalImp::recv(char* buffer, int length, bool* more, std::uint32_t timeout) {
@@ -56,15 +44,12 @@ int RWBufferedPortalImp::recv(char* buffer, int length, bool* more) {
 }
 
 RWCString RWBufferedPortalImp::recv(std::uint32_t timeout) {
-  char piece[kStringPiece];
-  const int count = recv(piece, kStringPiece, nullptr, timeout);
-  return RWCString(piece, static_cast<std::size_t>(count));
+  return receiveString(
+      [&](char* buffer, int size) { return recv(buffer, size, nullptr, timeout); });
 }
 
 RWCString RWBufferedPortalImp::recv() {
-  char piece[kStringPiece];
-  const int count = recv(piece, kStringPiece, nullptr);
-  return RWCString(piece, static_cast<std::size_t>(count));
+  return receiveString([&](char* buffer, int size) { return recv(buffer, size, nullptr); });
 }
 
 int RWBufferedPortalImp::send(const char* buffer, int length, std::uint32_t) {
@@ -73,9 +58,9 @@ int RWBufferedPortalImp::send(const char* buffer, int length, std::uint32_t) {
 
 int RWBufferedPortalImp::send(const char* buffer, int length) {
   if (length <= 0) return 0;
-  if (gathered_.size() + static_cast<std::size_t>(length) > kMostGathered) flush();
+  if (gathered_.size() + static_cast<std::size_t>(length) > kMaxGathered) flush();
   midMessage_ = true;
-  if (gathered_.capacity() == 0) gathered_.reserve(kUsuallyGathered);
+  if (gathered_.capacity() == 0) gathered_.reserve(kInitialGathered);
   gathered_.insert(gathered_.end(), buffer, buffer + length);
   return length;
 }

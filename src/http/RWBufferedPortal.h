@@ -2,7 +2,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "net/RWPortal.h"
@@ -20,9 +22,7 @@ class RWBufferedPortalImp : public RWPortalImp {
   explicit RWBufferedPortalImp(const RWPortal& portal);
 
   /// A receive of at least the read-ahead's size, with nothing buffered, goes straight into the
-  /// caller's buffer. When a single byte is asked for behind it, the read-ahead takes as much as was
-  /// received byte by byte before it: among large chunks that is the line between two of them, and
-  /// the next one again goes straight into the caller's buffer, whole.
+  /// caller's buffer.
   int recv(char* buffer, int length, bool* more, std::uint32_t timeout) override;
   RWCString recv(std::uint32_t timeout) override;
   int recv(char* buffer, int length, bool* more) override;
@@ -32,6 +32,8 @@ class RWBufferedPortalImp : public RWPortalImp {
   /// here: gathering does not wait.
   int send(const char* buffer, int length, std::uint32_t timeout) override;
   int send(const char* buffer, int length) override;
+  std::string_view buffered() const noexcept override { return unread_; }
+  void skip(std::size_t count) noexcept override { unread_.remove_prefix(count); }
 
   /// Sends what was gathered, all of it.
   void flush();
@@ -48,11 +50,8 @@ class RWBufferedPortalImp : public RWPortalImp {
   int receive(char* buffer, int length, bool* more, Receive receiveBelow);
 
   RWPortal portal_;
-  std::array<char, kReadAhead> ahead_;  // What nobody asked for yet is from next_ to end_.
-  // Read ahead since the last direct receive, less what was taken in larger pieces: once nothing is
-  // left in ahead_, the bytes that were taken one by one.
-  unsigned singleBytes_ = 0;
-  unsigned nextAhead_ = 0;  // The most for the next read-ahead; 0 for all that fits.
+  std::array<char, kReadAhead> ahead_;
+  std::string_view unread_;  // The part of ahead_ that was not delivered yet.
   std::vector<char> gathered_;
   bool midMessage_ = false;
 };

@@ -7,12 +7,11 @@
 #include "http/RWHttpReply.h"
 #include "http/RWHttpRequest.h"
 #include "net/RWNetErrors.h"
+#include "net/ReceiveString.h"
 
 namespace orla {
 
 namespace {
-
-constexpr int kStringPiece = 4096;
 
 /// The size that a chunk size line states. The number is read as the C library's strtoul reads it
 /// where a long has 32 bits: it may have a sign, a minus takes it from 2^32, and one that is too
@@ -23,9 +22,9 @@ std::uint32_t parseChunkSize(const RWCString& line) {
   const std::size_t end = line.find_first_of(kSeparators, start);
   const RWCString field = line.substr(start, end - start);
 
-  constexpr std::uint32_t kMost = 0xFFFFFFFF;
+  constexpr std::uint32_t kMax = 0xFFFFFFFF;
   const long long size = std::strtoll(field.c_str(), nullptr, 16);
-  if (size > kMost || size < -static_cast<long long>(kMost)) return kMost;
+  if (size > kMax || size < -static_cast<long long>(kMax)) return kMax;
   if (size != 0) return static_cast<std::uint32_t>(size);
   if (field.empty() || field.find_first_not_of('0') != RWCString::npos)
     throw RWHttpReplyError("Unable to evaluate chunk size: " + field);
@@ -64,9 +63,7 @@ int RWHttpPortalImp::recv(char* buffer, int length, bool* more) {
 }
 
 RWCString RWHttpPortalImp::recv() {
-  char piece[kStringPiece];
-  const int count = recv(piece, kStringPiece, nullptr);
-  return RWCString(piece, static_cast<std::size_t>(count));
+  return receiveString([this](char* buffer, int size) { return recv(buffer, size, nullptr); });
 }
 
 int RWHttpPortalImp::send(const char*, int) {
@@ -75,19 +72,18 @@ int RWHttpPortalImp::send(const char*, int) {
 
 std::uint32_t RWHttpPortalImp::readChunkSize() {
   RWCString line;
-  for (std::size_t bytes = 0;; ++bytes) {
-    if (bytes == RWHttpLineReader::kMostBytes) throw RWHttpReplyError("Chunk size line too large");
-    char c;
+  for (std::size_t left = RWHttpLineReader::kMaxBytes; left != 0;) {
     bool more = false;
+    const std::size_t count = portal_.recvThrough('\n', line, left, &more);
     // A portal that reports a condition has more to come: it is asked again.
-    while (portal_.recv(&c, 1, &more) == 0)
-      if (!more) throw RWHttpConnectionError("Server unexpectedly closed connection");
-    line += c;
+    if (count == 0 && !more) throw RWHttpConnectionError("Server unexpectedly closed connection");
+    left -= count;
     if (!line.ends_with("\r\n")) continue;
     line.resize(line.size() - 2);
     // The line end behind the chunk before makes an empty line.
     if (!line.empty()) return parseChunkSize(line);
   }
+  throw RWHttpReplyError("Chunk size line too large");
 }
 
 RWTHandle<RWHttpPortalImp> makeBodyPortal(const RWCString& method, const RWHttpReply& reply,

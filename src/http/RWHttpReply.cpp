@@ -1,8 +1,10 @@
 #include "http/RWHttpReply.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 #include <string_view>
+#include <system_error>
 
 #include "http/RWHttpErrors.h"
 #include "http/RWReplyErrors.h"
@@ -10,9 +12,6 @@
 namespace orla {
 
 namespace {
-
-/// Lines are put together in pieces of at most this many bytes.
-constexpr std::size_t kPiece = 256;
 
 /// The position behind the run of digits at `start`.
 std::size_t skipDigits(std::string_view text, std::size_t start) {
@@ -22,14 +21,9 @@ std::size_t skipDigits(std::string_view text, std::size_t start) {
 
 /// The value of a run of digits; one beyond an int counts as the largest.
 int toNumber(std::string_view digits) {
-  constexpr int kMost = std::numeric_limits<int>::max();
   int value = 0;
-  for (const char c : digits) {
-    const int digit = c - '0';
-    if (value > (kMost - digit) / 10) return kMost;
-    value = value * 10 + digit;
-  }
-  return value;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  return result.ec == std::errc() ? value : std::numeric_limits<int>::max();
 }
 
 /// The label is what stands before the first ":" that has something before it; the value is the
@@ -47,18 +41,12 @@ void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
 RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {}
 
 const RWCString& RWHttpLineReader::readLine() {
-  char piece[kPiece];
   line_.clear();
   while (!line_.ends_with('\n')) {
-    const std::size_t most = std::min(kPiece, kMostBytes - bytes_);
-    if (most == 0) throw RWHttpReplyError("Reply header too large");
-    std::size_t count = 0;
-    do {
-      if (portal_.recv(&piece[count], 1, nullptr) == 0)
-        throw RWReplyError("Connection closed by server");
-    } while (piece[count++] != '\n' && count != most);
+    if (bytes_ == kMaxBytes) throw RWHttpReplyError("Reply header too large");
+    const std::size_t count = portal_.recvThrough('\n', line_, kMaxBytes - bytes_);
+    if (count == 0) throw RWReplyError("Connection closed by server");
     bytes_ += count;
-    line_.append(piece, count);
   }
   line_.pop_back();
   // A CR that is not the line end's takes the byte behind it into the line, also another CR.

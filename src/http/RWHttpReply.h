@@ -13,7 +13,7 @@
 
 namespace orla {
 
-/// Reads the lines of reply heads, one byte a receive, so that nothing behind a line is taken.
+/// Reads the lines of reply heads and takes no byte after a line from the portal.
 ///
 /// LF and CR LF end a line and are no part of it; a CR before any other byte stays in the line with
 /// that byte. All that one reader reads is limited, so that no server can make an agent eat its
@@ -21,7 +21,7 @@ namespace orla {
 class RWHttpLineReader {
  public:
   /// 1 MiB.
-  static constexpr std::size_t kMostBytes = std::size_t{1} << 20;
+  static constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
 
   explicit RWHttpLineReader(const RWPortal& portal);
 

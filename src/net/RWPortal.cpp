@@ -50,6 +50,10 @@ int RWPortal::recv(char* buffer, int length, bool* more, std::uint32_t timeout) 
   return implementation_->recv(buffer, length, more, timeout);
 }
 
+int RWPortal::recv(char* buffer, int length, bool* more) const {
+  return implementation_->recv(buffer, length, more);
+}
+
 RWCString RWPortal::recv(std::uint32_t timeout) const {
   return implementation_->recv(timeout);
 }
@@ -68,6 +72,23 @@ int RWPortal::send(const char* buffer, int length) const {
 
 int RWPortal::send(const RWCString& text) const {
   return send(text.data(), static_cast<int>(std::min(text.size(), kMaxLength)));
+}
+
+std::size_t RWPortal::recvThrough(char last, RWCString& text, std::size_t maxBytes,
+                                  bool* more) const {
+  const std::string_view ready = buffered().substr(0, maxBytes);
+  if (ready.empty()) {
+    char byte;
+    const int count = recv(&byte, 1, more);
+    text.append(&byte, static_cast<std::size_t>(count));
+    return static_cast<std::size_t>(count);
+  }
+  const std::size_t found = ready.find(last);
+  const std::size_t count = found == std::string_view::npos ? ready.size() : found + 1;
+  text.append(ready.substr(0, count));
+  skip(count);
+  if (more) *more = true;
+  return count;
 }
 
 int RWPortal::recvFully(char* buffer, int length, int atLeast, bool* more) const {

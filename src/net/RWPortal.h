@@ -11,7 +11,9 @@
 // ready in time throws RWNetOperationTimeoutError.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "foundation/RWCString.h"
 #include "foundation/RWReference.h"
@@ -28,14 +30,12 @@ class RWPortalImp : public RWReference {
   virtual int send(const char* buffer, int length, std::uint32_t timeout);
   virtual int send(const char* buffer, int length) = 0;
 
- protected:
-  /// What an implementation that reads ahead has at hand: from here RWPortal takes a single byte
-  /// without a call. Empty elsewhere.
-  const char* next_ = nullptr;
-  const char* end_ = nullptr;
-
- private:
-  friend class RWPortal;
+  /// The bytes that were received ahead of the caller and are still to be delivered; empty for an
+  /// implementation without a buffer. Never blocks. Valid until the next receive or skip().
+  virtual std::string_view buffered() const noexcept { return {}; }
+  /// Removes the first `count` of the buffered bytes, as if they had been received. `count` must not
+  /// exceed the size of buffered().
+  virtual void skip(std::size_t count) noexcept { static_cast<void>(count); }
 };
 
 /// No channel: each operation throws RWNetNoChannelError.
@@ -62,18 +62,20 @@ class RWPortal {
 
   int recv(char* buffer, int length, bool* more, std::uint32_t timeout) const;
   RWCString recv(std::uint32_t timeout) const;
-  int recv(char* buffer, int length, bool* more = nullptr) const {
-    RWPortalImp& channel = *implementation_;
-    if (length != 1 || channel.next_ == channel.end_) return channel.recv(buffer, length, more);
-    *buffer = *channel.next_++;
-    if (more) *more = true;
-    return 1;
-  }
+  int recv(char* buffer, int length, bool* more = nullptr) const;
   RWCString recv() const;
   int send(const char* buffer, int length, std::uint32_t timeout) const;
   int send(const char* buffer, int length) const;
   int send(const RWCString& text) const;
+  std::string_view buffered() const noexcept { return implementation_->buffered(); }
+  void skip(std::size_t count) const noexcept { implementation_->skip(count); }
 
+  /// Receives up to and including the next `last` byte, at most `maxBytes` (which must not be 0), and
+  /// appends what came to `text`; returns the number of bytes. Takes no byte after `last`: searches
+  /// what is buffered, and receives a single byte if nothing is. So it may return before `last` came,
+  /// and 0 means the same as for recv().
+  std::size_t recvThrough(char last, RWCString& text, std::size_t maxBytes,
+                          bool* more = nullptr) const;
   /// Receives until `atLeast` bytes have come (negative, or more than `length`: all of `length`),
   /// in pieces as large as `length` allows, and sets `*more` true; returns their number. Throws
   /// RWNetCantRecvError when a receive gives nothing.

@@ -26,6 +26,8 @@ class RWTimedPortalImp : public RWPortalImp, private RWPortal {
   int send(const char* buffer, int length) override {
     return timeout_ ? RWPortal::send(buffer, length, timeout_) : RWPortal::send(buffer, length);
   }
+  std::string_view buffered() const noexcept override { return RWPortal::buffered(); }
+  void skip(std::size_t count) noexcept override { RWPortal::skip(count); }
 
  private:
   // Also with a time-out of 0: who asks for a limit of time here is told at once.

@@ -1,3 +1,5 @@
+#include <chrono>
+#include <future>
 #include <vector>
 
 #include "NetTest.h"
@@ -6,6 +8,18 @@
 #include "support/PortalFixture.h"
 
 namespace orla {
+
+TEST(RWPortal, ReceivesThroughAByteWithoutTakingTheNext) {
+  const test::PortalFixture wire("ab;cd", {0, 1});
+  const RWPortal timed = makeTimedPortal(wire.portal(), 0);
+  RWCString text;
+  bool more = false;
+  EXPECT_EQ(timed.recvThrough(';', text, 100, &more), 0U);
+  EXPECT_TRUE(more) << "a pause looks like the end";
+  while (!text.ends_with(';')) EXPECT_EQ(timed.recvThrough(';', text, 100), 1U);
+  EXPECT_EQ(text, "ab;");
+  EXPECT_EQ(wire.unread(), "cd");
+}
 
 TEST(RWPortal, TransfersFully) {
   const struct {
@@ -31,53 +45,89 @@ TEST(RWPortal, TransfersFully) {
   }
 }
 
-static std::vector<std::uint32_t> timeouts;  // Of each call of the portal beneath.
+// Records the timeout of each call, kUntimed for the calls without one.
+struct RecordingPortalImp : RWPortalImp {
+  static constexpr std::uint32_t kUntimed = 77;
+  static inline std::vector<std::uint32_t> timeouts;
+
+  static int record(std::uint32_t timeout) {
+    timeouts.push_back(timeout);
+    return 5;
+  }
+  int recv(char*, int, bool*) override { return record(kUntimed); }
+  RWCString recv() override { return std::to_string(record(kUntimed)); }
+  int send(const char*, int) override { return record(kUntimed); }
+  int recv(char*, int, bool*, std::uint32_t timeout) override { return record(timeout); }
+  RWCString recv(std::uint32_t timeout) override { return std::to_string(record(timeout)); }
+  int send(const char*, int, std::uint32_t timeout) override { return record(timeout); }
+};
 
 TEST(RWTimedPortal, AppliesItsTimeout) {
-  constexpr std::uint32_t kUntimed = 77;
-  struct NotingPortalImp : RWPortalImp {
-    int note(std::uint32_t timeout) { return timeouts.push_back(timeout), 5; }
-    int recv(char*, int, bool*) override { return note(kUntimed); }
-    RWCString recv() override { return note(kUntimed), "r"; }
-    int send(const char*, int) override { return note(kUntimed); }
-    int recv(char*, int, bool*, std::uint32_t timeout) override { return note(timeout); }
-    RWCString recv(std::uint32_t timeout) override { return note(timeout), "r"; }
-    int send(const char*, int, std::uint32_t timeout) override { return note(timeout); }
-  };
+  constexpr std::uint32_t kUntimed = RecordingPortalImp::kUntimed;
   const struct {
     std::uint32_t own, asked, untimed, timed;
   } kCases[] = {{5000, 10000, 5000, 5000}, {5000, 0, 5000, 0}, {0, 10000, kUntimed, 0}};
   for (const auto& [own, asked, u, t] : kCases) {
-    const RWPortal portal = makeTimedPortal(RWPortal(new NotingPortalImp), own);
-    timeouts.clear();
-    EXPECT_EQ(portal.recv(nullptr, 0) + portal.send("", 0), 10);
-    EXPECT_EQ(portal.recv(), "r");
-    EXPECT_EQ(portal.recv(nullptr, 0, nullptr, asked) + portal.send("", 0, asked), 10);
-    EXPECT_EQ(portal.recv(asked), "r");
-    EXPECT_EQ(timeouts, (std::vector{u, u, u, t, t, t}));
+    const RWPortal portal = makeTimedPortal(RWPortal(new RecordingPortalImp), own);
+    RecordingPortalImp::timeouts.clear();
+    EXPECT_EQ(portal.recv(nullptr, 0), 5);
+    EXPECT_EQ(portal.send("", 0), 5);
+    EXPECT_EQ(portal.recv(), "5");
+    EXPECT_EQ(portal.recv(nullptr, 0, nullptr, asked), 5);
+    EXPECT_EQ(portal.send("", 0, asked), 5);
+    EXPECT_EQ(portal.recv(asked), "5");
+    EXPECT_EQ(RecordingPortalImp::timeouts, (std::vector{u, u, u, t, t, t}));
   }
 }
 
+constexpr char kTimeoutText[] = "RWNetOperationTimeoutError: Network timeout exceeded";
+
 using RWSocketPortalTest = NetTest;
-TEST_F(RWSocketPortalTest, TransfersOverTheSocketOrTimesOut) {
+
+TEST_F(RWSocketPortalTest, TimedCallsFailIfTheSocketIsNotReady) {
   const RWSocketPortal portal(client_, RWSocketPortal::ApplicationCloses);
   char buffer[8];
-  const char* const kTimeoutText = "RWNetOperationTimeoutError: Network timeout exceeded";
   EXPECT_EQ(errorOf([&] { portal.recv(buffer, 1, nullptr, 999); }), kTimeoutText);
   EXPECT_EQ(errorOf([&] { makeTimedPortal(portal, 999).recv(); }), kTimeoutText);
-  std::uint32_t on = 1;
-  client_.ioctl(FIONBIO, &on), listener_.ioctl(FIONBIO, &on);
-  bool more = false;  // Nothing there is no end.
-  EXPECT_TRUE(portal.recv(buffer, 4, &more) == 0 && more && !listener_.accept().isValid());
+  client_.setBlocking(false);
+  while (portal.send(RWCString(1 << 20, 'x')) > 0) {
+  }
+  EXPECT_EQ(errorOf([&] { portal.send("x", 1, 0); }), kTimeoutText);
+}
+
+TEST_F(RWSocketPortalTest, TransfersOverTheSocketAndTellsAPauseFromTheEnd) {
+  const RWSocketPortal portal(client_, RWSocketPortal::ApplicationCloses);
+  char buffer[8];
+  client_.setBlocking(false);
+  bool more = false;
+  EXPECT_EQ(portal.recv(buffer, 4, &more), 0);
+  EXPECT_TRUE(more);
+  listener_.setBlocking(false);
+  EXPECT_FALSE(listener_.accept().isValid());
   server_.send("abcdef", 6);
   EXPECT_EQ(portal.recv(buffer, 4, &more, 1000), 4);
-  EXPECT_EQ(portal.recv(500), "ef");  // There already: a poll finds it.
+  EXPECT_EQ(portal.recv(500), "ef") << "a poll did not find the bytes that had arrived";
   server_.shutdown(1);
-  EXPECT_TRUE(portal.recv(buffer, 2, &more, 1000) == 0 && !more);
-
+  EXPECT_EQ(portal.recv(buffer, 2, &more, 1000), 0);
+  EXPECT_FALSE(more);
   EXPECT_EQ(portal.send("pong", 4, 1000), 4);
-  while (portal.send(RWCString(1 << 20, 'x')) > 0) continue;
-  EXPECT_EQ(errorOf([&] { portal.send("x", 1, 0); }), kTimeoutText);
+}
+
+TEST_F(RWSocketPortalTest, ConnectsInTimeAndThenBlocks) {
+  const RWSocketPortal portal(listener_.getsockname(), 5000);
+  OwnedSocket accepted;
+  accepted = listener_.accept();
+  const auto reader = std::async(std::launch::async, [&] { return portal.recv(); });
+  EXPECT_EQ(reader.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout)
+      << "a receive without data returned";
+  accepted.send("x", 1);
+}
+
+TEST_F(RWSocketPortalTest, ReportsARefusalWhileItConnectsInTime) {
+  OwnedSocket bound;  // Nobody listens there.
+  bound.bind(RWInetAddr("127.0.0.1:0"));
+  EXPECT_EQ(errorOf([&] { RWSocketPortal(bound.getsockname(), 5000); }),
+            "Unexpected error condition on socket");
 }
 
 TEST_F(RWSocketPortalTest, ClosesByItsPolicy) {
@@ -89,14 +139,15 @@ TEST_F(RWSocketPortalTest, ClosesByItsPolicy) {
     accepted = listener_.accept();
     EXPECT_EQ(timed.send("y"), 1);
   }
-  EXPECT_EQ(accepted.recv() + accepted.recv(), "y");
+  EXPECT_EQ(accepted.recv(), "y");
+  EXPECT_EQ(accepted.recv(), "");
   const RWSocket broken(0x7FFFFFF0);  // No such socket exists.
   EXPECT_THROW(RWSocketPortal{broken}, RWxmsg);
-  EXPECT_EQ(errorOf([&] {
-              const RWSocketPortal portal(broken);
-              throw RWInternalErr("first");
-            }),
-            "first");
+  const auto failWhileUnwinding = [&] {
+    const RWSocketPortal portal(broken);
+    throw RWInternalErr("first");
+  };
+  EXPECT_EQ(errorOf(failWhileUnwinding), "first");
 }
 
 }  // namespace orla
