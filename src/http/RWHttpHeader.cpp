@@ -1,7 +1,9 @@
 #include "http/RWHttpHeader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "http/RWHttpErrors.h"
@@ -14,8 +16,8 @@ constexpr char kContentLength[] = "Content-Length";
 constexpr char kHost[] = "Host";
 
 // What the head of a reply takes as a rule.
-constexpr std::size_t kUsualText = 512;
-constexpr std::size_t kUsualLines = 16;
+constexpr std::size_t kInitialText = 512;
+constexpr std::size_t kInitialLines = 16;
 
 void requireLabel(const RWHttpGenericHeader& header, const char* label) {
   if (!equalIgnoringCase(header.getLabel(), label))
@@ -30,13 +32,10 @@ std::int32_t readDecimal(std::string_view text) {
   const bool negative = !text.empty() && text.front() == '-';
   if (!text.empty() && (negative || text.front() == '+')) text.remove_prefix(1);
 
-  const std::uint64_t most = negative ? 0x80000000 : 0xFFFFFFFF;
+  const std::uint64_t limit = negative ? 0x80000000 : 0xFFFFFFFF;
   std::uint64_t magnitude = 0;
-  for (const char c : text) {
-    if (!isDigitAscii(c)) break;
-    magnitude = magnitude * 10 + static_cast<std::uint64_t>(c - '0');
-    if (magnitude > most) return 0;
-  }
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), magnitude);
+  if (result.ec != std::errc() || magnitude > limit) return 0;
   const auto value = static_cast<std::uint32_t>(magnitude);
   return static_cast<std::int32_t>(negative ? 0 - value : value);
 }
@@ -126,9 +125,9 @@ bool RWHttpHeaderList::remove(std::string_view label) {
 }
 
 RWCString RWHttpHeaderList::asString() const {
-  constexpr std::size_t kUsualLine = 64;
+  constexpr std::size_t kLineEstimate = 64;
   RWCString text;
-  text.reserve(headers_.entries() * kUsualLine);
+  text.reserve(headers_.entries() * kLineEstimate);
   for (const RWHttpGenericHeader& header : headers_)
     text.append(header.getLabel()).append(": ").append(header.getValue()).append("\r\n");
   return text;
@@ -136,8 +135,8 @@ RWCString RWHttpHeaderList::asString() const {
 
 void RWHttpHeaderCollector::add(std::string_view label, std::string_view value) {
   if (lines_.empty()) {
-    text_.reserve(kUsualText);
-    lines_.reserve(kUsualLines);
+    text_.reserve(kInitialText);
+    lines_.reserve(kInitialLines);
   }
   lines_.push_back({text_.size(), label.size(), value.size()});
   text_.append(label).append(value).append("\n");  // No two lines start at one place.
@@ -158,7 +157,7 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
     return comparison != 0 ? comparison < 0 : a.start < b.start;
   });
   std::vector<RWHttpGenericHeader> headers;
-  headers.reserve(std::min(lines_.size(), kUsualLines));
+  headers.reserve(std::min(lines_.size(), kInitialLines));
   for (auto line = lines_.begin(); line != lines_.end();) {
     RWCString value(valueOf(*line));
     auto last = line++;

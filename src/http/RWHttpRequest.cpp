@@ -1,5 +1,6 @@
 #include "http/RWHttpRequest.h"
 
+#include <charconv>
 #include <limits>
 #include <utility>
 
@@ -13,12 +14,9 @@ namespace {
 constexpr std::size_t kPieceSize = 4080;
 
 RWCString toHex(std::size_t value) {
-  RWCString digits;
-  do {
-    digits.insert(digits.begin(), "0123456789abcdef"[value % 16]);
-    value /= 16;
-  } while (value != 0);
-  return digits;
+  char digits[2 * sizeof value];
+  const auto result = std::to_chars(digits, digits + sizeof digits, value, 16);
+  return RWCString(digits, result.ptr);
 }
 
 RWHttpGenericHeader contentLength(std::int64_t length) {

@@ -1,5 +1,8 @@
 #include "http/RWNumReply.h"
 
+#include <charconv>
+#include <utility>
+
 #include "http/RWReplyErrors.h"
 
 namespace orla {
@@ -8,7 +11,7 @@ namespace {
 
 constexpr std::size_t kCodeLength = 3;
 
-const char* word(bool value) {
+const char* boolText(bool value) {
   return value ? "true" : "false";
 }
 
@@ -40,9 +43,7 @@ void RWReplyLine::parse(RWCString line) {
   const char first = rawLine_[0];
   if (first < '1' || first > '5') fail();
   // A code is read as far as it is a number: servers that write "20x" are understood as 20.
-  for (std::size_t i = 0; i < kCodeLength && isDigitAscii(rawLine_[i]); ++i) {
-    code_ = code_ * 10 + (rawLine_[i] - '0');
-  }
+  std::from_chars(rawLine_.data(), rawLine_.data() + kCodeLength, code_);
   text_ = rawLine_.substr(textStart);
   class_ = first - '0';
 }
@@ -53,9 +54,9 @@ int RWReplyLine::code() const {
 }
 
 RWCString RWReplyLine::asString() const {
-  return RWCString("replyline=[valid=") + word(isValid()) + "][cont=" + word(continuation_) +
-         "][type=" + std::to_string(class_) + "][text=" + text_ +
-         "][code=" + std::to_string(code_) + "]";
+  return RWCString("replyline=[valid=") + boolText(isValid()) +
+         "][cont=" + boolText(continuation_) + "][type=" + std::to_string(class_) +
+         "][text=" + text_ + "][code=" + std::to_string(code_) + "]";
 }
 
 void RWNumReply::append(RWReplyLine line) {
@@ -101,7 +102,7 @@ bool RWNumReply::is5XX() const {
 
 RWCString RWNumReply::asString() const {
   RWCString text =
-      RWCString("[valid=") + word(isValid()) + "] [complete=" + word(isComplete()) + "]";
+      RWCString("[valid=") + boolText(isValid()) + "] [complete=" + boolText(isComplete()) + "]";
   for (const RWReplyLine& line : lines_) text += "\n" + line.asString();
   return text;
 }

@@ -62,10 +62,10 @@ RWSocketAttributes selectSockets(const RWSocketAttributes& attributes, double se
 }
 
 std::optional<std::int32_t> selectSeconds(double seconds) noexcept {
-  constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+  constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
   if (seconds < 0) return std::nullopt;
   // Whole seconds only, on purpose: callers rely on a time-out below one second being a poll.
-  return seconds < kMost ? static_cast<std::int32_t>(seconds) : kMost;
+  return seconds < kMax ? static_cast<std::int32_t>(seconds) : kMax;
 }
 
 }  // namespace orla
