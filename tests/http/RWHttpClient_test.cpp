@@ -16,8 +16,7 @@ constexpr int kPipeline = RWHttpClientImp::kPipeline;
 
 const RWHttpRequest kGet("GET", "/"), kHead("HEAD", "/");
 
-// What was pending on a connection before is forgotten.
-TEST(RWHttpClient, PipelinesWithOneThreadToSubmitAndOneToRead) {
+TEST(RWHttpClient, ForgetsPendingRequestsAndPipelinesWithOneThreadToSubmitAndOneToRead) {
   std::vector<std::string> replies;
   for (char c = 'a'; c <= 'p'; c += 2) {
     replies.push_back(std::string("HTTP/1.1 200 X\r\nContent-Length: 1\r\n\r\n") + c);
@@ -46,7 +45,7 @@ TEST(RWHttpClient, PipelinesWithOneThreadToSubmitAndOneToRead) {
             "RWHttpNoPendingRepliesError: No replies expected from server");
 }
 
-TEST(RWHttpClient, SendsNothingBehindHalfARequest) {
+TEST(RWHttpClient, SendsNothingAfterHalfARequest) {
   const Server server({"HTTP/1.1 204 X\r\n\r\n"});
   RWHttpClient client(new RWHttpSocketClientImp);
   client.connect("127.0.0.1", server.port, 10000);
@@ -61,7 +60,7 @@ TEST(RWHttpClient, SendsNothingBehindHalfARequest) {
   EXPECT_EQ(errorOf([&] { client.submit(request); }),
             "RWHttpRequestError: Transfer-Encoding: chunked only supported with HTTP/1.1 or higher "
             "requests.");
-  EXPECT_TRUE(client.submit(kGet)) << "after requests that were refused whole";
+  EXPECT_TRUE(client.submit(kGet)) << "refused after a request of which nothing was sent";
   RWCString body;
   EXPECT_EQ(client.getReply(body).getStatusCode(), 204);
   broken->length = 5;
@@ -70,7 +69,7 @@ TEST(RWHttpClient, SendsNothingBehindHalfARequest) {
             "RWHttpConnectionError: Connection lost or not established");
 }
 
-TEST(RWHttpClient, TellsARefusalWithinALimitOfTime) {
+TEST(RWHttpClient, HasNoSocketAfterARefusal) {
   const RWWinsockStartup winsock;
   RWHttpClient client(new RWHttpSocketClientImp);
   RWSocket bound;

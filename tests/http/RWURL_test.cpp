@@ -6,7 +6,7 @@
 namespace orla {
 namespace {
 
-/// All that the URL tells, the empty components left out.
+/// All components of the URL, without the empty ones.
 RWCString describe(const RWURL& url) {
   RWCString text = url.scheme() + (url.isHttpForm() ? "*" : ".");
   const std::pair<const char*, const RWCString&> fields[] = {

@@ -16,7 +16,7 @@ struct OwnedSocket : RWSocket {
   using RWSocket::operator=;
 };
 
-/// Winsock kept started, and a connection on the loopback address.
+/// Keeps Winsock started and has a connection on the loopback address.
 struct NetTest : testing::Test {
   NetTest() {
     listener_.bind(RWInetAddr("127.0.0.1:0"));

@@ -19,7 +19,7 @@ TEST_F(RWSocketTest, NamesTheOperationThatFailed) {
   made.socket(RWSockKind());
   EXPECT_EQ(made.text(), "no address");
   made.bind(RWInetAddr("127.0.0.1:0"));
-  const RWSockAddr taken = made.getsockname();  // And nobody listens there.
+  const RWSockAddr taken = made.getsockname();  // Nobody listens there.
   const std::pair<const char*, std::function<void()>> kCases[] = {
       {"accept: NOTSOCK", [&] { none.accept(); }},
       {"recv: FAULT", [&] { none.recv(&byte, -1); }},
@@ -38,27 +38,28 @@ TEST_F(RWSocketTest, NamesTheOperationThatFailed) {
       errorOf([&] { made.bind(RWInetAddr("inet:dgram:127.0.0.1:0")); }),
       "RWSockTypeChangeError: Socket of type inet:stream can't be changed to type inet:dgram");
   EXPECT_THROW(fresh.connect(RWInetAddr("127.0.0.1:no-such-service")), RWxmsg);
-  EXPECT_EQ(fresh.text(), "invalid") << "a socket is left of what failed";
+  EXPECT_EQ(fresh.text(), "invalid") << "a failed call left a socket";
   EXPECT_EQ(client_.text(), client_.getsockname().text() + "-->" + listener_.text());
 }
 
 TEST_F(RWSocketTest, ReceivesAndSendsFully) {
   const RWCString large(5000, 'y');
-  EXPECT_EQ(server_.sendFully("01\0", 3) + server_.sendFully(large.data(), 5000), 5003);
+  EXPECT_EQ(server_.sendFully("01\0", 3), 3);
+  EXPECT_EQ(server_.sendFully(large.data(), 5000), 5000);
   EXPECT_EQ(server_.sendFully("0", -1), 0);
   EXPECT_THROW(server_.sendFully("0", 0, 1), RWNetCantSendError);
   char buffer[3];
-  EXPECT_THROW(client_.recvFully(buffer, 3, 5), RWNetCantRecvError);  // Full before.
+  EXPECT_THROW(client_.recvFully(buffer, 3, 5), RWNetCantRecvError);  // The buffer is full first.
   EXPECT_EQ(client_.recvFully(5000), large);
   server_.send("yz", 2);
   server_.shutdown(1);
   RWSockAddr from = client_.getpeername();
   EXPECT_EQ(client_.recvfrom(buffer, 1, &from), 1);
-  EXPECT_FALSE(from.isValid());  // A stream names no sender.
+  EXPECT_FALSE(from.isValid());  // A stream has no sender address.
   EXPECT_THROW(client_.recvFully(2), RWNetCantRecvError);
 }
 
-TEST_F(RWSocketTest, WaitReportsReadersThenWritersEachFromTheLast) {
+TEST_F(RWSocketTest, ReadinessWaitReportsReadersThenWritersEachFromTheLast) {
   OwnedSocket second;
   second.connect(listener_.getsockname());
   server_.send("x", 1);
@@ -79,7 +80,7 @@ TEST_F(RWSocketTest, WaitReportsReadersThenWritersEachFromTheLast) {
             (decltype(found){{listener, 33}, {client, 33}, {client, 10}, {second.handle(), 10}}));
 }
 
-TEST_F(RWSocketTest, WaitKnowsItsLimits) {
+TEST_F(RWSocketTest, ReadinessWaitDropsFractionsOfASecondAndRefusesTooManySockets) {
   EXPECT_EQ(selectSeconds(-0.001), std::nullopt);
   EXPECT_EQ(selectSeconds(1.999), 1);
   EXPECT_EQ(selectSeconds(1e300), 2147483647);

@@ -4,7 +4,7 @@
 
 namespace orla {
 
-TEST(RWWinsockStartup, SetsTheHookWhileItLives) {
+TEST(RWWinsockStartup, SetsTheHookForItsLifetime) {
   const RWWinsockStartup plain;
   const auto procedure = [](auto call) {
     return reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(call));
@@ -25,7 +25,7 @@ TEST(RWWinsockStartup, CleansUpWhatItStarted) {
     if (unwinding) throw RWInternalErr("first");
   };
   EXPECT_EQ(errorOf([] { RWWinsockStartup{1}; }), "RWNetNoSuchBlockingHookError: no hook 1");
-  { const RWWinsockStartup startup; }
+  EXPECT_EQ(errorOf([] { const RWWinsockStartup startup; }), "nothing raised");
   EXPECT_EQ(errorOf([&] { lifeOf(false); }), "RWNetWinsockInitError: NOTINITIALISED");
   EXPECT_EQ(errorOf([&] { lifeOf(true); }), "first");
 }

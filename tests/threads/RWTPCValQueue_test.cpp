@@ -8,28 +8,38 @@ namespace orla {
 
 using Queue = RWTPCValQueue<int>;
 
-static void awaitWriters(RWPCBufferBase& queue, std::size_t asleep) {
-  awaitSleepers(Access::lock(queue), Access::notFull(queue), asleep);
+static void awaitWriters(RWPCBufferBase& queue, std::size_t number) {
+  awaitWaiters(Access::lock(queue), Access::notFull(queue), number);
 }
 static bool isRefused(auto call) {
   return textOf<RWTHRClosedException>(std::move(call)) == "Buffer is closed";
 }
 
-TEST(RWTPCValQueue, AWriterSleepsUntilThereIsRoomOrTheCloseWhichLeavesTheItems) {
+TEST(RWTPCValQueue, AWriterWaitsForRoomOrTheCloseWhichKeepsTheItems) {
   const struct {
     void (*change)(Queue&);
-    std::size_t woken;  // Of the two that sleep.
+    std::size_t woken;  // Of the two writers that wait.
     const char* left;
   } cases[] = {{[](Queue& queue) { queue.changeCapacity(0); }, 2, "1233"},
                {[](Queue& queue) { EXPECT_EQ(queue.changeCapacity(4), 2U); }, 2, "1233"},
-               {[](Queue& queue) { queue.changeCapacity(1), queue.read(); }, 0, "2"},
+               {[](Queue& queue) {
+                  queue.changeCapacity(1);
+                  queue.read();
+                },
+                0, "2"},
                {[](Queue& queue) { queue.read(); }, 1, "23"}};
   for (const auto& [change, woken, left] : cases) {
     Queue queue(2);
-    queue.write(1), queue.write(2);
+    queue.write(1);
+    queue.write(2);
     std::atomic<std::size_t> written = 0;
     std::future<void> writers[2];
-    for (auto& writer : writers) writer = inBackground([&] { queue.write(3), ++written; });
+    for (auto& writer : writers) {
+      writer = inBackground([&] {
+        queue.write(3);
+        ++written;
+      });
+    }
     awaitWriters(queue, 2);
     change(queue);
     while (written != woken) std::this_thread::yield();
@@ -38,7 +48,8 @@ TEST(RWTPCValQueue, AWriterSleepsUntilThereIsRoomOrTheCloseWhichLeavesTheItems) 
     std::size_t refused = 0;
     for (auto& writer : writers) refused += isRefused([&] { writer.get(); });
     EXPECT_EQ(refused, 2 - woken);
-    EXPECT_TRUE(queue.readable() && !queue.writable());
+    EXPECT_TRUE(queue.readable());
+    EXPECT_FALSE(queue.writable());
     std::string read;
     EXPECT_TRUE(isRefused([&] {
       while (true) read += std::to_string(queue.read());
@@ -47,32 +58,45 @@ TEST(RWTPCValQueue, AWriterSleepsUntilThereIsRoomOrTheCloseWhichLeavesTheItems) 
   }
 }
 
-TEST(RWTPCValQueue, RunsItsCallbacksOnceASpellWithoutTheLock) {
+TEST(RWTPCValQueue, RunsEachCallbackOnceUntilTheStateChangesAndWithoutTheLock) {
   Queue queue(1);
-  std::string told;
-  const auto tell = [&](char what, std::function<void()> act) {
-    return [&, what, act] { told += isFree(Access::lock(queue), 60000) ? what : '?', act(); };
+  std::string ran;
+  const auto record = [&](char name, std::function<void()> action) {
+    return [&, name, action] {
+      ran += isFree(Access::lock(queue), 60000) ? name : '?';
+      action();
+    };
   };
-  queue.onEmpty(tell('e', [&] { queue.write(1); }));
-  queue.onFull(tell('f', [&] { queue.read(); }));
-  queue.onOpen(tell('o', [] { throw 1; }));
-  queue.onClose(tell('c', [] { throw 1; }));
-  queue.read(), queue.read();
-  queue.write(2), queue.write(3), queue.write(4);
-  queue.onFull(tell('F', [] {}));
-  queue.read(), queue.write(5);
+  queue.onEmpty(record('e', [&] { queue.write(1); }));
+  queue.onFull(record('f', [&] { queue.read(); }));
+  queue.onOpen(record('o', [] { throw 1; }));
+  queue.onClose(record('c', [] { throw 1; }));
+  queue.read();
+  queue.read();
+  EXPECT_EQ(std::exchange(ran, ""), "ee");
+  queue.write(2);
+  queue.write(3);
+  queue.write(4);
+  EXPECT_EQ(std::exchange(ran, ""), "ff");
+  queue.onFull(record('F', [] {}));
+  queue.read();
+  queue.write(5);
   auto writer = inBackground([&] { queue.write(5); });
   awaitWriters(queue, 1);
+  EXPECT_EQ(std::exchange(ran, ""), "F");
   EXPECT_THROW(queue.close(), int);
   EXPECT_TRUE(isRefused([&] { writer.get(); }));
   EXPECT_THROW(queue.open(), int);
   queue.open();
   EXPECT_TRUE(queue.isOpen());
-  EXPECT_EQ(told, "eeffFco");
+  EXPECT_EQ(ran, "co");
+}
+
+TEST(RWFunctor0, ThrowsIfItIsCalledUnset) {
   EXPECT_EQ(textOf<RWTHRInvalidPointer>(RWFunctor0()), "Invalid pointer");
 }
 
-// Copied, or moved, only so often on each thread.
+// Throws once it was copied or moved `copiesLeft` times on the thread.
 struct Item {
   static inline thread_local int copiesLeft = 100;
   Item() = default;
@@ -96,7 +120,7 @@ TEST(RWTPCValQueue, LosesNoItemToACopyThatFails) {
   Item::copiesLeft = 100;
 }
 
-TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
+TEST(RWTPCValQueue, AThreadThatFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
   RWTPCValQueue<Item> queue(1);
   std::future<void> users[2];  // The first fails.
   for (const bool reading : {true, false}) {
@@ -104,11 +128,17 @@ TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
     for (std::size_t i = 0; i < 2; ++i) {
       users[i] = inBackground([&queue, i, reading] {
         Item::copiesLeft = i == 0 ? 0 : 100;
-        reading ? void(queue.read()) : queue.write(Item());
+        if (reading)
+          queue.read();
+        else
+          queue.write(Item());
       });
-      awaitSleepers(Access::lock(queue), condition, i + 1);
+      awaitWaiters(Access::lock(queue), condition, i + 1);
     }
-    reading ? queue.write(Item()) : void(queue.read());
+    if (reading)
+      queue.write(Item());
+    else
+      queue.read();
     EXPECT_THROW(users[0].get(), int);
     users[1].get();
     if (reading) queue.write(Item());
@@ -118,16 +148,18 @@ TEST(RWTPCValQueue, WhoFailsToCopyLeavesTheItemOrTheRoomToTheNext) {
 TEST(RWTPCValQueue, CarriesEveryItemOnceBetweenManyThreads) {
   Queue queue(2);
   std::atomic<int> sum = 0;
-  std::future<void> users[6];  // Writers and readers by turns.
-  for (int i = 0; i < 6; ++i) {
-    users[i] = inBackground([&, reads = i % 2 != 0] {
-      for (int item = 1; reads || item <= 300; ++item)
-        reads ? void(sum += queue.read()) : queue.write(item);
+  std::future<void> writers[3], readers[3];
+  for (std::size_t i = 0; i < 3; ++i) {
+    writers[i] = inBackground([&] {
+      for (int item = 1; item <= 300; ++item) queue.write(item);
+    });
+    readers[i] = inBackground([&] {
+      while (true) sum += queue.read();
     });
   }
-  for (const int writer : {0, 2, 4}) users[writer].get();
+  for (auto& writer : writers) writer.get();
   queue.close();
-  for (const int reader : {1, 3, 5}) EXPECT_TRUE(isRefused([&] { users[reader].get(); }));
+  for (auto& reader : readers) EXPECT_TRUE(isRefused([&] { reader.get(); }));
   EXPECT_EQ(sum, 3 * 300 * 301 / 2);
 }
 

@@ -1,4 +1,5 @@
-// What the thread layer's tests see of its insides: system handles, to break them, and who sleeps.
+// Gives the tests of the thread layer access to its internals: system handles, to break them, and
+// the waiting threads.
 #pragma once
 
 #include "platform/winapi.h"
@@ -25,7 +26,7 @@ struct ThreadsTestAccess {
 using Access = ThreadsTestAccess;
 using LockGuard = RWTMonitor<RWMutexLock>::LockGuard;
 
-/// The text of the `Error` that `call` throws.
+/// Returns the text of the `Error` that `call` throws.
 template <class Error = RWTHRInternalError>
 std::string textOf(auto call) {
   try {
@@ -40,15 +41,25 @@ auto inBackground(auto call) {
   return std::async(std::launch::async, std::move(call));
 }
 
-/// True when another thread gets `lock` within `milliseconds`.
+/// Returns true if another thread can acquire `lock` within `milliseconds`.
 inline bool isFree(RWMutexLock& lock, std::uint32_t milliseconds = 0) {
-  const auto acquire = [&] { return lock.acquire(milliseconds) && (lock.release(), true); };
+  const auto acquire = [&] {
+    if (!lock.acquire(milliseconds)) return false;
+    lock.release();
+    return true;
+  };
   return inBackground(acquire).get();
 }
 
-inline void awaitSleepers(RWMutexLock& lock, RWCondition& condition, std::size_t number) {
-  for (std::size_t now = ~number; now != number; std::this_thread::yield())
-    now = (LockGuard(lock), Access::waiters(condition).size());
+/// Returns the number of threads that wait for `condition`, which is bound to `lock`.
+inline std::size_t waitersOf(RWMutexLock& lock, RWCondition& condition) {
+  const LockGuard guard(lock);
+  return Access::waiters(condition).size();
+}
+
+/// Blocks until `number` threads wait for `condition`.
+inline void awaitWaiters(RWMutexLock& lock, RWCondition& condition, std::size_t number) {
+  while (waitersOf(lock, condition) != number) std::this_thread::yield();
 }
 
 }  // namespace orla
