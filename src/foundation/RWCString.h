@@ -1,6 +1,7 @@
 // The byte string of the library and the few operations on it that the standard string lacks.
 //
-// Letters are ASCII's and the locale plays no part: protocol texts mean the same on every machine.
+// Only ASCII letters count as letters, and the locale is ignored, because protocol texts must mean
+// the same on every machine.
 #pragma once
 
 #include <string>
@@ -8,7 +9,7 @@
 
 namespace orla {
 
-/// A counted string of 8-bit characters, zero bytes included, that also reads as zero-terminated.
+/// A counted string of 8-bit characters. It may contain zero bytes and is also zero-terminated.
 using RWCString = std::string;
 
 constexpr char toLowerAscii(char c) noexcept {
@@ -20,17 +21,17 @@ constexpr bool isDigitAscii(char c) noexcept {
   return c >= '0' && c <= '9';
 }
 
-/// True when the texts are equal but for the case of their letters.
+/// Returns true if the texts are equal when the case of letters is ignored.
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept;
 
-/// Below, at or above 0 as `a` comes before `b`, equals it or comes behind it, byte by byte, the case
-/// of letters ignored.
+/// Compares byte by byte, ignoring the case of letters. Returns -1 if `a` sorts before `b`, 0 if
+/// they are equal, 1 if `a` sorts after `b`.
 int compareIgnoringCase(std::string_view a, std::string_view b) noexcept;
 
-/// The text without the blanks (space only) at its end.
+/// Returns the text without the spaces at its end. Tabs stay.
 std::string_view stripTrailingBlanks(std::string_view text) noexcept;
 
-/// The text without the blanks (space only) at its beginning.
+/// Returns the text without the spaces at its beginning. Tabs stay.
 std::string_view stripLeadingBlanks(std::string_view text) noexcept;
 
 }  // namespace orla

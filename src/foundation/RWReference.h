@@ -1,5 +1,5 @@
-// Reference-counted bodies and the handles that share them: the one implementation behind portals,
-// request bodies, functors, addresses and HTTP clients.
+// Reference-counted bodies, and the handles that share them. Portals, request bodies, functors,
+// addresses and HTTP clients all use these classes.
 #pragma once
 
 #include <atomic>
@@ -7,8 +7,8 @@
 
 namespace orla {
 
-/// The base of a reference-counted body. A body starts with no reference, on the heap; the last
-/// RWTHandle that lets go of it deletes it. Counting is safe from any thread.
+/// The base of a reference-counted body. A body is allocated with new and starts with no reference.
+/// The last RWTHandle that releases it deletes it. Any thread may count.
 class RWReference {
  public:
   RWReference() = default;
@@ -17,7 +17,7 @@ class RWReference {
   virtual ~RWReference() noexcept(false) {}
 
   void addReference() noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
-  /// The number of references left.
+  /// Returns the number of references left.
   unsigned removeReference() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
   bool isReferenced() const noexcept { return count_.load(std::memory_order_relaxed) != 0; }
 
@@ -25,16 +25,18 @@ class RWReference {
   std::atomic<unsigned> count_{0};
 };
 
-/// A reference-counted body whose count is changed under a lock of its own, which is made when a
-/// second reference is first taken: until then there is nobody to lock out.
+/// A reference-counted body whose count is guarded by a mutex, so that the thread that releases the
+/// last reference deletes the body only after every other thread has left removeReference(). The
+/// lock is created with the second reference, because a body with one reference is used by one
+/// thread.
 template <class Lock>
 class RWTCountingBody : public RWReference {
  public:
   RWTCountingBody() = default;
-  /// Raises what the lock's destructor raises.
+  /// Throws what the lock's destructor throws.
   ~RWTCountingBody() noexcept(false) override { delete lock_.load(std::memory_order_acquire); }
 
-  /// Adds nothing when the lock raises.
+  /// Adds no reference if the lock throws.
   void addReference() {
     if (!isReferenced()) return RWReference::addReference();
     Lock& lock = sharedLock();
@@ -47,11 +49,12 @@ class RWTCountingBody : public RWReference {
       throw;
     }
   }
-  /// What the lock raises is dropped: the count is right without it, and a reference that could not
-  /// be let go of would leak the body. A lock that fails is reported when it is destroyed.
+  /// Returns the number of references left. Ignores failures of the lock, because the count is
+  /// correct without it (it is atomic), and a reference that is not released would leak the body. A
+  /// broken lock throws when it is destroyed.
   unsigned removeReference() noexcept {
-    // Locked ever after the first sharing: whoever lets go of the last reference must wait for those
-    // who are still letting go of theirs.
+    // Once shared, always lock: the thread that releases the last reference must not delete the
+    // lock while another thread is still inside release().
     Lock* const lock = lock_.load(std::memory_order_acquire);
     if (!lock) return RWReference::removeReference();
     try {
@@ -68,27 +71,28 @@ class RWTCountingBody : public RWReference {
   }
 
  private:
-  /// There before anybody else can hold the second reference.
+  /// Returns the lock and creates it if necessary. It exists before a second thread can hold a
+  /// reference.
   Lock& sharedLock() {
     Lock* lock = lock_.load(std::memory_order_acquire);
     if (lock) return *lock;
     Lock* const made = new Lock;
     if (lock_.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return *made;
-    delete made;  // Another thread was first.
+    delete made;  // Another thread created it first.
     return *lock;
   }
 
   std::atomic<Lock*> lock_{nullptr};
 };
 
-/// Holds one counted reference to a body, or none. Copies share the body. What the body's
-/// destructor raises leaves the handle's destructor and assignments, the body freed all the same.
+/// Holds one counted reference to a body, or none. Copies share the body. If the body's destructor
+/// throws, the handle's destructor or assignment throws the same, and the body is freed anyway.
 template <class Body>
 class RWTHandle {
  public:
   RWTHandle() noexcept = default;
-  /// Takes a reference to `body`, which may be null. When that fails, a body that nobody else
-  /// refers to is deleted.
+  /// Adds a reference to `body`, which may be null. If that throws, a body without any reference is
+  /// deleted.
   explicit RWTHandle(Body* body) : body_(body) {
     if (!body_) return;
     try {
@@ -114,8 +118,8 @@ class RWTHandle {
   explicit operator bool() const noexcept { return body_ != nullptr; }
 
  private:
-  // Not inline: it is rare, and a compiler that sees the delete warns of every later use of a body
-  // that other handles keep alive.
+  // Not inline, because a compiler that sees the delete warns about every later use of a body that
+  // other handles keep alive. Deleting is rare, so the call costs nothing.
   [[gnu::noinline]] static void destroy(Body* body) { delete body; }
 
   Body* body_ = nullptr;

@@ -9,8 +9,8 @@
 
 namespace orla {
 
-/// Values in an order that the user keeps. Iterators and references stay valid until the next
-/// change. An index outside the entries throws RWBoundsErr.
+/// Values in an order that the user maintains. Iterators and references are valid until the next
+/// change. Operations throw RWBoundsErr if the index is out of range.
 template <class T>
 class RWTValOrderedVector {
  public:

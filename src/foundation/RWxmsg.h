@@ -1,5 +1,5 @@
-// The base classes of every error that the HTTP, network and thread layers raise, and the texts of
-// the foundation's own errors.
+// The base classes of every error that the HTTP, network and thread layers throw, and the errors of
+// the foundation itself.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,8 @@
 
 namespace orla {
 
-/// An error that holds a message text. Copying never throws; the text lives as long as a copy does.
+/// An error that holds a message text. Copying never throws. The text is valid while a copy of the
+/// error exists.
 class RWxmsg : public std::runtime_error {
  public:
   explicit RWxmsg(const RWCString& text) : std::runtime_error(text) {}
@@ -23,14 +24,14 @@ class RWExternalErr : public RWxmsg {
   using RWxmsg::RWxmsg;
 };
 
-/// Misuse or a broken invariant.
+/// Misuse of the library or a broken invariant.
 class RWInternalErr : public RWxmsg {
  public:
   using RWxmsg::RWxmsg;
 };
 
-/// An index outside a vector: "[INDEX] Index (%u) out of range [0->%u]", with the index and the
-/// number of entries.
+/// An index that is out of range. The text holds the index and the number of entries:
+/// "[INDEX] Index (7) out of range [0->3]".
 class RWBoundsErr : public RWInternalErr {
  public:
   RWBoundsErr(std::size_t index, std::size_t entries)
@@ -38,7 +39,7 @@ class RWBoundsErr : public RWInternalErr {
                       std::to_string(entries) + "]") {}
 };
 
-/// The text of a std::bad_alloc wherever an error's message is asked for.
+/// The message that reports a std::bad_alloc.
 inline constexpr char kNoMemoryText[] = "[NOMEM] No memory";
 
 }  // namespace orla

@@ -1,5 +1,5 @@
-// Names the lock that guards a member; clang's -Wthread-safety checks it, other compilers ignore
-// it.
+// Annotations that name the lock of a member or a function. Clang checks them (-Wthread-safety),
+// and other compilers ignore them.
 #pragma once
 
 #if defined(__clang__)
