@@ -1,4 +1,4 @@
-// The base of bodies that threads share: HTTP clients and functors.
+// The base of the bodies that threads may share: HTTP clients and functors.
 #pragma once
 
 #include "foundation/RWReference.h"
@@ -7,10 +7,10 @@
 
 namespace orla {
 
-/// A reference-counted body whose count is guarded by a mutex as soon as it is shared.
+/// A reference-counted body whose count is guarded by a mutex once it is shared.
 class RWBodyBase : public RWTCountingBody<RWMutexLock> {};
 
-/// The body that `handle` holds; throws RWTHRInvalidPointer when it holds none.
+/// Returns the body that `handle` holds. Throws RWTHRInvalidPointer if it holds none.
 template <class Body>
 Body& bodyOf(const RWTHandle<Body>& handle) {
   if (!handle) throw RWTHRInvalidPointer();

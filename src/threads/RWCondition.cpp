@@ -9,7 +9,7 @@ namespace {
 
 using UnlockGuard = RWTMonitor<RWMutexLock>::UnlockGuard;
 
-// Calls `operation` and leads the text of every error that leaves it with `method`.
+// Calls `operation`. If it throws, throws an RWTHRInternalError with the same text after `method`.
 template <class Operation>
 auto namingErrors(const char* method, Operation operation) {
   try {
@@ -23,8 +23,8 @@ auto namingErrors(const char* method, Operation operation) {
 
 }  // namespace
 
-// The calling thread's place among the waiters. Made and destroyed while the mutex is held; a
-// signal takes it off the list, and whatever else ends the wait, its end does.
+// The calling thread's entry in the list of waiters. It is created and destroyed while the mutex is
+// held. A signal removes it from the list; after a timeout or a failure the destructor does.
 class RWCondition::Waiter {
  public:
   explicit Waiter(std::list<RWSemaphore*>& waiters) : waiters_(waiters) {

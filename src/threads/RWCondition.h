@@ -1,4 +1,5 @@
-// A condition variable: one private semaphore for each waiting thread, woken first in, first out.
+// A condition variable: one private semaphore for each waiting thread. Threads wake in the order in
+// which they began to wait.
 #pragma once
 
 #include <cstdint>
@@ -9,27 +10,29 @@
 
 namespace orla {
 
-/// Bound to a mutex that outlives it and that the caller holds, once, around every call: the mutex
-/// guards the list of waiters. A signal that finds no waiter is lost. Every failure raises
-/// RWTHRInternalError, its text led by "RWCondition::wait - " and the like.
+/// A condition is bound to a mutex, which must outlive it. The caller must hold the mutex exactly
+/// once when it calls any function, because the mutex guards the list of waiters. A signal is lost
+/// if no thread waits. Every failure throws RWTHRInternalError, whose text begins with the name of
+/// the function, for example "RWCondition::wait - ".
 class RWCondition {
  public:
-  /// Called before every wait, for a check of the calling thread. What it throws ends the wait and
-  /// is reported as any other failure of it.
+  /// Called before every wait, for example to check whether the thread was canceled. If it throws,
+  /// the wait ends and reports that like any other failure. The library itself sets no hook.
   using Hook = void (*)(RWCondition&);
 
   explicit RWCondition(RWMutexLock& mutex, Hook hook = nullptr) : hook_(hook), mutex_(&mutex) {}
   RWCondition(const RWCondition&) = delete;
   RWCondition& operator=(const RWCondition&) = delete;
 
-  /// Lets go of the mutex, blocks until signalled and takes the mutex again.
+  /// Releases the mutex, blocks until the thread is signaled, and acquires the mutex again.
   void wait();
-  /// True when signalled, false when `milliseconds` passed first. A signal given before this thread
-  /// has the mutex again still counts.
+  /// The same with a timeout. Returns true if the thread was signaled, false if `milliseconds`
+  /// passed first. A signal that another thread gives after the timeout still counts if it comes
+  /// before this thread has acquired the mutex again.
   bool wait(std::uint32_t milliseconds);
-  /// Wakes the thread that has waited longest, if any.
+  /// Wakes the thread that has waited longest, if a thread waits.
   void signal();
-  /// Wakes every thread that waits now.
+  /// Wakes every thread that is waiting.
   void signalAll();
 
  private:

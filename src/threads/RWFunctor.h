@@ -1,6 +1,6 @@
-// Functors: handles to calls that can be kept, copied and handed on. Copies share the call. An
-// unset functor tests false; calling it throws RWTHRInvalidPointer. What the call throws leaves the
-// functor's call operator.
+// Functors: handles to calls that can be stored, copied and passed on. Copies share the call. An
+// unset functor converts to false, and calling it throws RWTHRInvalidPointer. Exceptions of the
+// call pass through the functor.
 #pragma once
 
 #include <concepts>
@@ -14,7 +14,7 @@ namespace orla {
 class RWFunctor0 {
  public:
   RWFunctor0() = default;
-  /// From anything that can be called without arguments; the functor keeps a copy.
+  /// From anything that can be called without arguments. The functor stores a copy.
   template <std::invocable Call>
   requires(!std::same_as<Call, RWFunctor0>) RWFunctor0(Call call)
       : body_(new CallImp<Call>(std::move(call))) {}
@@ -53,7 +53,7 @@ template <class S1>
 class RWTFunctor1 {
  public:
   RWTFunctor1() = default;
-  /// Takes a reference to `body`, which may be null.
+  /// Adds a reference to `body`, which may be null.
   explicit RWTFunctor1(RWTFunctor1Imp<S1>* body) : body_(body) {}
 
   explicit operator bool() const noexcept { return static_cast<bool>(body_); }
@@ -63,8 +63,8 @@ class RWTFunctor1 {
   RWTHandle<RWTFunctor1Imp<S1>> body_;
 };
 
-/// Calls a global function with the functor's argument and one more, bound when the body is made.
-/// The function's result is dropped.
+/// Calls a global function with the functor's argument and a second argument, which is bound when
+/// the body is created. Ignores the function's result.
 template <class S1, class DR, class D1, class A1>
 class RWTFunctor1GA1Imp : public RWTFunctor1Imp<S1> {
  public:

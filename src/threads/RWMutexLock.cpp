@@ -23,7 +23,7 @@ void RWMutexLock::init() {
 
 void RWMutexLock::prepare() {
   if (hook_) hook_(*this);
-  // A lock of static storage may be used before its own constructor has run.
+  // A lock in static storage may be used before its constructor has run.
   if (!initialised_) init();
 }
 
@@ -47,9 +47,9 @@ bool RWMutexLock::acquireWithin(std::uint32_t milliseconds, const char* method) 
   const DWORD result = WaitForSingleObject(handle_, milliseconds);
   if (result == WAIT_OBJECT_0) return true;
   if (result == WAIT_TIMEOUT) return false;
-  // Unlike acquire(), which has no other answer to give, the bounded forms report an owner that
-  // died holding the mutex. The system has handed the mutex over all the same: give it back, for a
-  // caller whose acquire failed will not.
+  // Unlike acquire(), the forms with a timeout report that the owner died while it held the mutex.
+  // The system has given the mutex to this thread anyway. Release it here, because a caller whose
+  // acquire failed will not.
   if (result == WAIT_ABANDONED) ReleaseMutex(handle_);
   raiseSystemError(method, "WaitForSingleObject() - ");
 }

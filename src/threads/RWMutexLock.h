@@ -8,28 +8,28 @@
 
 namespace orla {
 
-/// Owned by a thread, which may acquire it again and must release it as often. Every failure of the
-/// system raises RWTHRInternalError.
+/// Recursive: the thread that owns the mutex may acquire it again, and must release it as often.
+/// Every failed system call throws RWTHRInternalError.
 class ORLA_CAPABILITY("mutex") RWMutexLock {
  public:
-  /// Called before every acquire, for a check of the calling thread; what it throws leaves the
-  /// acquire, with nothing acquired.
+  /// Called before every acquire, for example to check whether the thread was canceled. If it
+  /// throws, acquire throws the same and nothing is acquired. The library itself sets no hook.
   using Hook = void (*)(RWMutexLock&);
 
   explicit RWMutexLock(Hook hook = nullptr);
   RWMutexLock(const RWMutexLock&) = delete;
   RWMutexLock& operator=(const RWMutexLock&) = delete;
-  /// Raises what the system reports, unless an exception is unwinding the stack.
+  /// Throws if the system call fails, unless an exception is unwinding the stack.
   ~RWMutexLock() noexcept(false);
 
-  /// Blocks without limit. Takes over a mutex whose owner ended without releasing it.
+  /// Blocks without a timeout. Succeeds if the owner ended without releasing the mutex.
   void acquire() ORLA_ACQUIRE();
-  /// False when the mutex is still taken after `milliseconds` (0xFFFFFFFF: no limit). Raises when
-  /// the owner ended without releasing it; the mutex is then free again.
+  /// Returns false if another thread still owns the mutex after `milliseconds` (0xFFFFFFFF: no
+  /// timeout). Throws if the owner ended without releasing the mutex, which is then free again.
   bool acquire(std::uint32_t milliseconds) ORLA_TRY_ACQUIRE(true);
-  /// acquire(0).
+  /// The same as acquire(0).
   bool tryAcquire() ORLA_TRY_ACQUIRE(true);
-  /// Raises when the calling thread does not own the mutex.
+  /// Throws if the calling thread does not own the mutex.
   void release() ORLA_RELEASE();
 
  private:

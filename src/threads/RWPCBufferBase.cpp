@@ -8,7 +8,7 @@ namespace orla {
 
 namespace {
 
-// Waits as one of `waiting`, also when the wait raises.
+// Waits, and counts the thread in `waiting` for as long, also if the wait throws.
 void waitCounted(RWCondition& condition, unsigned& waiting) {
   ++waiting;
   try {

@@ -1,5 +1,5 @@
-// The producer-consumer buffer without its items: the open state, the capacity, who waits and who
-// is woken.
+// The producer-consumer buffer without its items: whether it is open, its capacity, and which
+// threads wait and are woken.
 #pragma once
 
 #include <cstddef>
@@ -12,34 +12,36 @@
 
 namespace orla {
 
-/// Any number of threads may read and write. The buffer starts open.
+/// Any number of threads may read and write. A new buffer is open.
 ///
-/// Callbacks run on the thread that meets their occasion and without the lock, so that they may use
-/// the buffer. What one throws leaves the call that ran it, with the buffer as it would be without
-/// the callback.
+/// A callback runs on the thread whose call triggers it. The lock is not held, so the callback may
+/// use the buffer. If a callback throws, that call throws the same, and the state of the buffer is
+/// as if there were no callback.
 class RWPCBufferBase : protected RWTMonitor<RWMutexLock> {
  public:
   virtual ~RWPCBufferBase() = default;
 
   std::size_t entries() const;
-  /// An item can be read; also from a closed buffer.
+  /// Returns true if the buffer holds an item, which can be read even if the buffer is closed.
   bool readable() const;
-  /// The buffer is open and below its capacity.
+  /// Returns true if the buffer is open and not full.
   bool writable() const;
   bool isOpen() const;
 
-  /// Sets the maximum capacity (0: no limit) and returns the one before. Writers that may have room
-  /// now are woken; items above the new limit stay.
+  /// Sets the maximum capacity (0: no limit) and returns the previous one. Wakes the waiting
+  /// writers if there may be room for them now. Items above a lower limit stay.
   std::uint32_t changeCapacity(std::uint32_t capacity);
   void open();
-  /// Makes every write fail, and every read once the items are gone; wakes all who wait.
+  /// Lets every write fail, and every read once the buffer is empty. Wakes all waiting threads.
   void close();
 
-  /// Runs in place of a reader's first wait for an empty buffer, once until the next write.
+  /// Sets the callback that a reader runs when it finds the buffer empty, instead of its first
+  /// wait. It runs at most once between two writes.
   void onEmpty(RWFunctor0 callback);
-  /// Runs in place of a writer's first wait for a full buffer, once until a read makes room.
+  /// Sets the callback that a writer runs when it finds the buffer full, instead of its first wait.
+  /// It runs at most once until a read makes room.
   void onFull(RWFunctor0 callback);
-  /// Runs whenever a closed buffer is opened, or an open one closed.
+  /// These set the callbacks for opening a closed buffer and for closing an open one.
   void onOpen(RWFunctor0 callback);
   void onClose(RWFunctor0 callback);
 
@@ -50,17 +52,19 @@ class RWPCBufferBase : protected RWTMonitor<RWMutexLock> {
   virtual bool canRead() const ORLA_REQUIRES(mutex_) { return count() != 0; }
   virtual bool canWrite() const ORLA_REQUIRES(mutex_);
 
-  /// Blocks until an item can be read; throws RWTHRClosedException when there will be none.
+  /// Blocks until an item can be read. Throws RWTHRClosedException if the buffer is closed and
+  /// empty.
   void awaitItem() ORLA_REQUIRES(mutex_);
-  /// An item was taken: ends the full spell and wakes a writer when there is room now.
+  /// Called after an item was removed: allows the full callback to run again, and wakes a writer if
+  /// there is room now.
   void itemTaken() ORLA_REQUIRES(mutex_);
-  /// Blocks until an item can be written; throws RWTHRClosedException when the buffer is closed.
+  /// Blocks until an item can be written. Throws RWTHRClosedException if the buffer is closed.
   void awaitRoom() ORLA_REQUIRES(mutex_);
-  /// An item was added: ends the empty spell and wakes a reader.
+  /// Called after an item was added: allows the empty callback to run again, and wakes a reader.
   void itemAdded() ORLA_REQUIRES(mutex_);
 
-  /// A reader or writer leaves with nothing done: if it was woken for an item or for room that is
-  /// still there, the next one is woken in its place.
+  /// Called when a read or write fails. The failed thread may have been woken for an item, or for
+  /// room, that is still there: wakes the next thread instead.
   void passItemOn() ORLA_REQUIRES(mutex_);
   void passRoomOn() ORLA_REQUIRES(mutex_);
 

@@ -35,7 +35,7 @@ bool RWSemaphore::acquireWithin(std::uint32_t milliseconds, const char* method) 
   if (hook_) hook_(*this);
   const DWORD result = WaitForSingleObject(handle_, milliseconds);
   if (result == WAIT_OBJECT_0) return true;
-  // A wait without limit has no time to run out of.
+  // A wait without a timeout cannot time out.
   if (result == WAIT_TIMEOUT && milliseconds != INFINITE) return false;
   raiseSystemError(method, "WaitForSingleObject() - ");
 }

@@ -7,26 +7,27 @@
 
 namespace orla {
 
-/// Safe from any thread. Every failure of the system raises RWTHRInternalError.
+/// Any thread may use it. Every failed system call throws RWTHRInternalError.
 class RWSemaphore {
  public:
-  /// Called before every acquire, for a check of the calling thread; what it throws leaves the
-  /// acquire, with nothing acquired.
+  /// Called before every acquire, for example to check whether the thread was canceled. If it
+  /// throws, acquire throws the same and nothing is acquired. The library itself sets no hook.
   using Hook = void (*)(RWSemaphore&);
 
-  /// Starts at `count`, which must not be negative; the count never exceeds 2147483647.
+  /// Starts at `count`, which must not be negative. The count never exceeds 2147483647.
   explicit RWSemaphore(std::int32_t count, Hook hook = nullptr);
   RWSemaphore(const RWSemaphore&) = delete;
   RWSemaphore& operator=(const RWSemaphore&) = delete;
-  /// Raises what the system reports, unless an exception is unwinding the stack.
+  /// Throws if the system call fails, unless an exception is unwinding the stack.
   ~RWSemaphore() noexcept(false);
 
-  /// Blocks without limit until the count is above 0, and lowers it.
+  /// Blocks without a timeout until the count is above 0, then decrements it.
   void acquire();
-  /// False when the count is still 0 after `milliseconds` (0xFFFFFFFF: no limit).
+  /// Returns false if the count is still 0 after `milliseconds` (0xFFFFFFFF: no timeout).
   bool acquire(std::uint32_t milliseconds);
-  /// acquire(0).
+  /// The same as acquire(0).
   bool tryAcquire();
+  /// Increments the count. Throws if it has its maximum.
   void release();
 
  private:

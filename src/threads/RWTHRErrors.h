@@ -1,4 +1,4 @@
-// The errors of the thread layer. Their texts carry no class name in front.
+// The errors of the thread layer. Their texts do not begin with the class name.
 #pragma once
 
 #include "foundation/RWxmsg.h"
@@ -10,7 +10,7 @@ class RWTHRxmsg : public RWxmsg {
   using RWxmsg::RWxmsg;
 };
 
-/// A call of the system failed. The text names the method, the call and the system's error code:
+/// A system call failed. The text names the method, the call and the system's error code:
 /// "RWMutexLock::acquire - WaitForSingleObject() - Error Code: 6".
 class RWTHRInternalError : public RWTHRxmsg {
  public:
@@ -29,8 +29,8 @@ class RWTHRInvalidPointer : public RWTHRxmsg {
   RWTHRInvalidPointer() : RWTHRxmsg("Invalid pointer") {}
 };
 
-/// Throws the RWTHRInternalError of the call that has just failed: `method`, `call`, "Error Code: "
-/// and the calling thread's last error in decimal.
+/// Throws an RWTHRInternalError for a system call that has just failed. Its text is `method`,
+/// `call`, "Error Code: " and the calling thread's last error in decimal.
 [[noreturn]] void raiseSystemError(const char* method, const char* call);
 
 }  // namespace orla

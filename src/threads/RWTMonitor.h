@@ -1,4 +1,5 @@
-// The base of an object whose members are guarded by one lock, and the scopes that hold it.
+// The base of an object whose members are guarded by one lock, and the scopes that hold or release
+// the lock.
 #pragma once
 
 #include "foundation/ThreadAnnotations.h"
@@ -13,8 +14,8 @@ class RWTMonitor {
   RWTMonitor(const RWTMonitor&) = delete;
   RWTMonitor& operator=(const RWTMonitor&) = delete;
 
-  /// Holds `lock` for a scope. What the release raises leaves the scope, unless another exception
-  /// is already leaving it.
+  /// Holds `lock` for a scope. If the release fails, the destructor throws, unless another
+  /// exception is unwinding the scope.
   class ORLA_SCOPED_CAPABILITY LockGuard {
    public:
     explicit LockGuard(Lock& lock) ORLA_ACQUIRE(lock) : lock_(lock) { lock_.acquire(); }
@@ -33,15 +34,16 @@ class RWTMonitor {
     const UnwindDetector unwind_;
   };
 
-  /// Lets go of `lock`, which the thread holds once, for a scope, and takes it again at the end,
-  /// also when an exception leaves the scope. What taking it raises leaves the scope, unless
-  /// another exception is already leaving it: the lock is then not held.
+  /// Releases `lock`, which the thread holds once, for a scope, and acquires it again at the end,
+  /// also if an exception unwinds the scope. If that acquire fails, the lock is not held, and the
+  /// destructor throws, unless another exception is unwinding the scope.
   class ORLA_SCOPED_CAPABILITY UnlockGuard {
    public:
     explicit UnlockGuard(Lock& lock) ORLA_RELEASE(lock) : lock_(lock) { lock_.release(); }
     UnlockGuard(const UnlockGuard&) = delete;
     UnlockGuard& operator=(const UnlockGuard&) = delete;
-    ~UnlockGuard() noexcept(false) ORLA_RELEASE() {  // So says the checker: the scope is undone.
+    // Clang expects this annotation on every scope's destructor, also if it acquires.
+    ~UnlockGuard() noexcept(false) ORLA_RELEASE() {
       try {
         lock_.acquire();
       } catch (...) {

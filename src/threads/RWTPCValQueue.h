@@ -16,9 +16,9 @@ namespace orla {
 template <class T>
 class RWTPCValBufferBase : public RWPCBufferBase {
  public:
-  /// Takes the first item; blocks while there is none and the buffer is open. Items queued before
-  /// close() are still read. Throws RWTHRClosedException ("Buffer is closed") when the buffer is
-  /// closed and empty. An item whose copying throws stays in the buffer.
+  /// Removes and returns the first item. Blocks while the buffer is empty and open. Items written
+  /// before close() can still be read. Throws RWTHRClosedException ("Buffer is closed") if the
+  /// buffer is closed and empty. If copying the item throws, the item stays in the buffer.
   T read() {
     LockGuard guard(mutex_);
     try {
@@ -29,7 +29,8 @@ class RWTPCValBufferBase : public RWPCBufferBase {
     }
   }
 
-  /// The first item, or none when there is none now: never blocks.
+  /// Removes and returns the first item, or returns nothing if the buffer is empty. Never blocks
+  /// for an item.
   std::optional<T> tryRead() {
     static_assert(std::is_nothrow_move_constructible_v<T>, "an item must not get lost on its way");
     LockGuard guard(mutex_);
@@ -39,8 +40,8 @@ class RWTPCValBufferBase : public RWPCBufferBase {
     return item;
   }
 
-  /// Adds an item behind the others; blocks while the buffer is full and open. Throws
-  /// RWTHRClosedException ("Buffer is closed") when the buffer is closed.
+  /// Adds an item after the others. Blocks while the buffer is full and open. Throws
+  /// RWTHRClosedException ("Buffer is closed") if the buffer is closed.
   void write(T item) {
     LockGuard guard(mutex_);
     try {
@@ -60,8 +61,8 @@ class RWTPCValBufferBase : public RWPCBufferBase {
   virtual void append(T&& item) ORLA_REQUIRES(mutex_) = 0;
 
  private:
-  /// Not inside the reader's "try", from where compilers return by one more copy, which might fail
-  /// when the item has left the buffer already.
+  /// Separate from read(), because compilers do not elide the copy of a local that is returned from
+  /// inside a try block. If that copy threw, the item, which is already removed, would be lost.
   T takeAwaited() ORLA_REQUIRES(mutex_) {
     awaitItem();
     T item = takeFirst();
@@ -70,11 +71,11 @@ class RWTPCValBufferBase : public RWPCBufferBase {
   }
 };
 
-/// A producer-consumer buffer that hands its items on in the order of their writing.
+/// A producer-consumer buffer that returns its items in the order in which they were written.
 template <class T>
 class RWTPCValQueue : public RWTPCValBufferBase<T> {
  public:
-  /// `maximumCapacity` 0: no limit.
+  /// A `maximumCapacity` of 0 means no limit.
   explicit RWTPCValQueue(std::uint32_t maximumCapacity = 0)
       : RWTPCValBufferBase<T>(maximumCapacity) {}
 
