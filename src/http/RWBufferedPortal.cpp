@@ -1,15 +1,10 @@
 #include "http/RWBufferedPortal.h"
 
+#include <utility>
+
 #include "net/ReceiveString.h"
 
 namespace orla {
-
-namespace {
-
-constexpr std::size_t kMaxGathered = 64 * 1024;
-constexpr std::size_t kInitialGathered = 512;  // Heads without a body.
-
-}  // namespace
 
 RWBufferedPortalImp::RWBufferedPortalImp(const RWPortal& portal) : portal_(portal) {}
 
@@ -58,22 +53,34 @@ int RWBufferedPortalImp::send(const char* buffer, int length, std::uint32_t) {
 
 int RWBufferedPortalImp::send(const char* buffer, int length) {
   if (length <= 0) return 0;
-  if (gathered_.size() + static_cast<std::size_t>(length) > kMaxGathered) flush();
-  midMessage_ = true;
-  if (gathered_.capacity() == 0) gathered_.reserve(kInitialGathered);
-  gathered_.insert(gathered_.end(), buffer, buffer + length);
+  gather(std::string_view(buffer, static_cast<std::size_t>(length)));
   return length;
 }
 
-void RWBufferedPortalImp::flush() {
-  if (gathered_.empty()) return;
-  try {
-    portal_.sendFully(gathered_.data(), static_cast<int>(gathered_.size()));
-  } catch (...) {
-    gathered_.clear();
-    throw;
+void RWBufferedPortalImp::sendPieces(std::string_view bytes, std::size_t) {
+  gather(bytes);
+}
+
+void RWBufferedPortalImp::gather(std::string_view bytes) {
+  midMessage_ = true;
+  while (!bytes.empty()) {
+    const bool isDirect = gatheredSize_ == 0 && bytes.size() >= kMaxGathered;
+    const std::size_t room = isDirect ? kMaxDirect : kMaxGathered - gatheredSize_;
+    const std::string_view piece = bytes.substr(0, room);
+    if (isDirect) {
+      portal_.sendFully(piece.data(), static_cast<int>(piece.size()));
+    } else {
+      piece.copy(gathered_.data() + gatheredSize_, piece.size());
+      gatheredSize_ += piece.size();
+      if (gatheredSize_ == kMaxGathered) flush();
+    }
+    bytes.remove_prefix(piece.size());
   }
-  gathered_.clear();  // Keeps its memory for the next pieces.
+}
+
+void RWBufferedPortalImp::flush() {
+  const std::size_t size = std::exchange(gatheredSize_, 0);  // Dropped if the send throws.
+  portal_.sendFully(gathered_.data(), static_cast<int>(size));
 }
 
 }  // namespace orla

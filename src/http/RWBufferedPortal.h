@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <vector>
 
 #include "net/RWPortal.h"
 
@@ -32,6 +31,7 @@ class RWBufferedPortalImp : public RWPortalImp {
   /// here: gathering does not wait.
   int send(const char* buffer, int length, std::uint32_t timeout) override;
   int send(const char* buffer, int length) override;
+  void sendPieces(std::string_view bytes, std::size_t maxPiece) override;
   std::string_view buffered() const noexcept override { return unread_; }
   void skip(std::size_t count) noexcept override { unread_.remove_prefix(count); }
 
@@ -45,14 +45,19 @@ class RWBufferedPortalImp : public RWPortalImp {
 
  private:
   static constexpr int kReadAhead = 16 * 1024;
+  static constexpr std::size_t kMaxGathered = 16 * 1024;
+  static constexpr std::size_t kMaxDirect = 64 * 1024;
 
   template <class Receive>
   int receive(char* buffer, int length, bool* more, Receive receiveBelow);
+  /// Sends what is large without a copy, in pieces of kMaxDirect bytes, and gathers the rest.
+  void gather(std::string_view bytes);
 
   RWPortal portal_;
   std::array<char, kReadAhead> ahead_;
   std::string_view unread_;  // The part of ahead_ that was not delivered yet.
-  std::vector<char> gathered_;
+  std::array<char, kMaxGathered> gathered_;
+  std::size_t gatheredSize_ = 0;
   bool midMessage_ = false;
 };
 

@@ -125,12 +125,14 @@ bool RWHttpHeaderList::remove(std::string_view label) {
 }
 
 RWCString RWHttpHeaderList::asString() const {
-  constexpr std::size_t kLineEstimate = 64;
   RWCString text;
-  text.reserve(headers_.entries() * kLineEstimate);
+  appendTo(text);
+  return text;
+}
+
+void RWHttpHeaderList::appendTo(RWCString& text) const {
   for (const RWHttpGenericHeader& header : headers_)
     text.append(header.getLabel()).append(": ").append(header.getValue()).append("\r\n");
-  return text;
 }
 
 void RWHttpHeaderCollector::add(std::string_view label, std::string_view value) {

@@ -118,6 +118,8 @@ class RWHttpHeaderList {
 
   /// Each header line with its "\r\n".
   RWCString asString() const;
+  /// Appends asString() to `text`.
+  void appendTo(RWCString& text) const;
 
  private:
   friend class RWHttpHeaderCollector;

@@ -13,6 +13,9 @@ namespace orla {
 
 namespace {
 
+/// Room for a usual line.
+constexpr std::size_t kInitialLine = 128;
+
 /// The position behind the run of digits at `start`.
 std::size_t skipDigits(std::string_view text, std::size_t start) {
   while (start < text.size() && isDigitAscii(text[start])) ++start;
@@ -38,7 +41,9 @@ void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
 
 }  // namespace
 
-RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {}
+RWHttpLineReader::RWHttpLineReader(const RWPortal& portal) : portal_(portal) {
+  line_.reserve(kInitialLine);
+}
 
 const RWCString& RWHttpLineReader::readLine() {
   line_.clear();

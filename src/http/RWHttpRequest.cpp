@@ -13,6 +13,9 @@ namespace {
 /// The body goes out in pieces of at most this many bytes.
 constexpr std::size_t kPieceSize = 4080;
 
+/// Room for a usual head, without the method and the URI.
+constexpr std::size_t kInitialHead = 256;
+
 RWCString toHex(std::size_t value) {
   char digits[2 * sizeof value];
   const auto result = std::to_chars(digits, digits + sizeof digits, value, 16);
@@ -58,9 +61,8 @@ void RWHttpRequest::setBody(RWTHandle<RWHttpRequestBody> body) {
 }
 
 RWCString RWHttpRequest::requestLine() const {
-  constexpr std::size_t kRest = sizeof "  HTTP/1.1\r\n";  // And the line end that follows.
   RWCString line;
-  line.reserve(method_.size() + uri_.size() + kRest);
+  line.reserve(method_.size() + uri_.size() + kInitialHead);
   line.append(method_).append(" ").append(uri_).append(" HTTP/");
   line.append(std::to_string(majorVersion_)).append(".").append(std::to_string(minorVersion_));
   return line;
@@ -80,16 +82,20 @@ void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::ui
   }
   headers.insert(RWHttpHostHeader(host, port));  // Refused when there is one, even an empty one.
 
-  portal.sendFully(requestLine() + "\r\n");
-  portal.sendFully(headers.asString() + "\r\n");
+  RWCString text = requestLine();
+  portal.sendFully(text.append("\r\n"));
+  text.clear();
+  headers.appendTo(text);
+  portal.sendFully(text.append("\r\n"));
 
+  if (!chunked) portal.sendPieces(body_->readRest(), kPieceSize);
   for (std::string_view piece; !(piece = body_->read(kPieceSize)).empty();) {
     if (!chunked) {
       portal.sendFully(piece.data(), static_cast<int>(piece.size()));
       continue;
     }
     portal.sendFully(toHex(piece.size()) + "\r\n");
-    portal.sendFully(RWCString(piece) + "\r\n");
+    portal.sendFully(text.assign(piece).append("\r\n"));
   }
   if (chunked) portal.sendFully(RWCString("0\r\n\r\n"));
 }

@@ -43,6 +43,9 @@ class RWHttpRequestBody : public RWReference {
   /// The next piece, of at most `most` bytes; empty at the end. It is the body's own, and good until
   /// the next call.
   virtual std::string_view read(std::size_t most) = 0;
+  /// Everything that read() would still return, if the body has it in memory, and then uses it up.
+  /// Empty otherwise. Valid while the body exists.
+  virtual std::string_view readRest() { return {}; }
   /// The whole length in bytes, or -1 when it is not known in advance, which selects chunked
   /// framing.
   virtual std::int64_t getLength() const = 0;
@@ -54,6 +57,7 @@ class RWHttpRequestStringBody : public RWHttpRequestBody {
   explicit RWHttpRequestStringBody(RWCString text = RWCString());
 
   std::string_view read(std::size_t most) override;
+  std::string_view readRest() override { return read(text_.size()); }
   std::int64_t getLength() const override;
 
  private:

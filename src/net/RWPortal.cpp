@@ -11,6 +11,17 @@ namespace {
 
 constexpr std::size_t kMaxLength = std::numeric_limits<int>::max();
 
+/// Sends until `atLeast` bytes of the buffer are sent, and returns their number.
+int sendUntil(RWPortalImp& channel, const char* buffer, int length, int atLeast) {
+  int done = 0;
+  while (done < atLeast) {
+    const int sent = channel.send(buffer + done, length - done);
+    if (sent < 1) throw RWNetCantSendError();
+    done += sent;
+  }
+  return done;
+}
+
 }  // namespace
 
 int RWPortalImp::recv(char*, int, bool*, std::uint32_t) {
@@ -21,6 +32,14 @@ RWCString RWPortalImp::recv(std::uint32_t) {
 }
 int RWPortalImp::send(const char*, int, std::uint32_t) {
   throw RWNetTimeoutNotImplementedError();
+}
+
+void RWPortalImp::sendPieces(std::string_view bytes, std::size_t maxPiece) {
+  while (!bytes.empty()) {
+    const int length = static_cast<int>(std::min({bytes.size(), maxPiece, kMaxLength}));
+    sendUntil(*this, bytes.data(), length, length);
+    bytes.remove_prefix(static_cast<std::size_t>(length));
+  }
 }
 
 int RWNoPortalImp::recv(char*, int, bool*, std::uint32_t) {
@@ -107,13 +126,7 @@ int RWPortal::sendFully(const char* buffer, int length, int atLeast) const {
   // A negative length, also the one of callers that leave it out, makes this negative as well:
   // nothing is sent, and the text is not even measured.
   if (atLeast < 0 || atLeast > length) atLeast = length;
-  int done = 0;
-  while (done < atLeast) {
-    const int sent = send(buffer + done, length - done);
-    if (sent < 1) throw RWNetCantSendError();
-    done += sent;
-  }
-  return done;
+  return sendUntil(*implementation_, buffer, length, atLeast);
 }
 
 int RWPortal::sendFully(const RWCString& text) const {

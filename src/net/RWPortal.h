@@ -29,6 +29,9 @@ class RWPortalImp : public RWReference {
   virtual RWCString recv() = 0;
   virtual int send(const char* buffer, int length, std::uint32_t timeout);
   virtual int send(const char* buffer, int length) = 0;
+  /// Sends all of `bytes`, in sends of at most `maxPiece` bytes. Throws RWNetCantSendError if a send
+  /// takes nothing. An implementation that gathers sends may pass on larger pieces.
+  virtual void sendPieces(std::string_view bytes, std::size_t maxPiece);
 
   /// The bytes that were received ahead of the caller and are still to be delivered; empty for an
   /// implementation without a buffer. Never blocks. Valid until the next receive or skip().
@@ -67,6 +70,9 @@ class RWPortal {
   int send(const char* buffer, int length, std::uint32_t timeout) const;
   int send(const char* buffer, int length) const;
   int send(const RWCString& text) const;
+  void sendPieces(std::string_view bytes, std::size_t maxPiece) const {
+    implementation_->sendPieces(bytes, maxPiece);
+  }
   std::string_view buffered() const noexcept { return implementation_->buffered(); }
   void skip(std::size_t count) const noexcept { implementation_->skip(count); }
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/ErrorOf.h"
 #include "support/PortalFixture.h"
 
 namespace orla {
@@ -63,11 +64,40 @@ TEST(RWBufferedPortal, GathersSendsUntilTheFlush) {
   EXPECT_THAT(wire.writes(), IsEmpty());
   portal.flush();
   portal.flush();
-  const RWCString a(4000, 'a'), b(4000, 'b');
-  for (int i = 0; i < 16; ++i) portal.send(a.data(), 4000);
-  for (int i = 0; i < 9; ++i) portal.send(b.data(), 4000);
-  portal.flush();
-  EXPECT_THAT(wire.writes(), ElementsAre("abcd", RWCString(64000, 'a'), RWCString(36000, 'b')));
+  EXPECT_THAT(wire.writes(), ElementsAre("abcd"));
+}
+
+TEST(RWBufferedPortal, SendsLargeRunsInLargePiecesAndInOrder) {
+  RWCString text;
+  for (int i = 0; i < 50000; ++i) text += std::to_string(i);
+  const std::size_t kSizes[] = {1, 4080, 16383, 16384, 16385, 100000, 150000};
+  for (const std::size_t size : kSizes) {
+    const PortalFixture wire;
+    RWBufferedPortalImp portal(wire.portal());
+    const RWCString run = text.substr(0, size);
+    portal.send("head", 4);
+    portal.sendPieces(run, 4080);
+    portal.send("tail", 4);
+    portal.flush();
+    RWCString sent;
+    for (const RWCString& write : wire.writes()) sent += write;
+    EXPECT_EQ(sent, "head" + run + "tail");
+    EXPECT_LE(wire.writes().size(), 3 + size / 65536) << size;
+  }
+}
+
+TEST(RWBufferedPortal, DropsWhatItCouldNotSend) {
+  struct BrokenPortalImp : RWPortalImp {
+    int recv(char*, int, bool*) override { return 0; }
+    RWCString recv() override { return ""; }
+    int send(const char*, int) override { return 0; }
+  };
+  RWBufferedPortalImp portal{RWPortal(new BrokenPortalImp)};
+  portal.send("ab", 2);
+  EXPECT_EQ(test::errorOf([&] { portal.flush(); }),
+            "RWNetCantSendError: failed to send data into communications channel");
+  EXPECT_EQ(test::errorOf([&] { portal.flush(); }), "nothing raised");
+  EXPECT_TRUE(portal.isMidMessage());
 }
 
 }  // namespace orla
