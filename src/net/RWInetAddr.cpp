@@ -13,7 +13,7 @@ namespace orla {
 
 namespace {
 
-/// The words of a text, set apart by blanks.
+/// Splits a text into its words, which are separated by spaces.
 std::vector<RWCString> words(std::string_view text) {
   std::vector<RWCString> result;
   for (text = stripLeadingBlanks(text); !text.empty(); text = stripLeadingBlanks(text)) {

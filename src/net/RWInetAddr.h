@@ -7,12 +7,12 @@
 
 namespace orla {
 
-/// An internet address. Names are looked up when raw() is asked for.
+/// An internet address. Names are looked up when raw() is called.
 class RWInetAddr final : public RWSockAddrBase {
  public:
-  /// Types are numbered as in RWSockKind; protocol 0 is the type's default.
+  /// Types have the numbers of RWSockKind. Protocol 0 is the type's default.
   RWInetAddr(RWInetServicePort port, RWInetHost host, int type = 1, int protocol = 0);
-  /// From a text, its words set apart by ":" or blanks and comments in parentheses:
+  /// From a text. ":" or spaces separate the words, and text in parentheses is a comment:
   ///     [inet:] port                the any-address, type stream
   ///     [inet:] host:port           type stream
   ///     [inet:] type:host:port      "stream", "dgram", "raw", "rdm", "seqpacket"
@@ -25,7 +25,7 @@ class RWInetAddr final : public RWSockAddrBase {
   RWSockKind kind() const override { return kind_; }
   /// 16 bytes, a sockaddr_in.
   RWRawSockAddr raw() const override;
-  /// "inet:stream:www:80", which also reads back.
+  /// For example "inet:stream:www:80". The constructor reads this form back.
   RWCString text() const override;
 
  private:

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kMaxHostName = 257;
 
-/// "(a,b)", or nothing for an empty list.
+/// Returns "(a,b)", or an empty text for an empty list.
 template <class List, class Text>
 RWCString parenthesized(const List& list, Text text) {
   RWCString result;
@@ -35,7 +35,7 @@ RWInetHost::RWInetHost(const RWCString& text) {
     return;
   }
   const std::uint32_t address = inet_addr(known_.name.c_str());
-  // The limited broadcast's address is the value that also means "no address".
+  // inet_addr() returns the same value for the limited broadcast address and for a name.
   if (address == INADDR_NONE && known_.name != "255.255.255.255") {
     known_.hasName = true;
   } else {
@@ -51,7 +51,7 @@ RWInetHost::RWInetHost(std::uint32_t address) {
 }
 
 RWInetHost RWInetHost::me() {
-  char name[kMaxHostName + 1] = {};  // A name that fills what the call is given ends all the same.
+  char name[kMaxHostName + 1] = {};  // Terminated even if the name fills it.
   if (gethostname(name, kMaxHostName) != 0) throw RWInetHostNotFoundError("RWInetHost::me()");
   return RWInetHost(RWCString(name));
 }

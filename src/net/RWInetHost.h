@@ -1,8 +1,11 @@
 // An internet host: a name, an IPv4 address, or both.
 //
-// A host is made from what the caller has; what is missing is looked up when it is asked for, on
-// the calling thread and without a limit of time, and kept. A failed look-up is remembered, so that
-// the resolver is asked once. Hosts are plain values without locks: asking counts as changing.
+// A host is created from a name or an address. The other value is looked up when an accessor needs
+// it, on the calling thread and without a timeout, and is then stored. A failed lookup is stored
+// too, so that the resolver is called once.
+//
+// Hosts are plain values without locks. The accessors may store what they look up: two threads must
+// not call them on the same object at the same time.
 #pragma once
 
 #include <cstdint>
@@ -14,35 +17,36 @@ namespace orla {
 
 class RWInetHost {
  public:
-  /// The any-address: every address of this machine. It is never looked up.
+  /// The any-address, which means every address of this computer. It is never looked up.
   RWInetHost();
-  /// From a name, a dotted address or "ANY" (letter case ignored). Nothing is looked up. Throws
-  /// RWInetHostNotFoundError for an empty text.
+  /// From a name, a dotted address or "ANY" (in any case). Looks nothing up. Throws
+  /// RWInetHostNotFoundError if the text is empty.
   explicit RWInetHost(const RWCString& text);
   /// From an address in network byte order.
   explicit RWInetHost(std::uint32_t address);
 
-  /// This machine, by the name that it calls itself.
+  /// Returns this computer, by its own host name. Throws RWInetHostNotFoundError if it has none.
   static RWInetHost me();
 
-  /// The accessors throw RWInetHostNotFoundError for what is neither known nor found.
+  /// Each accessor looks up what is not known, and throws RWInetHostNotFoundError if the lookup
+  /// fails. The name is the given one, or the official one if only the address was given.
   const RWCString& name() const;
   /// In network byte order.
   std::uint32_t address() const;
-  /// Always look up; empty for the any-address.
+  /// These always need a lookup. They are empty for the any-address.
   const std::vector<RWCString>& aliases() const;
   const std::vector<std::uint32_t>& addresses() const;
 
-  /// For diagnostics, from what is known: the name or the dotted address, then in parentheses the
-  /// aliases and the addresses.
+  /// For diagnostics, without a lookup: the name or the dotted address, then the known aliases and
+  /// addresses in parentheses.
   RWCString text() const;
 
  private:
-  /// Fills in what is not known, unless that failed before.
+  /// Looks up the values that are not known, unless a lookup has failed before.
   void resolve() const;
   void requireLookup() const;
 
-  /// What is known, given or looked up.
+  /// The values that were given or looked up.
   struct Known {
     RWCString name;
     std::uint32_t address = 0;
@@ -56,7 +60,7 @@ class RWInetHost {
   mutable Known known_;
 };
 
-/// The dotted form of an address in network byte order.
+/// Returns the dotted form of an address in network byte order.
 RWCString dottedAddress(std::uint32_t address);
 
 }  // namespace orla

@@ -1,7 +1,10 @@
 // An internet port: a number, the name of a service, or both.
 //
-// What is missing is looked up in the system's table of services when it is asked for, and kept.
-// Ports are plain values without locks: asking counts as changing.
+// A missing value is looked up in the system's table of services when an accessor needs it, and is
+// then stored.
+//
+// Ports are plain values without locks. The accessors may store what they look up: two threads must
+// not call them on the same object at the same time.
 #pragma once
 
 #include <cstdint>
@@ -13,29 +16,30 @@ namespace orla {
 
 class RWInetServicePort {
  public:
-  /// From a number. Throws RWInetServiceNotFoundError for one above 65535: no such port exists, and
-  /// a number cut to 16 bits would name another service's port.
+  /// From a number. Throws RWInetServiceNotFoundError if it is above 65535, because its low 16 bits
+  /// would be the port of another service.
   explicit RWInetServicePort(std::uint32_t number);
-  /// From decimal digits or a service name. Throws RWInetServiceNotFoundError for an empty text and
-  /// for a number above 65535.
+  /// From decimal digits or a service name. Looks nothing up. Throws RWInetServiceNotFoundError if
+  /// the text is empty or the number is above 65535.
   explicit RWInetServicePort(const RWCString& text);
 
-  /// In host byte order. Throws RWInetServiceNotFoundError for a service that is not found.
+  /// In host byte order. Throws RWInetServiceNotFoundError if the system does not know the service.
   std::uint16_t number() const;
-  /// The name as given, or the official one once looked up; empty when the system has none for the
+  /// The given name, or the official one after a lookup. Empty if the system has no name for the
   /// number.
   const RWCString& name() const;
-  /// Always looks up. Throws as number() does; empty when the system has no such number.
+  /// Always needs a lookup. Throws as number() does. Empty if the system has no name for the
+  /// number.
   const std::vector<RWCString>& aliases() const;
 
-  /// For diagnostics: the number, or the name where that is all that is known.
+  /// For diagnostics, without a lookup: the number, or the name if only that is known.
   RWCString text() const;
 
  private:
-  /// Fills in what is not known.
+  /// Looks up the values that are not known.
   void resolve() const;
 
-  /// What is known, given or looked up.
+  /// The values that were given or looked up.
   struct Known {
     std::uint16_t number = 0;
     RWCString name;

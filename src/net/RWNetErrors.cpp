@@ -36,7 +36,7 @@ static_assert(std::size(kErrorNames) == 51);
 }  // namespace
 
 RWCString winsockErrorName(int code) {
-  // From the last row: 11004 has two names, and the later one is the one that messages give.
+  // Searches from the last row, because 11004 has two names and messages use the later one.
   const auto found = std::find_if(std::rbegin(kErrorNames), std::rend(kErrorNames),
                                   [code](const ErrorName& row) { return row.code == code; });
   return found == std::rend(kErrorNames) ? std::to_string(code) : found->name;

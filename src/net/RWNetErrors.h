@@ -1,5 +1,5 @@
-// The errors that sockets, portals and addresses raise, and the names that they give to Winsock's
-// codes. Each text begins with the class's name.
+// The errors that sockets, portals and addresses throw, and the names of Winsock's codes in their
+// texts. Each text begins with the class name.
 #pragma once
 
 #include "foundation/RWCString.h"
@@ -7,18 +7,18 @@
 
 namespace orla {
 
-/// The short name of a Winsock code, such as "CONNREFUSED" for 10061; a code without a name in
-/// decimal.
+/// Returns the short name of a Winsock code, such as "CONNREFUSED" for 10061, or the code in
+/// decimal if it has no name.
 RWCString winsockErrorName(int code);
 
 // ---------------------------------------------------------------------------------------------
 // Sockets
 // ---------------------------------------------------------------------------------------------
 
-/// A socket call that failed: "RWSocketError: in RWSocket::connect: CONNREFUSED".
+/// A socket call failed: "RWSocketError: in RWSocket::connect: CONNREFUSED".
 class RWSocketError : public RWInternalErr {
  public:
-  /// `operation` must outlive every copy of the error: a literal.
+  /// `operation` must outlive every copy of the error. Pass a literal.
   RWSocketError(const char* operation, int code)
       : RWInternalErr(RWCString("RWSocketError: in ") + operation + ": " + winsockErrorName(code)),
         operation_(operation),
@@ -34,8 +34,8 @@ class RWSocketError : public RWInternalErr {
   int code_;
 };
 
-/// A socket was to connect or bind to an address of another socket type. `current` and `asked` are
-/// the types as they print.
+/// A socket cannot connect or bind to an address of another socket type. `current` and `asked` are
+/// the types as text.
 class RWSockTypeChangeError : public RWInternalErr {
  public:
   RWSockTypeChangeError(const RWCString& current, const RWCString& asked)
@@ -43,7 +43,7 @@ class RWSockTypeChangeError : public RWInternalErr {
                       " can't be changed to type " + asked) {}
 };
 
-/// A wait for readiness that failed.
+/// A readiness wait failed.
 class RWNetSelectError : public RWExternalErr {
  public:
   explicit RWNetSelectError(int code)
@@ -55,7 +55,7 @@ class RWNetSelectError : public RWExternalErr {
   int code_;
 };
 
-/// Winsock did not start, or could not be cleaned up.
+/// WSAStartup() or WSACleanup() failed.
 class RWNetWinsockInitError : public RWExternalErr {
  public:
   explicit RWNetWinsockInitError(int code)
@@ -67,7 +67,7 @@ class RWNetWinsockInitError : public RWExternalErr {
   int code_;
 };
 
-/// A blocking hook was chosen by a number that stands for none.
+/// There is no blocking hook with this number.
 class RWNetNoSuchBlockingHookError : public RWInternalErr {
  public:
   explicit RWNetNoSuchBlockingHookError(int number)
@@ -83,35 +83,36 @@ class RWNetNoSuchBlockingHookError : public RWInternalErr {
 // Portals
 // ---------------------------------------------------------------------------------------------
 
-/// Bytes that had to arrive did not: the peer closed the channel, or nothing was there to read.
+/// Fewer bytes arrived than required: the peer closed the channel, or a non-blocking channel had
+/// nothing to read.
 class RWNetCantRecvError : public RWExternalErr {
  public:
   RWNetCantRecvError()
       : RWExternalErr("RWNetCantRecvError: failed to receive data from communications channel") {}
 };
 
-/// Bytes that had to go out did not.
+/// A send took none of the bytes that had to be sent.
 class RWNetCantSendError : public RWExternalErr {
  public:
   RWNetCantSendError()
       : RWExternalErr("RWNetCantSendError: failed to send data into communications channel") {}
 };
 
-/// The time-out expired before the channel was ready.
+/// The timeout expired before the channel was ready.
 class RWNetOperationTimeoutError : public RWExternalErr {
  public:
   RWNetOperationTimeoutError()
       : RWExternalErr("RWNetOperationTimeoutError: Network timeout exceeded") {}
 };
 
-/// A timed call on a channel that knows no time-outs.
+/// The channel does not support calls with a timeout.
 class RWNetTimeoutNotImplementedError : public RWInternalErr {
  public:
   RWNetTimeoutNotImplementedError()
       : RWInternalErr("RWNetTimeoutNotImplementedError: Timeout methods are not implemented") {}
 };
 
-/// A call on a portal that has no channel.
+/// The portal has no channel.
 class RWNetNoChannelError : public RWInternalErr {
  public:
   RWNetNoChannelError()
@@ -134,7 +135,7 @@ class RWInetServiceNotFoundError : public RWExternalErr {
       : RWExternalErr("RWInetServiceNotFoundError: No such service '" + name + "'") {}
 };
 
-/// A text that is no address, or a raw address of fewer bytes than its family's.
+/// A text is not an address, or a raw address has fewer bytes than its family requires.
 class RWSockBadAddressFormatError : public RWExternalErr {
  public:
   explicit RWSockBadAddressFormatError(const RWCString& text)
@@ -143,7 +144,7 @@ class RWSockBadAddressFormatError : public RWExternalErr {
       : RWSockBadAddressFormatError("raw address of " + std::to_string(rawLength) + " bytes") {}
 };
 
-/// A family already has a factory that is not the one to be registered.
+/// The family already has a different factory.
 class RWNetAlreadyRegisteredError : public RWInternalErr {
  public:
   explicit RWNetAlreadyRegisteredError(const RWCString& familyName)
@@ -156,10 +157,10 @@ class RWNetAlreadyRegisteredError : public RWInternalErr {
             std::to_string(familyNumber)) {}
 };
 
-/// A family has no factory.
+/// The family has no factory.
 class RWNetNoFactoryRegisteredError : public RWExternalErr {
  protected:
-  /// `family` as the text names it.
+  /// `family` is a quoted name or a number.
   explicit RWNetNoFactoryRegisteredError(const RWCString& family)
       : RWExternalErr("RWNetNoFactoryRegisteredError: no factory for family " + family) {}
 };

@@ -123,8 +123,8 @@ int RWPortal::recvFully(char* buffer, int length, int atLeast, bool* more) const
 }
 
 int RWPortal::sendFully(const char* buffer, int length, int atLeast) const {
-  // A negative length, also the one of callers that leave it out, makes this negative as well:
-  // nothing is sent, and the text is not even measured.
+  // A negative `length`, which is also the default, makes `atLeast` negative: nothing is sent. The
+  // text is not measured, because callers rely on that.
   if (atLeast < 0 || atLeast > length) atLeast = length;
   return sendUntil(*implementation_, buffer, length, atLeast);
 }

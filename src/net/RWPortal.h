@@ -1,14 +1,17 @@
-// A portal: the byte channel that the layers above read and write, whatever carries it.
+// A portal: the byte channel that the layers above read and write. It hides what carries the bytes.
 //
-// RWPortal is a handle that shares a counted implementation, an RWPortalImp; copies share it and
-// the last one destroys it. What the implementation's destructor raises (a socket that does not
-// close) leaves that handle's destructor or assignment. No locks: one thread uses a portal at a
-// time.
+// RWPortal is a handle to a counted implementation, an RWPortalImp. Copies share it, and the last
+// one deletes it. If the implementation's destructor throws (a socket that does not close), the
+// handle's destructor or assignment throws the same. Portals have no locks: one thread at a time
+// uses one.
 //
-// Receives return the number of bytes received. 0 is the end of the stream, with `*more` false, or
-// a channel that has nothing now, with `*more` true; `more` may be null. Sends return the number of
-// bytes sent, which may be fewer than given. Time-outs are milliseconds; a timed call that is not
-// ready in time throws RWNetOperationTimeoutError.
+// A receive returns the number of bytes received. If that is 0, `*more` is false at the end of the
+// stream, and true if the channel has nothing to read now. `more` may be null.
+//
+// A send returns the number of bytes sent, which may be fewer than given.
+//
+// Timeouts are in milliseconds. A call with a timeout throws RWNetOperationTimeoutError if the
+// channel is not ready in time.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +23,8 @@
 
 namespace orla {
 
-/// The base of portal implementations. Its timed operations throw RWNetTimeoutNotImplementedError.
+/// The base of portal implementations. Its own operations with a timeout throw
+/// RWNetTimeoutNotImplementedError.
 class RWPortalImp : public RWReference {
  public:
   virtual int recv(char* buffer, int length, bool* more, std::uint32_t timeout);
@@ -29,15 +33,16 @@ class RWPortalImp : public RWReference {
   virtual RWCString recv() = 0;
   virtual int send(const char* buffer, int length, std::uint32_t timeout);
   virtual int send(const char* buffer, int length) = 0;
-  /// Sends all of `bytes`, in sends of at most `maxPiece` bytes. Throws RWNetCantSendError if a send
-  /// takes nothing. An implementation that gathers sends may pass on larger pieces.
+  /// Sends all of `bytes`, in sends of at most `maxPiece` bytes, which must not be 0. Throws
+  /// RWNetCantSendError if a send takes nothing. An implementation that gathers sends may pass
+  /// larger pieces on to the channel beneath.
   virtual void sendPieces(std::string_view bytes, std::size_t maxPiece);
 
-  /// The bytes that were received ahead of the caller and are still to be delivered; empty for an
-  /// implementation without a buffer. Never blocks. Valid until the next receive or skip().
+  /// Returns the bytes that were read ahead and not delivered yet. Empty for an implementation
+  /// without a buffer. Never blocks. Valid until the next receive or skip().
   virtual std::string_view buffered() const noexcept { return {}; }
-  /// Removes the first `count` of the buffered bytes, as if they had been received. `count` must not
-  /// exceed the size of buffered().
+  /// Removes the first `count` of the buffered bytes, as if they had been received. `count` must
+  /// not exceed the size of buffered().
   virtual void skip(std::size_t count) noexcept { static_cast<void>(count); }
 };
 
@@ -56,9 +61,9 @@ class RWPortal {
  public:
   /// A portal without a channel.
   RWPortal();
-  /// Shares `implementation`, new or already shared.
+  /// Shares `implementation`, which is new or already shared.
   explicit RWPortal(RWPortalImp* implementation);
-  // Copied, never moved from: a portal always has its implementation.
+  // Copied and never moved from, so that a portal always has an implementation.
   RWPortal(const RWPortal&) = default;
   RWPortal& operator=(const RWPortal&) = default;
   ~RWPortal() noexcept(false) = default;
@@ -76,24 +81,24 @@ class RWPortal {
   std::string_view buffered() const noexcept { return implementation_->buffered(); }
   void skip(std::size_t count) const noexcept { implementation_->skip(count); }
 
-  /// Receives up to and including the next `last` byte, at most `maxBytes` (which must not be 0), and
-  /// appends what came to `text`; returns the number of bytes. Takes no byte after `last`: searches
-  /// what is buffered, and receives a single byte if nothing is. So it may return before `last` came,
-  /// and 0 means the same as for recv().
+  /// Receives bytes up to and including the next `last`, but at most `maxBytes`, which must not be
+  /// 0. Appends them to `text` and returns their number. Never receives a byte after `last`: it
+  /// searches the buffered bytes, and receives a single byte if nothing is buffered. So it may
+  /// return before `last` arrived; call it again. A result of 0 means the same as for recv().
   std::size_t recvThrough(char last, RWCString& text, std::size_t maxBytes,
                           bool* more = nullptr) const;
-  /// Receives until `atLeast` bytes have come (negative, or more than `length`: all of `length`),
-  /// in pieces as large as `length` allows, and sets `*more` true; returns their number. Throws
-  /// RWNetCantRecvError when a receive gives nothing.
+  /// Receives until `atLeast` bytes have arrived, or `length` bytes if `atLeast` is negative or
+  /// greater than `length`. Receives as much as `length` allows. Returns the number of bytes and
+  /// sets `*more` to true. Throws RWNetCantRecvError if a receive returns nothing.
   int recvFully(char* buffer, int length, int atLeast = -1, bool* more = nullptr) const;
-  /// Sends until `atLeast` bytes have gone (negative, or more than `length`: all of `length`);
-  /// returns their number. A negative `length` sends nothing. Throws RWNetCantSendError when a send
-  /// takes nothing.
+  /// Sends until `atLeast` bytes are sent, or `length` bytes if `atLeast` is negative or greater
+  /// than `length`. Returns the number of bytes sent. A negative `length` sends nothing. Throws
+  /// RWNetCantSendError if a send takes nothing.
   int sendFully(const char* buffer, int length = -1, int atLeast = -1) const;
-  /// Sends the whole text, of at most 2 GB - 1: RWBoundsErr for a longer one, with nothing sent.
+  /// Sends the whole text. Throws RWBoundsErr and sends nothing if it has 2 GB or more.
   int sendFully(const RWCString& text) const;
 
-  /// Never null; lives as long as a portal shares it.
+  /// Never null. Valid while a portal shares it.
   RWPortalImp* implementation() const noexcept { return implementation_.get(); }
 
  private:

@@ -11,7 +11,7 @@
 
 namespace orla {
 
-/// A raw socket address: the bytes of the system's sockaddr, of whatever family.
+/// A raw socket address: the bytes of the system's sockaddr, of any family.
 struct RWRawSockAddr {
   static constexpr int kCapacity = 257;
 
@@ -19,16 +19,16 @@ struct RWRawSockAddr {
   int length = 0;  // The number of bytes that are the address.
 };
 
-/// What every socket address can tell.
+/// The base of socket addresses.
 class RWSockAddrBase {
  public:
   virtual ~RWSockAddrBase() = default;
 
   /// The kind of socket that the address asks for.
   virtual RWSockKind kind() const = 0;
-  /// May look names up, and so block and raise.
+  /// Looks names up if necessary. Then it may block, and throws if the lookup fails.
   virtual RWRawSockAddr raw() const = 0;
-  /// For diagnostics; never looks anything up.
+  /// For diagnostics. Never looks anything up.
   virtual RWCString text() const = 0;
 
  protected:
@@ -37,10 +37,10 @@ class RWSockAddrBase {
   RWSockAddrBase& operator=(const RWSockAddrBase&) = default;
 };
 
-/// A counted handle to an address of whatever family, or to none. Copies share the address.
+/// A counted handle to an address of any family, or to none. Copies share the address.
 class RWSockAddr : public RWSockAddrBase {
  public:
-  /// No address: kind() and raw() throw RWInternalErr.
+  /// No address: then kind() and raw() throw RWInternalErr.
   RWSockAddr() = default;
   explicit RWSockAddr(std::unique_ptr<const RWSockAddrBase> address);
   ~RWSockAddr() noexcept override = default;
@@ -50,7 +50,7 @@ class RWSockAddr : public RWSockAddrBase {
   bool isValid() const noexcept { return static_cast<bool>(body_); }
   RWSockKind kind() const override { return address().kind(); }
   RWRawSockAddr raw() const override { return address().raw(); }
-  /// "no address" when there is none.
+  /// "no address" if there is none.
   RWCString text() const override;
 
  private:
@@ -64,8 +64,9 @@ class RWSockAddr : public RWSockAddrBase {
   RWTHandle<Body> body_;
 };
 
-/// An address text in its plain form: comments (from a "(" to its matching ")") removed, each ":"
-/// replaced by a blank, blanks stripped from both ends. A bracket without its match stays.
+/// Returns an address text in its plain form: without comments (from a "(" to its matching ")"),
+/// with a space for each ":", and without spaces at both ends. A parenthesis without its match
+/// stays.
 RWCString normalizedAddressText(const RWCString& text);
 
 }  // namespace orla

@@ -27,7 +27,7 @@ RWSockAddrFactory& RWSockAddrFactory::instance() {
     RWSockAddrFactory registry;
     RWInetAddrFactory inet{registry};
   };
-  static Made made;  // Under the language's lock: two threads never make two.
+  static Made made;  // C++ guarantees that only one thread initializes it.
   return made.registry;
 }
 

@@ -1,6 +1,6 @@
-// The factories that make socket addresses from raw addresses and from texts, and their registry.
+// The factories that create socket addresses from raw addresses and from texts, and their registry.
 //
-// Factories are registered before other threads use the registry: only its creation is locked.
+// Register factories before other threads use the registry. Only its creation is locked.
 #pragma once
 
 #include <map>
@@ -10,13 +10,13 @@
 
 namespace orla {
 
-/// Makes the addresses of a family.
+/// Creates the addresses of a family.
 class RWSockAddrFactoryBase {
  public:
-  /// An address from a raw one, for a socket of `type`. Throws RWSockBadAddressFormatError when it
-  /// has too few bytes for its family.
+  /// Creates an address from a raw one, for a socket of `type`. Throws RWSockBadAddressFormatError
+  /// if it has too few bytes for its family.
   virtual RWSockAddr makeFromRaw(const RWRawSockAddr& raw, int type = 1) const = 0;
-  /// An address from its text.
+  /// Creates an address from its text. Throws RWSockBadAddressFormatError if the text is invalid.
   virtual RWSockAddr makeFromText(const RWCString& text) const = 0;
 
  protected:
@@ -26,27 +26,27 @@ class RWSockAddrFactoryBase {
   ~RWSockAddrFactoryBase() = default;
 };
 
-/// The registry: hands each address to the factory of its family. "inet", number 2, is there from
-/// the start.
+/// The registry: passes each address to the factory of its family. The family "inet", number 2, is
+/// always registered.
 class RWSockAddrFactory final : public RWSockAddrFactoryBase {
  public:
-  /// The one registry, made on first use.
+  /// The registry of the process, created on first use.
   static RWSockAddrFactory& instance();
 
-  /// Registers `factory`, which must live as long as the registry, for a family's name (letter case
-  /// ignored) or number. Again for the same factory is no error; throws RWNetAlreadyRegisteredError
-  /// when the family has another.
+  /// Registers `factory` for a family's name (in any case) or number. The factory must outlive the
+  /// registry. Throws RWNetAlreadyRegisteredError if the family has a different factory.
+  /// Registering the same factory again has no effect.
   void registerFactory(const RWCString& familyName, const RWSockAddrFactoryBase& factory);
   void registerFactory(int familyNumber, const RWSockAddrFactoryBase& factory);
 
-  /// The factory of a family. Throws RWNetNoNameFactoryRegisteredError or
-  /// RWNetNoNumberFactoryRegisteredError when it has none.
+  /// Returns the factory of a family. Throws RWNetNoNameFactoryRegisteredError or
+  /// RWNetNoNumberFactoryRegisteredError if it has none.
   const RWSockAddrFactoryBase& factory(const RWCString& familyName) const;
   const RWSockAddrFactoryBase& factory(int familyNumber) const;
 
-  /// By the family number that opens the raw address.
+  /// Uses the factory of the family number at the beginning of the raw address.
   RWSockAddr makeFromRaw(const RWRawSockAddr& raw, int type = 1) const override;
-  /// By the family name that opens the text: "inet:www:80".
+  /// Uses the factory of the family name at the beginning of the text: "inet:www:80".
   RWSockAddr makeFromText(const RWCString& text) const override;
 
  private:
@@ -57,7 +57,7 @@ class RWSockAddrFactory final : public RWSockAddrFactoryBase {
 /// The factory of the family "inet", number 2.
 class RWInetAddrFactory final : public RWSockAddrFactoryBase {
  public:
-  /// Registers itself with `registry`, which it must outlive.
+  /// Registers itself with `registry` and must outlive it.
   explicit RWInetAddrFactory(RWSockAddrFactory& registry);
 
   RWSockAddr makeFromRaw(const RWRawSockAddr& raw, int type = 1) const override;

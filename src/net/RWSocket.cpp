@@ -12,7 +12,7 @@ namespace orla {
 
 namespace {
 
-// A socket's operations carry the names of the system's calls; inside them these are the calls.
+// The member functions have the same names as the system's calls. These are the system's calls.
 constexpr auto sysAccept = &accept;
 constexpr auto sysBind = &bind;
 constexpr auto sysConnect = &connect;
@@ -36,7 +36,7 @@ class ReceivedAddress {
   sockaddr* bytes() noexcept { return reinterpret_cast<sockaddr*>(raw_.bytes.data()); }
   int* length() noexcept { return &raw_.length; }
 
-  /// False when the system gave no address.
+  /// Returns false if the system returned no address.
   bool isGiven() noexcept { return raw_.length > 0 && bytes()->sa_family != AF_UNSPEC; }
 
   RWSockAddr address(int type) {
@@ -49,7 +49,7 @@ class ReceivedAddress {
 };
 
 [[noreturn]] void raiseLastError(const char* operation) {
-  const int code = WSAGetLastError();  // Before the throw, which may make calls of its own.
+  const int code = WSAGetLastError();  // Read it first, because the throw may change it.
   throw RWSocketError(operation, code);
 }
 
@@ -57,19 +57,21 @@ void check(int result, const char* operation) {
   if (result != 0) raiseLastError(operation);
 }
 
-/// Throws the last error unless it says that the call would block.
+/// Throws the last error, unless it is WSAEWOULDBLOCK.
 void raiseUnlessWouldBlock(const char* operation) {
   if (WSAGetLastError() != WSAEWOULDBLOCK) raiseLastError(operation);
 }
 
-/// The number of bytes that a call transferred.
+/// Returns the number of bytes that a call transferred, 0 if it would block. Throws the last error
+/// otherwise.
 int transferred(int result, const char* operation) {
   if (result != SOCKET_ERROR) return result;
   raiseUnlessWouldBlock(operation);
   return 0;
 }
 
-/// A negative length fails here: the systems take it for all sorts of sizes.
+/// Sets the error for a negative length, which must not reach the system: some systems treat it as
+/// a large unsigned one.
 int failBadLength() {
   WSASetLastError(WSAEFAULT);
   return SOCKET_ERROR;
@@ -86,8 +88,8 @@ int typeOf(const RWSocket& socket) {
   return type;
 }
 
-/// Connects or binds by `call`, with a socket made first where there is none. `tolerated` is a code
-/// that is no failure, 0 for none.
+/// Connects or binds with `call`, and creates the socket first if there is none. `tolerated` is an
+/// error code that does not count as a failure, or 0.
 template <class Call>
 void connectOrBind(RWSocket& socket, const RWSockAddrBase& address, Call call,
                    const char* operation, int tolerated) {
@@ -97,7 +99,7 @@ void connectOrBind(RWSocket& socket, const RWSockAddrBase& address, Call call,
     const RWSockKind current{asked.family, typeOf(socket), asked.protocol};
     if (current.type != asked.type) throw RWSockTypeChangeError(current.text(), asked.text());
   }
-  const RWRawSockAddr raw = address.raw();  // Before the socket is made: it may look up, and raise.
+  const RWRawSockAddr raw = address.raw();  // First, because a lookup may throw.
   if (!wasValid) socket.socket(asked);
 
   if (call(socket.handle(), bytesOf(raw), raw.length) == 0) return;
@@ -272,7 +274,7 @@ RWCString RWSocket::text() const {
   try {
     local = getsockname();
   } catch (const RWSocketError& error) {
-    if (error.code() != WSAEINVAL) throw;  // Not bound: it has no address.
+    if (error.code() != WSAEINVAL) throw;  // Not bound, so it has no address.
   }
   RWSockAddr peer;
   try {

@@ -1,12 +1,12 @@
-// A socket: the system's socket calls, with failures raised.
+// A socket: the system's socket calls, which throw if they fail.
 //
-// A socket is a plain value, one handle: copying copies the handle, nothing is counted, and nothing
-// is closed but by close(); who closes is settled by the owner (RWSocketPortal.h). It has no lock:
-// one thread uses it at a time. Each transfer is one system call and buffers nothing; operations
-// block as the socket's blocking mode and time-out options say.
+// A socket is a plain value that holds one handle. Copying copies the handle. Only close() closes
+// it: the owner (usually a portal, see RWSocketPortal.h) must call it once. A socket has no lock:
+// one thread at a time uses it. Each transfer is one system call and buffers nothing. How long
+// calls block depends on the socket's blocking mode and timeout options.
 //
-// A call that fails raises RWSocketError and leaves the handle as it was, except where connect or
-// bind closed a socket that they had made themselves. A negative length fails with WSAEFAULT.
+// A failed call throws RWSocketError and leaves the handle unchanged, except that connect() and
+// bind() close a socket that they have created themselves. A negative length fails with WSAEFAULT.
 #pragma once
 
 #include <cstdint>
@@ -26,47 +26,48 @@ class RWSocket {
   bool isValid() const noexcept { return handle_ != kInvalid; }
   Handle handle() const noexcept { return handle_; }
 
-  /// Makes a new socket of a kind; a handle held before is forgotten, not closed.
+  /// Creates a new socket. Replaces a previous handle without closing it.
   void socket(const RWSockKind& kind);
-  /// Connects, making the socket first where there is none. A non-blocking connect under way
-  /// returns like one that is done. Throws RWSockTypeChangeError when the socket is of another type
-  /// than the address asks for.
+  /// Connects. Creates the socket first if there is none. On a non-blocking socket it returns while
+  /// the connect is still in progress. Throws RWSockTypeChangeError if the socket is not of the
+  /// type that the address requires.
   void connect(const RWSockAddrBase& address);
-  /// Binds, as connect; would-block raises.
+  /// Binds. The same as connect(), but throws even if the call would block.
   void bind(const RWSockAddrBase& address);
   void listen(int backlog) const;
-  /// The next connection, and its peer when asked for; an invalid socket when accepting would
-  /// block.
+  /// Accepts the next connection. `*peer`, unless null, receives the peer's address. Returns an
+  /// invalid socket if the call would block.
   RWSocket accept(RWSockAddr* peer = nullptr) const;
 
-  /// The number of bytes received; 0 at the end of the stream, with `*more` false, and when
-  /// receiving would block, with `*more` true.
+  /// Returns the number of bytes received. If that is 0, `*more` is false at the end of the stream,
+  /// and true if the call would block.
   int recv(char* buffer, int length, int flags = 0, bool* more = nullptr) const;
   /// One receive of at most 4096 bytes.
   RWCString recv() const;
-  /// As recv. `*from` takes the sender; no address where the system names none, as for a connected
-  /// stream.
+  /// The same as recv(). `*from` receives the sender's address, or no address if the system returns
+  /// none, as for a connected stream.
   int recvfrom(char* buffer, int length, RWSockAddr* from = nullptr, int flags = 0,
                bool* more = nullptr) const;
-  /// The number of bytes sent; 0 when sending would block.
+  /// Returns the number of bytes sent, 0 if the call would block.
   int send(const char* buffer, int length, int flags = 0) const;
   int sendto(const char* buffer, int length, const RWSockAddrBase& to, int flags = 0) const;
 
-  /// Receives until `atLeast` bytes have come, in pieces as large as `length` allows; returns their
-  /// number. Throws RWNetCantRecvError when a receive gives nothing or the buffer is full before.
+  /// Receives until `atLeast` bytes have arrived, and as much as `length` allows. Returns the
+  /// number of bytes. Throws RWNetCantRecvError if a receive returns nothing, or if the buffer is
+  /// full first.
   int recvFully(char* buffer, int length, int atLeast) const;
-  /// The same into a buffer of `atLeast` bytes, at the least 4096.
+  /// The same, into a buffer of `atLeast` bytes or 4096, whichever is larger.
   RWCString recvFully(int atLeast) const;
-  /// Sends until `atLeast` bytes have gone. Throws RWNetCantSendError when a send takes nothing.
+  /// Sends until `atLeast` bytes are sent. Throws RWNetCantSendError if a send takes nothing.
   int sendFully(const char* buffer, int length, int atLeast) const;
   /// Sends all of `length` bytes.
   int sendFully(const char* buffer, int length) const;
 
-  /// 0 receive, 1 send, 2 both.
+  /// Shuts down receiving (0), sending (1) or both (2).
   void shutdown(int how) const;
   void setsockopt(int level, int option, const void* value, int length) const;
   void getsockopt(int level, int option, void* value, int* length) const;
-  /// FIONBIO, FIONREAD.
+  /// `request` is FIONBIO or FIONREAD.
   void ioctl(long request, std::uint32_t* argument) const;
   /// Switches between blocking and non-blocking mode. Failures are those of ioctl().
   void setBlocking(bool blocking) const;
@@ -74,14 +75,14 @@ class RWSocket {
   /// earlier ones (TCP_NODELAY). Failures are those of setsockopt().
   void setNoDelay() const;
   RWSockAddr getpeername() const;
-  /// True when getpeername() would tell a peer; sets no store by its address.
+  /// Returns true if the socket is connected, that is, if getpeername() succeeds.
   bool hasPeer() const noexcept;
   RWSockAddr getsockname() const;
-  /// Closes; would-block counts as closed.
+  /// Closes the socket. A close that would block counts as done.
   void close();
 
-  /// For diagnostics: "invalid", or the local address ("no address" when not bound) and, when
-  /// connected, "-->" and the peer's.
+  /// For diagnostics: "invalid" if there is no socket, otherwise the local address ("no address" if
+  /// it is not bound), followed by "-->" and the peer's address if it is connected.
   RWCString text() const;
 
  private:

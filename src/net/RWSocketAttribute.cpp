@@ -15,8 +15,8 @@ using Condition = RWSocketAttribute::Condition;
 
 struct WaitSet {
   fd_set sockets;
-  int waited;  // The conditions that put a socket into the set.
-  int found;   // Those that a ready one is reported with.
+  int waited;  // The conditions for which a socket is in the set.
+  int found;   // The conditions that are reported for a ready socket.
 
   WaitSet(int waitedFor, int reported) : waited(waitedFor), found(reported) { FD_ZERO(&sockets); }
 
@@ -24,7 +24,7 @@ struct WaitSet {
     if (!(attribute.conditions & waited)) return;
     const SOCKET socket = attribute.socket.handle();
     FD_SET(socket, &sockets);
-    // A full set ignores an addition, and the wait would miss the socket.
+    // FD_SET ignores the socket if the set is full. The wait would then miss it.
     if (!FD_ISSET(socket, &sockets)) throw RWNetSelectError(WSAEINVAL);
   }
 
@@ -64,7 +64,7 @@ RWSocketAttributes selectSockets(const RWSocketAttributes& attributes, double se
 std::optional<std::int32_t> selectSeconds(double seconds) noexcept {
   constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
   if (seconds < 0) return std::nullopt;
-  // Whole seconds only, on purpose: callers rely on a time-out below one second being a poll.
+  // Whole seconds only, on purpose, because callers rely on it that a timeout below 1 s is a poll.
   return seconds < kMax ? static_cast<std::int32_t>(seconds) : kMax;
 }
 

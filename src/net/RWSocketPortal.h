@@ -1,8 +1,8 @@
 // A portal over a socket.
 //
-// The last portal that shares the implementation destroys it, which closes the socket unless the
-// application keeps that duty. Closing that fails raises RWSocketError from there, unless an
-// exception is already unwinding the stack.
+// The last portal that shares the implementation deletes it. That closes the socket, unless the
+// close policy leaves this to the application. If the close fails, the destructor throws
+// RWSocketError, unless an exception is unwinding the stack.
 #pragma once
 
 #include "foundation/UnwindDetector.h"
@@ -20,9 +20,9 @@ class RWSocketPortalBase {
   };
 };
 
-/// The channel of a socket. Untimed calls are the socket's own, one system call each. A timed call
-/// first waits until the socket is ready, in whole seconds as selectSockets() counts them, then
-/// transfers once.
+/// The channel of a socket. A call without a timeout is one system call. A call with a timeout
+/// first waits until the socket is ready (in whole seconds, see selectSockets()), then transfers
+/// once.
 class RWSocketPortalImp : public RWSocket, public RWPortalImp {
  public:
   RWSocketPortalImp(const RWSocket& socket, RWSocketPortalBase::ClosePolicy policy) noexcept;
@@ -36,11 +36,13 @@ class RWSocketPortalImp : public RWSocket, public RWPortalImp {
   int send(const char* buffer, int length) override;
 
  protected:
-  /// Waits for CanRead or CanWrite of RWSocketAttribute. 0: the time expired; -1 or 1: ready.
+  /// Waits for CanRead or CanWrite of RWSocketAttribute. Returns 0 if the time expired, -1 or 1 if
+  /// the socket is ready.
   virtual int waitReady(int condition, std::uint32_t timeout);
 
  private:
-  /// Returns when ready; `operation` names the transfer in the error of an unknown wait result.
+  /// Returns if the socket is ready and throws otherwise. `operation` names the transfer in the
+  /// error text for an unknown result of waitReady().
   void requireReady(int condition, std::uint32_t timeout, const char* operation);
 
   RWSocketPortalBase::ClosePolicy policy_;
@@ -49,24 +51,24 @@ class RWSocketPortalImp : public RWSocket, public RWPortalImp {
 
 class RWSocketPortal : public RWPortal, public RWSocketPortalBase {
  public:
-  /// Over a socket that is there. A construction that fails leaves the socket the caller's.
+  /// Over an existing socket. If the constructor throws, the caller still owns the socket.
   explicit RWSocketPortal(const RWSocket& socket, ClosePolicy policy = PortalCloses);
-  /// Over a new socket, connected to `address`, which the portal closes. A failure leaves nothing
-  /// open.
+  /// Connects a new socket to `address`. The portal closes it. If the constructor throws, no socket
+  /// is left open.
   explicit RWSocketPortal(const RWSockAddrBase& address);
-  /// The same, connected within `timeout` milliseconds, of which only whole seconds count: a value
-  /// below 1000 only polls. Throws RWNetOperationTimeoutError if the time expires, and RWInternalErr
-  /// "Unexpected error condition on socket" if the connect fails while it waits, for example because
-  /// the peer refuses.
+  /// The same with a timeout in milliseconds, of which only whole seconds count: a value below 1000
+  /// only polls. Throws RWNetOperationTimeoutError if the time expires, and RWInternalErr
+  /// "Unexpected error condition on socket" if the connect fails during the wait, for example
+  /// because the peer refuses it.
   RWSocketPortal(const RWSockAddrBase& address, std::uint32_t timeout);
-  /// Shares `implementation`, new or already shared.
+  /// Shares `implementation`, which is new or already shared.
   explicit RWSocketPortal(RWSocketPortalImp* implementation) : RWPortal(implementation) {}
 
-  /// Never null; lives as long as a portal shares it.
+  /// Never null. Valid while a portal shares it.
   RWSocketPortalImp* implementation() const noexcept {
     return static_cast<RWSocketPortalImp*>(RWPortal::implementation());
   }
-  /// The socket, by value: another handle to the same connection.
+  /// Returns a copy of the socket, which has the same handle.
   RWSocket socket() const;
 };
 

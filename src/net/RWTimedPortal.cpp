@@ -30,7 +30,7 @@ class RWTimedPortalImp : public RWPortalImp, private RWPortal {
   void skip(std::size_t count) noexcept override { RWPortal::skip(count); }
 
  private:
-  // Also with a time-out of 0: who asks for a limit of time here is told at once.
+  // Also if the portal's own timeout is 0: every call with a timeout is then a poll, on purpose.
   std::uint32_t shorter(std::uint32_t timeout) const { return std::min(timeout, timeout_); }
 
   std::uint32_t timeout_;

@@ -1,4 +1,4 @@
-// A portal that gives another one a time-out.
+// A portal that applies a timeout to another portal.
 #pragma once
 
 #include <cstdint>
@@ -7,10 +7,11 @@
 
 namespace orla {
 
-/// A portal over `portal`, which it keeps alive, with a time-out in milliseconds, 0 for none.
+/// Returns a portal over `portal`, and keeps `portal` alive. `timeout` is in milliseconds, 0 for
+/// none.
 ///
-/// Untimed calls become timed calls with that time-out; without one they stay untimed. Timed calls
-/// take the shorter of theirs and the portal's: with a portal's time-out of 0 they only poll.
+/// Calls without a timeout use `timeout`, or none if it is 0. Calls with a timeout use the shorter
+/// of the two; if `timeout` is 0, they only poll.
 RWPortal makeTimedPortal(const RWPortal& portal, std::uint32_t timeout);
 
 }  // namespace orla

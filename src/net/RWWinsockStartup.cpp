@@ -8,7 +8,7 @@ namespace {
 
 constexpr WORD kVersion = 0x0101;
 
-// Winsock takes a hook by the type of any procedure.
+// Winsock declares hooks with its generic procedure type.
 FARPROC procedure(RWWinsockStartup::BlockingHook hook) {
   return reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(hook));
 }
@@ -18,7 +18,7 @@ RWWinsockStartup::BlockingHook hookNumbered(int number) {
   return RWWinsockStartup::pumpMessage;
 }
 
-/// Takes one start back, with a blocking call that is in the way cancelled once.
+/// Calls WSACleanup(). If a blocking call is in progress, cancels it and tries once more.
 bool cleanUp() {
   if (WSACleanup() == 0) return true;
   return WSAGetLastError() == WSAEINPROGRESS && WSACancelBlockingCall() == 0 && WSACleanup() == 0;
@@ -31,8 +31,8 @@ RWWinsockStartup::RWWinsockStartup() {
   if (result != 0) throw RWNetWinsockInitError(result);
 }
 
-// The delegated constructor makes the object whole, so that a hook that cannot be chosen has it
-// destroyed, and Winsock cleaned up.
+// Delegating completes the object first, so if hookNumbered() throws, the destructor runs and
+// Winsock is cleaned up.
 RWWinsockStartup::RWWinsockStartup(BlockingHook hook) : RWWinsockStartup() {
   previousHook_ = WSASetBlockingHook(procedure(hook));
 }
