@@ -1,4 +1,4 @@
-// A portal that gathers small transfers over another portal into large ones.
+// A portal that turns small transfers into large ones over another portal.
 #pragma once
 
 #include <array>
@@ -10,36 +10,35 @@
 
 namespace orla {
 
-/// Reads ahead of its user, so that a receive of one byte costs no system call, and gathers sends
-/// until flush(). No received byte is lost to anybody who goes on reading here; the portal beneath
-/// must not be read by others.
+/// Reads ahead, so that a receive of one byte costs no system call, and gathers sends until
+/// flush(). Nothing else may receive from the portal beneath, because the bytes that were read
+/// ahead are only here.
 ///
-/// One thread may receive while another sends: the two directions share nothing.
+/// One thread may receive while another one sends, because the two directions share no data.
 class RWBufferedPortalImp : public RWPortalImp {
  public:
   /// Keeps `portal` alive.
   explicit RWBufferedPortalImp(const RWPortal& portal);
 
-  /// A receive of at least the read-ahead's size, with nothing buffered, goes straight into the
+  /// If nothing is buffered, a receive of at least the buffer's size goes straight into the
   /// caller's buffer.
   int recv(char* buffer, int length, bool* more, std::uint32_t timeout) override;
   RWCString recv(std::uint32_t timeout) override;
   int recv(char* buffer, int length, bool* more) override;
   RWCString recv() override;
-  /// Takes everything. What the portal beneath raises comes from the call that could not gather
-  /// more, or from flush(); the bytes gathered by then are dropped. The time-out bounds nothing
-  /// here: gathering does not wait.
+  /// Takes all bytes. If the buffer is full, sends it, and throws what the portal beneath throws;
+  /// then the gathered bytes are dropped. The timeout is ignored.
   int send(const char* buffer, int length, std::uint32_t timeout) override;
   int send(const char* buffer, int length) override;
   void sendPieces(std::string_view bytes, std::size_t maxPiece) override;
   std::string_view buffered() const noexcept override { return unread_; }
   void skip(std::size_t count) noexcept override { unread_.remove_prefix(count); }
 
-  /// Sends what was gathered, all of it.
+  /// Sends all gathered bytes. If that throws, they are dropped.
   void flush();
 
-  /// True from the first send of a message until endMessage(): a sender that meets it so left its
-  /// message half done, and nothing can follow that.
+  /// Returns true from the first send of a message until endMessage(). If it is true before a
+  /// message begins, the previous message was not finished, and nothing may be sent after it.
   bool isMidMessage() const noexcept { return midMessage_; }
   void endMessage() noexcept { midMessage_ = false; }
 
@@ -50,7 +49,7 @@ class RWBufferedPortalImp : public RWPortalImp {
 
   template <class Receive>
   int receive(char* buffer, int length, bool* more, Receive receiveBelow);
-  /// Sends what is large without a copy, in pieces of kMaxDirect bytes, and gathers the rest.
+  /// Sends large runs without a copy, in pieces of kMaxDirect bytes, and gathers the rest.
   void gather(std::string_view bytes);
 
   RWPortal portal_;

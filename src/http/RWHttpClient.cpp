@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kBodyPiece = 64 * 1024;
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the functor hands the portal over by value.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the functor passes the portal by value.
 void readToEnd(RWPortal portal, RWCString* body) {
   const auto piece = std::make_unique_for_overwrite<char[]>(kBodyPiece);
   while (const int count = portal.recv(piece.get(), kBodyPiece, nullptr))
@@ -41,7 +41,7 @@ bool RWHttpClientImp::enterPipelineMode(int pipelineMethod) {
 
 bool RWHttpClientImp::submit(const RWHttpRequest& request, int pipelineMethod) {
   if (!enterPipelineMode(pipelineMethod)) return false;
-  // Nothing may follow half a request, or one whose reply nobody awaits.
+  // Nothing may be sent after half a request, or after a request that is not pending.
   if (!channel_ || channel_->isMidMessage() || !isConnected())
     throw RWHttpConnectionError("Connection lost or not established");
   request.write(RWPortal(channel_.get()), host_, port_);
@@ -95,7 +95,7 @@ void RWHttpSocketClientImp::connect(const RWCString& host, std::uint32_t port,
   const RWInetAddr address{RWInetServicePort(port), RWInetHost(host)};
   const RWSocketPortal portal =
       timeout == 0 ? RWSocketPortal(address) : RWSocketPortal(address, timeout);
-  // The tail of a request must not wait for the server's acknowledgement of what went before.
+  // The end of a request must not wait until the server acknowledges its beginning.
   portal.socket().setNoDelay();
   channel_ = RWTHandle<RWBufferedPortalImp>(new RWBufferedPortalImp(portal));
   socket_ = RWTHandle<RWSocketPortalImp>(portal.implementation());

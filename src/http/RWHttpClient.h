@@ -1,8 +1,9 @@
-// The client side of one HTTP connection: requests out, replies back in the same order.
+// The client side of one HTTP connection: sends requests, and reads their replies in the same
+// order.
 //
-// Submitting and reading replies may run on different threads, one each; nothing else on a
-// connection is locked. An error raised once a part of a request is written, or while a reply is
-// read, leaves the connection unusable: disconnect or destroy it.
+// One thread may submit requests while another one reads replies. Nothing else on a connection is
+// locked. If an error is thrown after a part of a request was written, or while a reply is read,
+// the connection is unusable: disconnect or destroy it.
 #pragma once
 
 #include <cstdint>
@@ -19,43 +20,48 @@
 
 namespace orla {
 
-/// What every HTTP client connection does, whatever carries it.
+/// The base of HTTP client connections. It does not know what carries the bytes.
 class RWHttpClientImp : public RWBodyBase {
  public:
-  /// How submit() treats the replies still to come.
+  /// Tells submit() whether it may send a request while replies are pending.
   enum PipelineMethod { kNoPipeline = 0, kPipeline = 1 };
 
-  /// Receives a reply's body: it must receive from the portal until 0 bytes come.
+  /// Receives a reply's body. It must receive from the portal until that returns 0 bytes.
   using BodyHandler = RWTFunctor1<RWPortal>;
 
-  /// The portal of the connection, over an invalid socket when there is none. Its bytes belong to
-  /// the connection: use it for the socket's options.
+  /// Returns the portal of the connection, or a portal over an invalid socket if there is none. Use
+  /// it for the socket's options only, not to transfer bytes.
   virtual RWSocketPortal portal() const = 0;
-  /// Looks `host` up and connects. `timeout` in milliseconds, of which only whole seconds count;
-  /// 0 sets no limit. RWNetOperationTimeoutError; RWInternalErr "Unexpected error condition on
-  /// socket" for a refusal while a limit is set; RWInetHostNotFoundError, RWSocketError.
-  /// RWInetServiceNotFoundError for a port above 65535. A connection that was there before is
-  /// ended, also when this raises.
+  /// Looks `host` up and connects. Ends an existing connection first, also if this function throws.
+  /// `timeout` is in milliseconds, of which only whole seconds count; 0 means no timeout. Throws
+  ///   RWInetHostNotFoundError       if the lookup fails,
+  ///   RWInetServiceNotFoundError    if the port is above 65535,
+  ///   RWNetOperationTimeoutError    if the timeout expires,
+  ///   RWInternalErr                 if the connect fails while a timeout is set: "Unexpected error
+  ///                                 condition on socket",
+  ///   RWSocketError                 if another socket call fails.
   virtual void connect(const RWCString& host, std::uint32_t port, std::uint32_t timeout) = 0;
-  /// Lets go of the connection, which ends with the last copy of its portal, and forgets the
-  /// requests whose replies are pending; connect() may follow.
+  /// Releases the connection, which ends with the last copy of its portal, and forgets the pending
+  /// requests. connect() may be called again.
   virtual void disconnect() = 0;
-  /// True while the socket has a peer.
+  /// Returns true if the socket has a peer.
   virtual bool isConnected() const = 0;
 
-  /// Sends `request`. False, with nothing sent, when replies are pending and `pipelineMethod` does
-  /// not allow for that: a connection changes into or out of pipelining only while none is. When
-  /// this raises, the request is not pending. RWHttpRequestError, with the connection still usable,
-  /// for another method and as RWHttpRequest::write() says; RWHttpConnectionError "Connection lost
-  /// or not established", also once a request before was cut short by an error.
+  /// Sends `request`. Returns false and sends nothing if replies are pending and `pipelineMethod`
+  /// does not allow that: a connection enters and leaves pipelining mode only while no reply is
+  /// pending. If this function throws, the request is not pending. Throws
+  ///   RWHttpRequestError       if `pipelineMethod` is invalid, and as RWHttpRequest::write() does;
+  ///                            the connection is still usable,
+  ///   RWHttpConnectionError    if there is no connection, or if an error cut a previous request
+  ///                            short: "Connection lost or not established".
   bool submit(const RWHttpRequest& request, int pipelineMethod = kNoPipeline);
 
-  /// Reads the reply to the oldest pending request and calls `handler` with its body. `timeout`, in
-  /// milliseconds as for connect(), bounds each wait for bytes. Interim replies are dropped.
-  /// RWHttpNoPendingRepliesError; RWHttpHandlerError when the body was not read to its end; what
-  /// the handler raises.
+  /// Reads the reply to the oldest pending request and calls `handler` with its body. Ignores
+  /// interim replies. `timeout` limits each wait for bytes and counts as for connect(). Throws
+  /// RWHttpNoPendingRepliesError if no request is pending, RWHttpHandlerError if the handler did
+  /// not read the body to its end, and what the handler throws.
   RWHttpReply getReply(const BodyHandler& handler, std::uint32_t timeout = 0);
-  /// The same, with the whole body put at the end of `body`.
+  /// The same, but appends the whole body to `body`.
   RWHttpReply getReply(RWCString& body, std::uint32_t timeout = 0);
 
   bool hasPendingReplies() const;
@@ -64,17 +70,17 @@ class RWHttpClientImp : public RWBodyBase {
   /// Forgets the channel, the pending requests and the pipelining.
   void dropChannel();
 
-  /// The buffer over the connection's portal, through which requests and replies go. Requests are
-  /// pending only while it is there.
+  /// The buffering portal over the connection's portal. Requests and replies go through it. None
+  /// while there is no connection, and then no request is pending.
   RWTHandle<RWBufferedPortalImp> channel_;
-  /// As given to connect(), for the "Host" header.
+  /// The arguments of connect(), for the "Host" header.
   RWCString host_;
   std::uint32_t port_ = 0;
 
  private:
   bool enterPipelineMode(int pipelineMethod);
 
-  RWTPCValQueue<RWCString> pending_;  // The methods of the requests: they decide on the bodies.
+  RWTPCValQueue<RWCString> pending_;  // The request methods, because a reply to HEAD has no body.
   bool pipelining_ = false;
 };
 
@@ -90,12 +96,12 @@ class RWHttpSocketClientImp : public RWHttpClientImp {
   RWTHandle<RWSocketPortalImp> socket_;  // None while there is no connection.
 };
 
-/// Shares a connection, or holds none. The operations are the connection's; those of an empty
-/// handle throw RWTHRInvalidPointer.
+/// A handle that shares a connection, or holds none. Its operations call those of the connection,
+/// and throw RWTHRInvalidPointer if the handle is empty.
 class RWHttpClient {
  public:
   RWHttpClient() = default;
-  /// Takes a reference to `client`, which may be null.
+  /// Adds a reference to `client`, which may be null.
   explicit RWHttpClient(RWHttpClientImp* client) : client_(client) {}
   RWHttpClient(const RWHttpClient&) = default;
   RWHttpClient& operator=(const RWHttpClient&) = default;

@@ -1,8 +1,8 @@
-// The errors of the HTTP layer. Each message is the class name, ": " and the text given.
+// The errors of the HTTP layer. Each message is the class name, ": " and the given text.
 //
-// After any of them but RWHttpRequestError that was raised while a request was written or a reply
-// read, the connection's byte stream is out of step: the connection is of no further use and is to
-// be destroyed.
+// If one of them other than RWHttpRequestError is thrown while a request is written or a reply is
+// read, the connection is out of step with the server. It cannot be used any more and must be
+// destroyed.
 #pragma once
 
 #include "foundation/RWxmsg.h"
@@ -16,49 +16,49 @@ class RWHttpConnectionError : public RWInternalErr {
       : RWInternalErr("RWHttpConnectionError: " + text) {}
 };
 
-/// A body handler left a part of the body unread, or the body ended before its announced length.
+/// A body handler did not read the whole body, or the body is shorter than its "Content-Length".
 class RWHttpHandlerError : public RWInternalErr {
  public:
   explicit RWHttpHandlerError(const RWCString& text)
       : RWInternalErr("RWHttpHandlerError: " + text) {}
 };
 
-/// A header could not be read as the type that it stands for.
+/// A header does not have the label or the value that its type requires.
 class RWHttpHeaderParseError : public RWInternalErr {
  public:
   explicit RWHttpHeaderParseError(const RWCString& text)
       : RWInternalErr("RWHttpHeaderParseError: " + text) {}
 };
 
-/// For body classes of the users' own; the library raises it nowhere.
+/// For body classes that users define. The library never throws it.
 class RWHttpInvalidBodyError : public RWExternalErr {
  public:
   explicit RWHttpInvalidBodyError(const RWCString& text)
       : RWExternalErr("RWHttpInvalidBodyError: " + text) {}
 };
 
-/// A reply was asked for, and every request has had its reply.
+/// A reply was requested, but no request is pending.
 class RWHttpNoPendingRepliesError : public RWInternalErr {
  public:
   RWHttpNoPendingRepliesError()
       : RWInternalErr("RWHttpNoPendingRepliesError: No replies expected from server") {}
 };
 
-/// For users that follow redirections; the library follows none and raises it nowhere.
+/// For users that follow redirections. The library follows none and never throws it.
 class RWHttpRecursiveRedirectError : public RWInternalErr {
  public:
   explicit RWHttpRecursiveRedirectError(const RWCString& text)
       : RWInternalErr("RWHttpRecursiveRedirectError: " + text) {}
 };
 
-/// A request that cannot be sent as asked.
+/// A request cannot be sent in the requested way.
 class RWHttpRequestError : public RWInternalErr {
  public:
   explicit RWHttpRequestError(const RWCString& text)
       : RWInternalErr("RWHttpRequestError: " + text) {}
 };
 
-/// A reply that breaks the protocol or exceeds the library's limits.
+/// A reply violates the protocol or exceeds the library's limits.
 class RWHttpReplyError : public RWInternalErr {
  public:
   explicit RWHttpReplyError(const RWCString& text) : RWInternalErr("RWHttpReplyError: " + text) {}

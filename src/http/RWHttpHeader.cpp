@@ -15,7 +15,7 @@ namespace {
 constexpr char kContentLength[] = "Content-Length";
 constexpr char kHost[] = "Host";
 
-// What the head of a reply takes as a rule.
+// Room for the usual head of a reply.
 constexpr std::size_t kInitialText = 512;
 constexpr std::size_t kInitialLines = 16;
 
@@ -24,8 +24,8 @@ void requireLabel(const RWHttpGenericHeader& header, const char* label) {
     throw RWHttpHeaderParseError("Label information does not match");
 }
 
-/// A number as atol reads it where a long has 32 bits. 0 for a text without a number, and for a
-/// magnitude above 2^32 - 1, or above 2^31 behind a minus sign.
+/// Reads a number in the same way as atol() with a long of 32 bits. Returns 0 if the text has no
+/// number, if the number is above 2^32 - 1, or if it is below -2^31.
 std::int32_t readDecimal(std::string_view text) {
   const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
   text.remove_prefix(std::min(start, text.size()));
@@ -40,7 +40,8 @@ std::int32_t readDecimal(std::string_view text) {
   return static_cast<std::int32_t>(negative ? 0 - value : value);
 }
 
-/// The number in `text`; `error` is the message when it holds none.
+/// Returns the number in `text`. Throws RWHttpHeaderParseError with the message `error` if there is
+/// none.
 std::int32_t requireDecimal(std::string_view text, const char* error) {
   const std::int32_t value = readDecimal(text);
   if (value == 0 && text != "0") throw RWHttpHeaderParseError(error);
@@ -141,7 +142,8 @@ void RWHttpHeaderCollector::add(std::string_view label, std::string_view value) 
     lines_.reserve(kInitialLines);
   }
   lines_.push_back({text_.size(), label.size(), value.size()});
-  text_.append(label).append(value).append("\n");  // No two lines start at one place.
+  // The line feed lets no two lines start at the same place.
+  text_.append(label).append(value).append("\n");
 }
 
 std::string_view RWHttpHeaderCollector::labelOf(const Line& line) const {
@@ -153,7 +155,7 @@ std::string_view RWHttpHeaderCollector::valueOf(const Line& line) const {
 }
 
 RWHttpHeaderList RWHttpHeaderCollector::take() {
-  // The lines of one label come to stand side by side, in the order in which they came.
+  // Sort the lines of one label next to each other, in the order in which they were added.
   std::sort(lines_.begin(), lines_.end(), [this](const Line& a, const Line& b) {
     const int comparison = compareIgnoringCase(labelOf(a), labelOf(b));
     return comparison != 0 ? comparison < 0 : a.start < b.start;
@@ -167,7 +169,7 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
       value.append(", ").append(valueOf(*line));
     headers.emplace_back(RWCString(labelOf(*last)), std::move(value));
   }
-  // Mostly they are in order now; byte by byte, capitals come before "_" and small letters.
+  // They are usually sorted now. They may not be, because the list's order respects case.
   if (!std::is_sorted(headers.begin(), headers.end(), sortsBefore))
     std::sort(headers.begin(), headers.end(), sortsBefore);
   RWHttpHeaderList list;

@@ -1,6 +1,6 @@
-// HTTP header lines and the sorted list that requests and replies keep them in.
+// HTTP headers, and the sorted list that holds the headers of a request or a reply.
 //
-// Not locked: one thread at a time uses a list.
+// There are no locks: one thread at a time uses a list.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@
 
 namespace orla {
 
-/// A header: a label, a value, and the sort class that fixes its place in a list (a lower class
-/// comes first). Each derived class gives its value, of a type of its own, by getValue().
+/// A header: a label, a value, and a sort class, which determines its place in a list (lower
+/// classes come first). Each derived class has its own type of value, which getValue() returns.
 class RWHttpHeaderBase {
  public:
   static constexpr unsigned kContentLengthSortClass = 0;
@@ -42,11 +42,11 @@ class RWHttpHeaderBase {
   unsigned sortClass_;
 };
 
-/// A header whose value is a text, kept as it stands.
+/// A header whose value is a text, which is stored unchanged.
 class RWHttpGenericHeader final : public RWHttpHeaderBase {
  public:
   RWHttpGenericHeader(RWCString label, RWCString value, unsigned sortClass = kGenericSortClass);
-  /// The label, value text and sort class of any header.
+  /// Copies the label, the value text and the sort class of any header.
   explicit RWHttpGenericHeader(const RWHttpHeaderBase& other);
 
   const RWCString& getValue() const noexcept { return value_; }
@@ -60,11 +60,11 @@ class RWHttpGenericHeader final : public RWHttpHeaderBase {
 class RWHttpContentLengthHeader : public RWHttpHeaderBase {
  public:
   explicit RWHttpContentLengthHeader(std::int32_t length);
-  /// Reads the value as the C library's atol does: white space, a sign, digits, the rest ignored. A
-  /// minus sign gives a negative length without complaint. Lengths from 2^31 to 2^32 - 1 keep their
-  /// 32 bits, so that read as unsigned they are exact; what does not fit into 32 bits is refused,
-  /// since a shorter body would pass for the whole. 0 is written "0" and no other way.
-  /// RWHttpHeaderParseError: another label, or no such number.
+  /// Reads the value in the same way as atol(): white space, a sign, digits, and ignores the rest.
+  /// - A minus sign gives a negative length without an error. - Lengths from 2^31 to 2^32 - 1 keep
+  /// their 32 bits, so that they are exact as unsigned numbers. - A number that does not fit into
+  /// 32 bits is refused, because a shorter body would look complete. - 0 must be written as "0".
+  /// Throws RWHttpHeaderParseError if the label is another one or the value is refused.
   explicit RWHttpContentLengthHeader(const RWHttpGenericHeader& header);
 
   std::int32_t getValue() const noexcept { return length_; }
@@ -74,7 +74,7 @@ class RWHttpContentLengthHeader : public RWHttpHeaderBase {
   std::int32_t length_;
 };
 
-/// "Host": a host's name and a port, which is always written, also when it is 80.
+/// "Host": a host name and a port. The port is always written, also if it is 80.
 class RWHttpHostHeader : public RWHttpHeaderBase {
  public:
   struct Value {
@@ -83,8 +83,9 @@ class RWHttpHostHeader : public RWHttpHeaderBase {
   };
 
   explicit RWHttpHostHeader(RWCString host, std::uint32_t port = 80);
-  /// Splits the value at ":": the host, then the port (80 when missing or empty).
-  /// RWHttpHeaderParseError: another label, or a port that is no number as for a length.
+  /// Splits the value at ":" into the host and the port, which is 80 if it is missing or empty.
+  /// Throws RWHttpHeaderParseError if the label is another one, or if the port is not a number.
+  /// Numbers are read as for a length.
   explicit RWHttpHostHeader(const RWHttpGenericHeader& header);
 
   const Value& getValue() const noexcept { return value_; }
@@ -94,21 +95,21 @@ class RWHttpHostHeader : public RWHttpHeaderBase {
   Value value_;
 };
 
-/// Headers of which no two have labels that are equal when case is ignored, sorted by sort class
-/// and, within a class, by label, byte by byte.
+/// A list of headers. No two labels are equal when case is ignored. The headers are sorted by sort
+/// class and, within a class, by label, byte by byte.
 class RWHttpHeaderList {
  public:
   using const_iterator = RWTValOrderedVector<RWHttpGenericHeader>::const_iterator;
-  /// What find() answers when there is no such header.
+  /// The result of find() if there is no such header.
   static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
-  /// False, and nothing changed, when a header of that label is there already.
+  /// Returns false and changes nothing if the list already has a header with that label.
   bool insert(const RWHttpHeaderBase& header);
-  /// The position of the header of that label, case ignored, or npos.
+  /// Returns the position of the header with that label, in any case, or npos.
   std::size_t find(std::string_view label) const noexcept;
-  /// The value text of the header of that label; empty when there is none.
+  /// Returns the value text of the header with that label, or an empty text if there is none.
   RWCString getValue(std::string_view label) const;
-  /// False when there was none.
+  /// Returns false if there is no header with that label.
   bool remove(std::string_view label);
 
   std::size_t entries() const noexcept { return headers_.entries(); }
@@ -116,7 +117,7 @@ class RWHttpHeaderList {
   const_iterator begin() const noexcept { return headers_.begin(); }
   const_iterator end() const noexcept { return headers_.end(); }
 
-  /// Each header line with its "\r\n".
+  /// Returns each header line followed by "\r\n".
   RWCString asString() const;
   /// Appends asString() to `text`.
   void appendTo(RWCString& text) const;
@@ -127,17 +128,18 @@ class RWHttpHeaderList {
   RWTValOrderedVector<RWHttpGenericHeader> headers_;
 };
 
-/// Gathers the header lines of a reply into a list. Lines of one label merge: their values are
-/// joined by ", " in the order of the lines, under the label as the last line writes it. The time
-/// grows with the size of the head alone, however many headers a server sends.
+/// Collects the header lines of a reply into a list. Lines with the same label are merged: their
+/// values are joined by ", " in the order of the lines, and the label is written as in the last
+/// line. A head of n bytes takes at most O(n log n) time, so that a server cannot slow an agent
+/// down with many headers.
 class RWHttpHeaderCollector {
  public:
   void add(std::string_view label, std::string_view value);
-  /// The list of what was added; the collector is empty afterwards.
+  /// Returns the list of the added headers. The collector is empty afterwards.
   RWHttpHeaderList take();
 
  private:
-  /// Label and value stand one behind the other in the text.
+  /// The label is at `start` in the text, and the value follows it.
   struct Line {
     std::size_t start;
     std::size_t labelSize;
@@ -147,7 +149,7 @@ class RWHttpHeaderCollector {
   std::string_view labelOf(const Line& line) const;
   std::string_view valueOf(const Line& line) const;
 
-  RWCString text_;  // Of all the lines, as they came.
+  RWCString text_;  // The labels and values of all lines, in the order in which they were added.
   std::vector<Line> lines_;
 };
 

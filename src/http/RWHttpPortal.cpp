@@ -13,8 +13,8 @@ namespace orla {
 
 namespace {
 
-/// The size that a chunk size line states. The number is read as the C library's strtoul reads it
-/// where a long has 32 bits: it may have a sign, a minus takes it from 2^32, and one that is too
+/// Returns the size in a chunk size line. Reads the number in the same way as strtoul() with a long
+/// of 32 bits: it may have a sign, a minus sign subtracts it from 2^32, and a number that is too
 /// large counts as 2^32 - 1.
 std::uint32_t parseChunkSize(const RWCString& line) {
   constexpr char kSeparators[] = " ;\r";
@@ -75,12 +75,12 @@ std::uint32_t RWHttpPortalImp::readChunkSize() {
   for (std::size_t left = RWHttpLineReader::kMaxBytes; left != 0;) {
     bool more = false;
     const std::size_t count = portal_.recvThrough('\n', line, left, &more);
-    // A portal that reports a condition has more to come: it is asked again.
+    // If `more` is true, the portal only has nothing to read now.
     if (count == 0 && !more) throw RWHttpConnectionError("Server unexpectedly closed connection");
     left -= count;
     if (!line.ends_with("\r\n")) continue;
     line.resize(line.size() - 2);
-    // The line end behind the chunk before makes an empty line.
+    // The line end after the previous chunk's data is an empty line here.
     if (!line.empty()) return parseChunkSize(line);
   }
   throw RWHttpReplyError("Chunk size line too large");

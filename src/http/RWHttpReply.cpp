@@ -16,21 +16,21 @@ namespace {
 /// Room for a usual line.
 constexpr std::size_t kInitialLine = 128;
 
-/// The position behind the run of digits at `start`.
+/// Returns the position after the digits at `start`.
 std::size_t skipDigits(std::string_view text, std::size_t start) {
   while (start < text.size() && isDigitAscii(text[start])) ++start;
   return start;
 }
 
-/// The value of a run of digits; one beyond an int counts as the largest.
+/// Returns the value of a text of digits, or the largest int if it does not fit.
 int toNumber(std::string_view digits) {
   int value = 0;
   const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   return result.ec == std::errc() ? value : std::numeric_limits<int>::max();
 }
 
-/// The label is what stands before the first ":" that has something before it; the value is the
-/// rest, without the colons and blanks (not tabs) at its beginning.
+/// Adds a header line. Ignores leading colons. The label is the text before the next ":", and the
+/// value is the rest without the colons, and then the spaces (not tabs), at its beginning.
 void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
   line.remove_prefix(std::min(line.find_first_not_of(':'), line.size()));
   const std::size_t end = std::min(line.find(':'), line.size());
@@ -54,7 +54,8 @@ const RWCString& RWHttpLineReader::readLine() {
     bytes_ += count;
   }
   line_.pop_back();
-  // A CR that is not the line end's takes the byte behind it into the line, also another CR.
+  // A CR without LF stays in the line together with the next byte, also if that is another CR. So a
+  // CR belongs to the line end only if it is the last one of an odd number.
   const std::size_t returns = line_.size() - (line_.find_last_not_of('\r') + 1);
   if (returns % 2 == 1) line_.pop_back();
   return line_;
@@ -73,7 +74,7 @@ RWHttpReply::RWHttpReply(RWHttpLineReader& lines) {
 }
 
 RWCString RWHttpReply::takeVersion(RWCString line) {
-  // The first match of HTTP/[0-9]+\.[0-9]+ and a blank, wherever it stands.
+  // Finds the first match of HTTP/[0-9]+\.[0-9]+ and a space anywhere in the line.
   constexpr std::string_view kName = "HTTP/";
   for (std::size_t start = 0; (start = line.find(kName, start)) != RWCString::npos; ++start) {
     const std::size_t major = start + kName.size();

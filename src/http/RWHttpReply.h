@@ -13,11 +13,11 @@
 
 namespace orla {
 
-/// Reads the lines of reply heads and takes no byte after a line from the portal.
+/// Reads the lines of reply heads, and receives no byte after a line from the portal.
 ///
-/// LF and CR LF end a line and are no part of it; a CR before any other byte stays in the line with
-/// that byte. All that one reader reads is limited, so that no server can make an agent eat its
-/// memory, or read for ever, in a head: interim replies count.
+/// LF and CR LF end a line and are not part of it. A CR before any other byte stays in the line
+/// together with that byte. One reader reads at most kMaxBytes, interim replies included, so that
+/// no server can exhaust an agent's memory or keep it reading a head forever.
 class RWHttpLineReader {
  public:
   /// 1 MiB.
@@ -25,8 +25,9 @@ class RWHttpLineReader {
 
   explicit RWHttpLineReader(const RWPortal& portal);
 
-  /// The next line, good until the next call. RWReplyError "Connection closed by server";
-  /// RWHttpReplyError "Reply header too large".
+  /// Returns the next line, which is valid until the next call. Throws RWReplyError "Connection
+  /// closed by server" if the connection ends first, and RWHttpReplyError "Reply header too large"
+  /// if there are more than kMaxBytes.
   const RWCString& readLine();
 
  private:
@@ -35,27 +36,27 @@ class RWHttpLineReader {
   RWCString line_;
 };
 
-/// A numeric reply with an HTTP version and headers. The body is not part of it. A value.
+/// A numeric reply with an HTTP version and headers, but without the body. A value.
 class RWHttpReply : public RWNumReply {
  public:
-  /// Empty: getStatusCode() and the class tests throw RWReplyError.
+  /// An empty reply: getStatusCode() and is1XX() to is5XX() throw RWReplyError.
   RWHttpReply() = default;
-  /// Reads one reply. The final reply to a request is read with the same `lines` as the interim
-  /// ones before it, which thereby share its limit. RWReplySyntaxError for a status line without a
-  /// version or a code; what `lines` raises.
+  /// Reads one reply. Read the final reply to a request with the same `lines` as its interim
+  /// replies, so that they share the limit. Throws RWReplySyntaxError if the status line has no
+  /// version or no code, and what `lines` throws.
   explicit RWHttpReply(RWHttpLineReader& lines);
 
   int getMajorVersion() const noexcept { return majorVersion_; }
   int getMinorVersion() const noexcept { return minorVersion_; }
   const RWHttpHeaderList& headers() const noexcept { return headers_; }
-  /// Empty when there is no such header.
+  /// Returns an empty text if there is no such header.
   RWCString getHeaderValue(const RWCString& label) const;
 
-  /// The head as text; empty for an empty reply.
+  /// Returns the head as text, or an empty text for an empty reply.
   RWCString asString() const override;
 
  private:
-  /// Takes the version off the line and gives the rest.
+  /// Stores the version and returns the line without it.
   RWCString takeVersion(RWCString line);
 
   int majorVersion_ = 0;

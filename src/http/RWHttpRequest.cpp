@@ -10,7 +10,7 @@ namespace orla {
 
 namespace {
 
-/// The body goes out in pieces of at most this many bytes.
+/// The maximum size in bytes of the pieces in which a body is written.
 constexpr std::size_t kPieceSize = 4080;
 
 /// Room for a usual head, without the method and the URI.
@@ -25,7 +25,7 @@ RWCString toHex(std::size_t value) {
 RWHttpGenericHeader contentLength(std::int64_t length) {
   if (length <= std::numeric_limits<std::int32_t>::max())
     return RWHttpGenericHeader(RWHttpContentLengthHeader(static_cast<std::int32_t>(length)));
-  // The typed header holds 32 bits with a sign; a larger body still states its true length.
+  // The typed header holds a signed 32-bit length. A larger body needs a generic header.
   return {"Content-Length", std::to_string(length), RWHttpHeaderBase::kContentLengthSortClass};
 }
 
@@ -80,7 +80,8 @@ void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::ui
   } else if (length > 0) {
     headers.insert(contentLength(length));
   }
-  headers.insert(RWHttpHostHeader(host, port));  // Refused when there is one, even an empty one.
+  // Refused if the caller has set one, even an empty one.
+  headers.insert(RWHttpHostHeader(host, port));
 
   RWCString text = requestLine();
   portal.sendFully(text.append("\r\n"));

@@ -1,4 +1,4 @@
-// HTTP requests: what is to be asked, and the bytes that ask it.
+// HTTP requests, and the bytes that are written for them.
 //
 //   POST /path?x=1 HTTP/1.1 CR LF            request line, one write
 //   Content-Length: 5 CR LF                  header block, one write: by sort class, then by label
@@ -37,21 +37,22 @@ inline constexpr char kHttpDelete[] = "DELETE";
 inline constexpr char kHttpTrace[] = "TRACE";
 inline constexpr char kHttpConnect[] = "CONNECT";
 
-/// A source of body bytes. Reading it uses it up: a body is sent once.
+/// A source of body bytes. Reading consumes it, so a body can be sent once.
 class RWHttpRequestBody : public RWReference {
  public:
-  /// The next piece, of at most `most` bytes; empty at the end. It is the body's own, and good until
-  /// the next call.
+  /// Returns the next piece, of at most `most` bytes, or an empty piece at the end. The body owns
+  /// the bytes, which are valid until the next call.
   virtual std::string_view read(std::size_t most) = 0;
-  /// Everything that read() would still return, if the body has it in memory, and then uses it up.
-  /// Empty otherwise. Valid while the body exists.
+  /// If the body is in memory, returns everything that read() has not returned yet, and consumes
+  /// it. Otherwise returns an empty piece. The body owns the bytes, which are valid while it
+  /// exists.
   virtual std::string_view readRest() { return {}; }
-  /// The whole length in bytes, or -1 when it is not known in advance, which selects chunked
+  /// Returns the whole length in bytes, or -1 if it is not known in advance, which selects chunked
   /// framing.
   virtual std::int64_t getLength() const = 0;
 };
 
-/// A body that is one string, held once.
+/// A body that is one string.
 class RWHttpRequestStringBody : public RWHttpRequestBody {
  public:
   explicit RWHttpRequestStringBody(RWCString text = RWCString());
@@ -65,21 +66,21 @@ class RWHttpRequestStringBody : public RWHttpRequestBody {
   std::size_t position_ = 0;
 };
 
-/// A request; a value. Made empty: no method, no URI, version 1.1, no headers, an empty string
-/// body.
+/// A request. A value. A new request has no method, no URI, version 1.1, no headers and an empty
+/// string body.
 class RWHttpRequest {
  public:
   RWHttpRequest() : RWHttpRequest(RWCString(), RWCString()) {}
   /// With a string body.
   RWHttpRequest(RWCString method, RWCString uri, RWCString body = RWCString());
-  // Copied, never moved from: a request always has its body.
+  // Copied and never moved from, so that a request always has a body.
   RWHttpRequest(const RWHttpRequest&) = default;
   RWHttpRequest& operator=(const RWHttpRequest&) = default;
   ~RWHttpRequest() = default;
 
   const RWCString& getMethod() const noexcept { return method_; }
   void setMethod(RWCString method);
-  /// Written as it stands: neither escaped nor checked.
+  /// Written unchanged: neither escaped nor checked.
   const RWCString& getURI() const noexcept { return uri_; }
   void setURI(RWCString uri);
   int getMajorVersion() const noexcept { return majorVersion_; }
@@ -89,16 +90,17 @@ class RWHttpRequest {
   RWHttpHeaderList& headers() noexcept { return headers_; }
   const RWHttpHeaderList& headers() const noexcept { return headers_; }
   const RWTHandle<RWHttpRequestBody>& getBody() const noexcept { return body_; }
-  /// Shares `body`; it must hold one.
+  /// Shares `body`, which must not be empty.
   void setBody(RWTHandle<RWHttpRequestBody> body);
 
-  /// The request line without its line end.
+  /// Returns the request line without its line end.
   RWCString requestLine() const;
 
-  /// Writes the request to `portal`, as drawn above. "Content-Length" or "Transfer-Encoding", and
-  /// "Host" (`host`:`port`), are added unless the headers hold them; the request's own list stays
-  /// as it is. RWHttpRequestError, with nothing written, for a body of unknown length in a version
-  /// below 1.1; what the portal or the body raises leaves a part written.
+  /// Writes the request to `portal`, in the form shown above. Adds "Content-Length" or
+  /// "Transfer-Encoding", and "Host" (`host`:`port`), unless the headers contain them. Does not
+  /// change the request's own headers. Throws RWHttpRequestError and writes nothing if the length
+  /// of the body is unknown and the version is below 1.1. If the portal or the body throws, a part
+  /// may be written.
   void write(const RWPortal& portal, const RWCString& host, std::uint32_t port) const;
 
  private:

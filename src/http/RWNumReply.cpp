@@ -42,7 +42,7 @@ void RWReplyLine::parse(RWCString line) {
   }
   const char first = rawLine_[0];
   if (first < '1' || first > '5') fail();
-  // A code is read as far as it is a number: servers that write "20x" are understood as 20.
+  // Reads the digits at the beginning: the code "20x" of a sloppy server is 20.
   std::from_chars(rawLine_.data(), rawLine_.data() + kCodeLength, code_);
   text_ = rawLine_.substr(textStart);
   class_ = first - '0';

@@ -1,10 +1,10 @@
-// Replies of line-oriented protocols: lines that each begin with a three-digit code.
+// Replies of line-oriented protocols. Each line begins with a three-digit code.
 //
 //   "250-first"    code 250, text "first", more lines follow
 //   "250 last"     code 250, text "last", completes the reply
 //   "204"          code 204, no text, completes the reply
 //
-// Plain values; one thread at a time uses a reply.
+// Replies are plain values. One thread at a time uses one.
 #pragma once
 
 #include <utility>
@@ -19,24 +19,24 @@ class RWReplyLine {
  public:
   /// An invalid line.
   RWReplyLine() = default;
-  /// Parses `line`, given without its line end. Throws as parse() does.
+  /// Parses `line`, which has no line end. Throws as parse() does.
   explicit RWReplyLine(RWCString line) { parse(std::move(line)); }
 
-  /// Replaces the line. Throws RWReplySyntaxError when `line` is no reply line; this one is then
-  /// invalid and still has `line` as its raw line.
+  /// Replaces the line. If `line` is not a reply line, throws RWReplySyntaxError; then this object
+  /// is invalid, and rawLine() returns `line`.
   void parse(RWCString line);
 
   bool isValid() const noexcept { return class_ != 0; }
-  /// The number that the three characters of the code begin with: "2x0" gives 2. Throws
-  /// RWReplyError on an invalid line.
+  /// The number at the beginning of the three characters of the code: 2 for "2x0". Throws
+  /// RWReplyError if the line is invalid.
   int code() const;
-  /// 1 to 5, the code's first digit; 0 for an invalid line.
+  /// The first digit of the code, 1 to 5, or 0 if the line is invalid.
   int replyClass() const noexcept { return class_; }
-  /// True when more lines of the same reply follow.
+  /// Returns true if more lines of the same reply follow.
   bool isContinuation() const noexcept { return continuation_; }
-  /// What follows the code and its separator; empty for an invalid line.
+  /// The text after the code and its separator. Empty if the line is invalid.
   const RWCString& text() const noexcept { return text_; }
-  /// The whole line as it was given.
+  /// The whole line, unchanged.
   const RWCString& rawLine() const noexcept { return rawLine_; }
 
   /// For diagnostics: "replyline=[valid=true][cont=false][type=2][text=OK][code=200]".
@@ -58,9 +58,9 @@ class RWReply {
  public:
   virtual ~RWReply() = default;
 
-  /// True once the reply holds something.
+  /// Returns true if the reply has at least one line.
   virtual bool isValid() const = 0;
-  /// True once nothing more belongs to the reply.
+  /// Returns true if the reply has its last line.
   virtual bool isComplete() const = 0;
   /// For diagnostics.
   virtual RWCString asString() const = 0;
@@ -73,19 +73,19 @@ class RWReply {
   RWReply& operator=(RWReply&&) = default;
 };
 
-/// A reply made of reply lines, complete with the first line that is no continuation. The first
-/// line speaks for all of them: its code and class are the reply's.
+/// A reply that consists of reply lines. The first line that is not a continuation completes it.
+/// The code and the class of the first line are those of the reply.
 class RWNumReply : public RWReply {
  public:
-  /// Adds a line, and calls onComplete() when it completes the reply. Throws RWReplyError, and
-  /// changes nothing, when the reply is complete already or the line is invalid.
+  /// Adds a line, and calls onComplete() if the line completes the reply. Throws RWReplyError and
+  /// changes nothing if the reply is already complete or the line is invalid.
   void append(RWReplyLine line);
 
   bool isValid() const override { return !lines_.isEmpty(); }
   bool isComplete() const override { return complete_; }
   const RWTValOrderedVector<RWReplyLine>& lines() const noexcept { return lines_; }
 
-  /// The queries below throw RWReplyError on a reply without lines.
+  /// These throw RWReplyError if the reply has no lines.
   int getStatusCode() const;
   bool is1XX() const;
   bool is2XX() const;
@@ -93,15 +93,15 @@ class RWNumReply : public RWReply {
   bool is4XX() const;
   bool is5XX() const;
 
-  /// "[valid=true] [complete=false]" and then each line on a line of its own.
+  /// For diagnostics: "[valid=true] [complete=false]", then each reply line on a separate line.
   RWCString asString() const override;
 
  protected:
-  /// Called once, by the append that completes the reply, with the last line already in place.
+  /// Called once, when append() has added the last line.
   virtual void onComplete() {}
 
  private:
-  /// Throws RWReplyError, naming `query`, when there is no line.
+  /// Returns the first line. Throws RWReplyError with the name `query` if there is none.
   const RWReplyLine& statusLine(const char* query) const;
 
   bool complete_ = false;

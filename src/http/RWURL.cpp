@@ -4,7 +4,7 @@ namespace orla {
 
 namespace {
 
-/// A text cut in two at a separator, which belongs to neither part. When the separator is absent,
+/// A text that is split at a separator, which belongs to neither part. If there is no separator,
 /// `before` is the whole text.
 struct Cut {
   std::string_view before;
@@ -25,7 +25,7 @@ Cut cutAtLast(std::string_view text, char separator) {
   return cutAt(text, text.rfind(separator));
 }
 
-/// Removes the "//" before an authority; false when there is none.
+/// Removes the "//" before an authority. Returns false if there is none.
 bool stripSlashes(std::string_view& rest) {
   if (!rest.starts_with("//")) return false;
   rest.remove_prefix(2);
@@ -122,7 +122,7 @@ void RWURL::parseMailto(std::string_view rest) {
   parts_.path = rest;
 }
 
-/// Takes "user:password@" off the front of `authority`, if it is there.
+/// Removes "user:password@" from the beginning of `authority`, if it is there.
 void RWURL::splitUserInformation(std::string_view& authority) {
   const Cut cut = cutAtLast(authority, '@');
   if (!cut.found) return;
