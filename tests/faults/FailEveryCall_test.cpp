@@ -8,8 +8,8 @@
 
 #include "client/CVekExceptionImp.h"
 #include "client/Library.h"
-#include "platform/testing/FaultyDoor.h"
 #include "support/CommandServer.h"
+#include "support/FaultyPlatform.h"
 #include "support/TempDir.h"
 
 namespace orla {

@@ -12,7 +12,7 @@
 #include <tuple>
 
 #include "client/CVekInet.h"
-#include "platform/testing/FaultyDoor.h"
+#include "support/FaultyPlatform.h"
 #include "support/Server.h"
 #include "support/TempDir.h"
 #include "wire/Reply.h"

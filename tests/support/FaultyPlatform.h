@@ -1,7 +1,7 @@
 // The door to the operating system for tests: it lets every call through, keeps the books of what is
 // open, and makes chosen calls fail.
 //
-// A program that links orla_faulty_door has the calls of platform/winapi.h, as the library and the
+// A program that links orla_faulty_platform has the calls of platform/winapi.h, as the library and the
 // program's other parts make them, led through here by the linker; the library's code is the very
 // code that ships. Allocations come through as well, by replaced operators new and delete.
 //

@@ -1,4 +1,4 @@
-#include "platform/testing/FaultyDoor.h"
+#include "support/FaultyPlatform.h"
 
 #include "platform/winapi.h"
 
@@ -196,7 +196,7 @@ void shortenTimeouts(int milliseconds) noexcept {
     return call.fails() ? failure : r;                                                           \
   }
 
-#include "platform/testing/FaultyDoorCalls.def"
+#include "support/FaultyPlatformCalls.def"
 // NOLINTEND(bugprone-macro-parentheses)
 
 }  // namespace orla::faults
