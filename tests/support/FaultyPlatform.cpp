@@ -1,27 +1,23 @@
 #include "support/FaultyPlatform.h"
 
-#include "platform/winapi.h"
-
-#include <algorithm>
 #include <cstdlib>
 #include <malloc.h>
 #include <new>
 
+#include "support/FaultyCall.h"
+
 namespace orla::faults {
+
+constinit State state;
 
 namespace {
 
 using enum Kind;
-enum When { Before, After };
 
-/// A few handles. Kept without allocation: the calls that use it may be counting allocations.
+/// A few handles. It allocates nothing, because allocations are counted.
 class HandleSet {
  public:
-  /// True, so that it can stand in a condition.
-  bool add(HANDLE handle) noexcept {
-    *std::find(items_, items_ + kRoom - 1, HANDLE()) = handle;
-    return true;
-  }
+  void add(HANDLE handle) noexcept { *std::find(items_, items_ + kRoom - 1, HANDLE()) = handle; }
   bool contains(HANDLE handle) const noexcept {
     return std::find(items_, items_ + kRoom, handle) != items_ + kRoom;
   }
@@ -32,70 +28,62 @@ class HandleSet {
   HANDLE items_[kRoom] = {};
 };
 
-/// The first thread's. Not thread-local: the runtime makes calls of the door to find such storage.
-struct Thread {
-  DWORD id = 0;  // Not yet known: nobody's.
-  bool armed = false;
-  Fault fault{};
-  int callsLeft = 0;
-  const char* struck = nullptr;
-  Books books;
-  std::int64_t mostBytes = 0;  // 0: no limit.
-  HandleSet files, events;
-};
+HandleSet files, events, named;
 
-constinit Thread thread;
-[[maybe_unused]] const DWORD firstThread = thread.id = GetCurrentThreadId();
-
-bool isFirstThread() noexcept {
-  return GetCurrentThreadId() == thread.id;
-}
+[[maybe_unused]] const DWORD firstThread = state.thread = GetCurrentThreadId();
 
 int timeout = 0;
 
-/// One call on its way through: whether the fault in wait strikes it.
-class Call {
- public:
-  Call(Kind kind, const char* name) noexcept {
-    if (!isFirstThread() || !thread.armed || kind != thread.fault.kind || --thread.callsLeft != 0)
-      return;
-    thread.struck = name;
-    way_ = thread.fault.way;
-    struck_ = true;
-  }
-  bool fails() const noexcept { return struck_ && way_ == Way::Fail; }
-  template <class Length>
-  void shorten(Length& length) const noexcept {
-    if (struck_ && way_ == Way::Short) length = std::min<Length>(length, 1);
-  }
-
- private:
-  bool struck_ = false;
-  Way way_ = Way::Fail;
-};
-
-void made(int& count, bool success) noexcept {
+void opened(int& count, bool success) noexcept {
   count += success ? 1 : 0;
 }
 
-void gone(int& count, bool success) noexcept {
+void closedOne(int& count, bool success) noexcept {
   count -= success ? 1 : 0;
 }
 
 Kind kindOf(HANDLE handle) noexcept {
-  return thread.files.contains(handle) ? File : Kernel;
+  if (files.contains(handle)) return File;
+  return named.contains(handle) ? SharedObject : PrivateObject;
 }
 
+Kind kindOfNew(const char* name) noexcept {
+  return name && *name ? SharedObject : PrivateObject;
+}
+
+Kind kindOfWait(HANDLE handle, DWORD milliseconds) noexcept {
+  return milliseconds == 0 ? Poll : kindOf(handle);
+}
+
+void openedFile(HANDLE file) noexcept {
+  if (file == INVALID_HANDLE_VALUE) return;
+  ++state.books.handles;
+  files.add(file);
+}
+
+void createdObject(HANDLE object, const char* name) noexcept {
+  if (!object) return;
+  ++state.books.handles;
+  if (kindOfNew(name) == SharedObject) named.add(object);
+}
+
+void createdEvent(HANDLE event, const char* name) noexcept {
+  createdObject(event, name);
+  if (event) events.add(event);
+}
+
+/// A close that reports lost bytes closes the file anyway.
 void closed(HANDLE handle, bool success) noexcept {
-  if (!success) return;
-  --thread.books.handles;
-  thread.files.remove(handle);
-  thread.events.remove(handle);
+  if (!success && GetLastError() == ERROR_INVALID_HANDLE) return;
+  --state.books.handles;
+  files.remove(handle);
+  events.remove(handle);
+  named.remove(handle);
 }
 
-void taken(DWORD result, DWORD count, const HANDLE* objects) noexcept {
+void tookLocks(DWORD result, DWORD count, const HANDLE* objects) noexcept {
   if (result == WAIT_TIMEOUT || result == WAIT_FAILED) return;
-  for (DWORD i = 0; i < count; ++i) made(thread.books.locks, !thread.events.contains(objects[i]));
+  for (DWORD i = 0; i < count; ++i) opened(state.books.locks, !events.contains(objects[i]));
 }
 
 const char* shortened(int level, int option, const char* value) noexcept {
@@ -116,74 +104,75 @@ void* allocate(std::size_t size) noexcept {
   const Call call(Memory, "new");
   const auto wanted = static_cast<std::int64_t>(size);
   if (call.fails()) return nullptr;
-  if (isFirstThread() && thread.mostBytes != 0 && thread.books.bytes + wanted > thread.mostBytes)
+  if (isFirstThread() && state.mostBytes != 0 && state.books.bytes + wanted > state.mostBytes)
     return nullptr;
   void* const block = std::malloc(std::max<std::size_t>(size, 1));
   if (!block || !isFirstThread()) return block;
-  ++thread.books.blocks;
-  thread.books.bytes += sizeOf(block);
+  ++state.books.blocks;
+  state.books.bytes += sizeOf(block);
   return block;
 }
 
 void release(void* block) noexcept {
   if (block && isFirstThread()) {
-    --thread.books.blocks;
-    thread.books.bytes -= sizeOf(block);
+    --state.books.blocks;
+    state.books.bytes -= sizeOf(block);
   }
   std::free(block);
 }
 
 }  // namespace
 
-Injection::Injection(const Fault& fault, std::string* struck) noexcept : struck_(struck) {
-  thread.fault = fault;
-  thread.callsLeft = fault.call;
-  thread.struck = nullptr;
-  thread.armed = true;
+Injection::Injection(const Fault& fault, const char** failedCall) noexcept
+    : failedCall_(failedCall) {
+  state.fault = fault;
+  state.callsLeft = fault.call;
+  state.failedCall = nullptr;
+  state.armed = true;
 }
 
 Injection::~Injection() {
-  thread.armed = false;
-  if (thread.struck) *struck_ = thread.struck;
+  state.armed = false;
+  if (state.failedCall) *failedCall_ = state.failedCall;
 }
 
 Books books() noexcept {
-  return thread.books;
+  return state.books;
 }
 
 void limitMemory(std::size_t bytes) noexcept {
-  thread.mostBytes = bytes == 0 ? 0 : thread.books.bytes + static_cast<std::int64_t>(bytes);
+  state.mostBytes = bytes == 0 ? 0 : state.books.bytes + static_cast<std::int64_t>(bytes);
 }
 
 void shortenTimeouts(int milliseconds) noexcept {
   timeout = milliseconds;
 }
 
-// The linker leads every call of a door's function to the function of ours, and our call of the
-// `real` one to the door's. On Windows a call goes through a pointer of the import table: there the
-// names are those of pointers.
+// The linker redirects every call of a function of the platform layer to the wrapper here, and the
+// wrapper's call of the `real` function to the platform layer. On Windows a call goes through a
+// pointer in the import table, so that the names there are those of pointers.
 #ifdef _WIN32
-#define ORLA_LED(result, name, parameters, port, windows)                           \
+#define ORLA_WRAPPER(result, name, parameters, port, windows)                       \
   extern "C" result(WINAPI* real_##name) parameters __asm__("___real_" windows);    \
-  static result WINAPI led_##name parameters;                                       \
+  static result WINAPI wrap_##name parameters;                                      \
   extern "C" result(WINAPI* pointer_##name) parameters __asm__("___wrap_" windows); \
-  result(WINAPI* pointer_##name) parameters = led_##name;                           \
-  static result WINAPI led_##name parameters
+  result(WINAPI* pointer_##name) parameters = wrap_##name;                          \
+  static result WINAPI wrap_##name parameters
 #else
-#define ORLA_LED(result, name, parameters, port, windows)                    \
+#define ORLA_WRAPPER(result, name, parameters, port, windows)                \
   extern "C" result real_##name parameters noexcept __asm__("__real_" port); \
-  extern "C" result led_##name parameters noexcept __asm__("__wrap_" port);  \
-  result led_##name parameters noexcept
+  extern "C" result wrap_##name parameters noexcept __asm__("__wrap_" port); \
+  result wrap_##name parameters noexcept
 #endif
 
-// Parameters that are statements, or nothing, cannot stand in parentheses.
+// Parameters that are statements, or nothing, cannot be parenthesized.
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define ORLA_CALL(kind, when, result, name, parameters, arguments, failure, before, after, port, \
                   windows)                                                                       \
-  ORLA_LED(result, name, parameters, port, windows) {                                            \
+  ORLA_WRAPPER(result, name, parameters, port, windows) {                                        \
     const Call call(kind, #name);                                                                \
     if (call.fails() && when == Before) {                                                        \
-      SetLastError(thread.fault.code);                                                           \
+      SetLastError(state.fault.code);                                                            \
       return failure;                                                                            \
     }                                                                                            \
     before;                                                                                      \
@@ -192,7 +181,7 @@ void shortenTimeouts(int milliseconds) noexcept {
     if (isFirstThread()) {                                                                       \
       after;                                                                                     \
     }                                                                                            \
-    SetLastError(call.fails() ? thread.fault.code : error);                                      \
+    SetLastError(call.fails() ? state.fault.code : error);                                       \
     return call.fails() ? failure : r;                                                           \
   }
 

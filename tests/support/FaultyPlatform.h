@@ -1,71 +1,83 @@
-// The door to the operating system for tests: it lets every call through, keeps the books of what is
-// open, and makes chosen calls fail.
+// The platform layer with faults, for tests. It passes every call on, counts what is open, and makes
+// chosen calls fail.
 //
-// A program that links orla_faulty_platform has the calls of platform/winapi.h, as the library and the
-// program's other parts make them, led through here by the linker; the library's code is the very
-// code that ships. Allocations come through as well, by replaced operators new and delete.
+// In a program that links orla_faulty_platform the linker redirects the calls of platform/winapi.h to
+// this layer, whether the library or the test makes them. The library's code is the code that ships.
+// Replaced operators new and delete do the same for allocations. A program that links
+// orla_faulty_system as well (POSIX only) has the system calls beneath the platform layer redirected
+// too.
 //
-// Faults strike, and the books are kept of, the program's first thread alone, which runs the tests:
-// a test's server, in a thread of its own, goes on undisturbed.
+// Only the calls of the program's first thread, which runs the tests, fail and are counted. A test's
+// server, in other threads, is not disturbed.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 namespace orla::faults {
 
-enum class Kind { Socket, File, Kernel, Memory };
+enum class Kind {
+  Socket,
+  File,
+  SharedObject,   // Kernel objects with a name.
+  PrivateObject,  // Kernel objects without a name.
+  Poll,           // Waits that return at once.
+  Memory,
+  System,         // Every system call beneath the platform layer.
+  Interruptible,  // Those of them that a signal can interrupt.
+};
 
-/// What a chosen call does. Calls that give something back (closing, releasing) do so in any case
-/// and then report a failure, as the systems do.
+/// What the chosen call does. A call that closes or releases something does so in any case and then
+/// reports the failure, as the systems do.
 enum class Way {
-  Fail,   // Reports failure, with the code.
-  Short,  // Transfers one byte at most. Calls that transfer nothing go through untouched.
+  Fail,   // Reports a failure, with the code.
+  Short,  // Transfers one byte at most. A call that transfers nothing is passed on unchanged.
 };
 
 struct Fault {
   Kind kind;
-  /// Which call of that kind, from 1 on.
+  /// Which call of that kind, counted from 1.
   int call;
   Way way = Way::Fail;
-  /// What GetLastError() then says; no meaning for memory.
+  /// What GetLastError() then returns; of a system call, errno. Unused for memory.
   std::uint32_t code = 0;
 };
 
-/// Lies in wait for one call during its own lifetime. One at a time.
+/// Makes one call fail that comes during the object's lifetime. One object at a time.
 class Injection {
  public:
-  /// At the end, `struck` gets the name of the call that was struck ("new" for an allocation); it
-  /// stays as it is when that call never came.
-  Injection(const Fault& fault, std::string* struck) noexcept;
+  /// The destructor sets `failedCall` to the name of the call that failed ("new" for an allocation),
+  /// which is never freed. It leaves `failedCall` unchanged if that call never came.
+  Injection(const Fault& fault, const char** failedCall) noexcept;
   Injection(const Injection&) = delete;
   Injection& operator=(const Injection&) = delete;
   ~Injection();
 
  private:
-  std::string* struck_;
+  const char** failedCall_;
 };
 
-/// What the thread has made or taken, less what it has given back.
+/// What the thread has opened, locked or allocated and not yet closed, released or freed.
 struct Books {
   int sockets = 0;
   int handles = 0;  // Files and kernel objects.
-  int locks = 0;    // Mutexes owned and counts taken off semaphores.
+  int locks = 0;    // Mutexes owned and counts taken from semaphores.
   int winsockStarts = 0;
   int blocks = 0;  // Of memory.
   std::int64_t bytes = 0;
-
-  bool operator==(const Books&) const = default;
+  // With orla_faulty_system only.
+  int descriptors = 0;
+  int mappings = 0;
+  int badCloses = 0;  // close() of a descriptor that was not open.
 };
 Books books() noexcept;
 
-/// Allocations that would bring the thread's bytes to more than `bytes` above those of now fail; 0
-/// lifts the limit.
+/// Allocations that would raise the thread's bytes by more than `bytes` from now fail; 0 removes the
+/// limit.
 void limitMemory(std::size_t bytes) noexcept;
 
-/// Every SO_RCVTIMEO and SO_SNDTIMEO that the thread sets from now on is this many milliseconds; 0
-/// ends that.
+/// Every SO_RCVTIMEO and SO_SNDTIMEO that the thread sets from now on becomes this many milliseconds;
+/// 0 ends that.
 void shortenTimeouts(int milliseconds) noexcept;
 
 }  // namespace orla::faults
