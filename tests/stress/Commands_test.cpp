@@ -1,10 +1,12 @@
-// All ten functions of the built library, against a server: in many threads, and very often.
+// All ten functions of the built library, in many threads and very often.
 #include <atomic>
+#include <cstdio>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
-#include ORLA_MACHINE  // The system's twin.
+#include ORLA_MACHINE  // machine_posix.h or machine_win32.h
 #include "orla/ORLACl.h"
 #include "support/CommandServer.h"
 #include "support/TempDir.h"
@@ -24,7 +26,7 @@ std::uint32_t connectTo(const std::string& word) {
   return handle;
 }
 
-/// The first word of a URL's path, and what the commands return then.
+/// The first word of a URL's path, and what the commands then return.
 struct Case {
   const char* word;
   std::uint32_t version, name, send, download;
@@ -32,57 +34,99 @@ struct Case {
                     {"gone", 4, 4, 4, 4},  {"304", 4, 13, 13, 13}, {"404", 46, 46, 46, 10}};
 
 void ORLA_CALL countFirst(orla_progress_record* record, const void* data, std::uint32_t length) {
-  EXPECT_EQ(data != nullptr, length == 512 && ++record->reserved[0] == 1);
+  if (length == 0) {
+    EXPECT_EQ(data, nullptr);
+    return;
+  }
+  EXPECT_NE(data, nullptr);
+  EXPECT_EQ(length, 512U);
+  EXPECT_EQ(++record->reserved[0], 1U);
 }
 
-/// Runs commands, for one thread, with a package of its own.
+/// Runs commands in one thread, with its own package.
 struct Agent {
   explicit Agent(int number, std::size_t size = 3000)
       : key("agent" + std::to_string(number)), package(size, static_cast<char>('a' + number)) {}
   ~Agent() { EXPECT_LE(folder.names().size(), 2U) << "a temporary file was left"; }
 
-  /// The four commands, each with its answer. Where others end connections, any may be unknown.
+  /// Runs the four commands and checks their results. Unless the handle is `known`, another thread may
+  /// end its connection at any time.
   void run(std::uint32_t handle, const Case& expected, bool known = true) {
-    const auto succeeds = [&](std::uint32_t status, std::uint32_t wanted) {
-      EXPECT_TRUE(status == wanted || (!known && status == 6)) << expected.word << ": " << status;
-      return status == 0;
-    };
+    SCOPED_TRACE(expected.word);
+    askVersion(handle, expected, known);
+    askName(handle, expected, known);
+    const bool sent = send(handle, expected, known);
+    download(handle, expected, known, sent);
+    expectMessage();
+  }
+
+  /// Returns true for success. The handle of an ended connection is unknown to the library.
+  static bool succeeds(std::uint32_t status, std::uint32_t expected, bool known) {
+    if (known || status != ORLA_ERROR_ARGUMENT) {
+      EXPECT_EQ(status, expected);
+    }
+    return status == ORLA_OK;
+  }
+
+  void askVersion(std::uint32_t handle, const Case& expected, bool known) const {
     std::uint16_t major, minor;
-    std::uint32_t code = 0, size = 1000;
-    const bool told = succeeds(ORLAGetVersion(handle, &major, &minor), expected.version);
-    EXPECT_TRUE(major == told && minor == (told ? 2 : 0));
-    EXPECT_TRUE(expected.version == expected.name || (ORLAGetLastError(&code), code == 58));
+    const bool done = succeeds(ORLAGetVersion(handle, &major, &minor), expected.version, known);
+    EXPECT_EQ(major, done ? 1 : 0);
+    EXPECT_EQ(minor, done ? 2 : 0);
+    if (expected.version == expected.name) return;
+    std::uint32_t code = 0;
+    ORLAGetLastError(&code);
+    EXPECT_EQ(code, ORLA_ERROR_VERSION_TEXT);
+  }
 
-    const char* const identities[] = {"a b", key.c_str()};
-    const std::string query = "&Type=7&Identity0=a%20b&Identity1=" + key + "&Encoding=UTF-8";
-    char name[1000], text[ORLA_MESSAGE_SIZE];
-    const auto named = ORLAGetPackageName(handle, 7, 2, identities, name, &size);
-    EXPECT_EQ(name, succeeds(named, expected.name) ? "ORLACommand=CompileName" + query : "");
+  void askName(std::uint32_t handle, const Case& expected, bool known) const {
+    char name[1000];
+    std::uint32_t size = sizeof name;
+    const auto status = ORLAGetPackageName(handle, 7, 2, identities, name, &size);
+    const bool done = succeeds(status, expected.name, known);
+    EXPECT_EQ(name, done ? "ORLACommand=CompileName" + query : "");
+  }
 
-    std::snprintf(name, size = sizeof name, "%s", key.c_str());
+  bool send(std::uint32_t handle, const Case& expected, bool known) const {
+    char name[1000];
+    std::uint32_t size = sizeof name;
+    std::snprintf(name, sizeof name, "%s", key.c_str());
     const auto status = ORLASendPackage(handle, 7, 2, identities, path.c_str(), name, &size);
-    const bool sent = succeeds(status, expected.send);
-    EXPECT_EQ(size, sent ? package.size() : 0xFFFFFFFF);
-    EXPECT_EQ(name, (sent ? "ORLACommand=UploadPackage" + query + "&FileName=" : "") + key);
+    const bool done = succeeds(status, expected.send, known);
+    EXPECT_EQ(size, done ? package.size() : 0xFFFFFFFF);
+    EXPECT_EQ(name, (done ? "ORLACommand=UploadPackage" + query + "&FileName=" : "") + key);
+    return done;
+  }
 
-    orla_progress_record r{};
+  /// Downloads the package, if it was sent.
+  void download(std::uint32_t handle, const Case& expected, bool known, bool sent) const {
+    orla_progress_record record{};
     const std::string target = "/" + (sent ? key : expected.word), copy = folder.path("copy");
-    const auto loaded = ORLADownloadFile(handle, target.c_str(), copy.c_str(), countFirst, &r, "1");
-    EXPECT_TRUE(
-        !succeeds(loaded, expected.download) || !sent ||
-        (folder.read("copy") == package && r.byte_count == package.size() && r.reserved[0]));
+    const auto status =
+        ORLADownloadFile(handle, target.c_str(), copy.c_str(), countFirst, &record, "1");
+    if (!succeeds(status, expected.download, known) || !sent) return;
+    EXPECT_TRUE(folder.read("copy") == package);
+    EXPECT_EQ(record.byte_count, package.size());
+    EXPECT_EQ(record.reserved[0], 1U) << "calls with the first bytes of the file";
+  }
+
+  /// The message is empty, or begins with "HTTP" or the name of an error class.
+  static void expectMessage() {
+    char text[ORLA_MESSAGE_SIZE];
     EXPECT_EQ(ORLAGetLastErrorMsg(text, sizeof text), 0U);
-    EXPECT_TRUE(*text == '\0' || *text == 'H' || *text == 'R') << text;
+    EXPECT_THAT(text[0], testing::AnyOf('\0', 'H', 'R')) << text;
   }
 
   const std::string key, package;
   const TempDir folder;
   const std::string path = folder.write("package", package);
+  const char* const identities[2] = {"a b", key.c_str()};
+  const std::string query = "&Type=7&Identity0=a%20b&Identity1=" + key + "&Encoding=UTF-8";
 };
 
-// On handles of their own and on a shared one; then with clean-ups at any time, and on handles that
-// others may have taken over.
-TEST(Commands, MixInEightThreads) {
+// First each thread uses its own handle and a shared one. Then a further thread cleans up at any time,
+// so that the handles of the others become unknown, or name connections that yet others have made.
+TEST(Commands, WorkInEightThreads) {
   for (const bool quiet : {true, false}) {
     EXPECT_EQ(ORLAInitialize(0, nullptr), 0U);
     const std::uint32_t shared = connectTo("1.2.0");
@@ -95,32 +139,40 @@ TEST(Commands, MixInEightThreads) {
           const Case& own = kCases[quiet ? round % std::size(kCases) : 0];
           const std::uint32_t handle = connectTo(own.word);
           agent.run(handle, own, quiet);
-          EXPECT_TRUE(ORLADisconnect(handle) == 0 || !quiet);
+          const std::uint32_t disconnected = ORLADisconnect(handle);
+          if (quiet) {
+            EXPECT_EQ(disconnected, 0U);
+          }
           agent.run(quiet ? shared : handle, kCases[0], quiet);
         }
         --running;
       });
     }
-    while (!quiet && running > 0) EXPECT_EQ(ORLACleanup() + ORLAInitialize(0, nullptr), 0U);
+    while (!quiet && running > 0) {
+      EXPECT_EQ(ORLACleanup(), 0U);
+      EXPECT_EQ(ORLAInitialize(0, nullptr), 0U);
+    }
     threads.clear();
     EXPECT_EQ(ORLACleanup(), 0U);
   }
 }
 
-TEST(Commands, LeaveNothingBehindHoweverMany) {
+TEST(Commands, LeaveNothingOpenOrAllocated) {
   Agent agent(0);
   decltype(Machine::usage()) usage[2];
   EXPECT_EQ(ORLAInitialize(0, nullptr), 0U);
   const std::uint32_t kept = connectTo("1.2.0");
-  for (const int phase : {0, 1}) {  // The first fills what the system and the runtime keep.
+  // In the first phase the system and the C++ runtime allocate what they keep.
+  for (const int phase : {0, 1}) {
     const int most = phase == 0 ? 1000 : ORLA_ENDURANCE;
     for (int commands = 0; commands < most && !HasFailure(); commands += 8) {
       const Case& c = kCases[static_cast<std::size_t>(commands) / 8 % std::size(kCases)];
       const std::uint32_t handle = connectTo(c.word);
-      agent.run(handle, c), agent.run(kept, kCases[0]);
+      agent.run(handle, c);
+      agent.run(kept, kCases[0]);
       EXPECT_EQ(ORLADisconnect(handle), 0U);
     }
-    agent.run(~0U, {"", 6, 6, 6, 6});
+    agent.run(~0U, {"", 6, 6, 6, 6});  // An unknown handle.
     server().settle();
     usage[phase] = Machine::usage();
   }

@@ -12,21 +12,22 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((
 
 namespace orla::test {
 
-/// The system's own means; the twins answer alike.
+/// What the tests need of the system. machine_win32.h has the same for Windows.
 struct Machine {
   static pid_t start(const char* const* arguments) {
     pid_t id = 0;
     ::posix_spawn(&id, *arguments, nullptr, nullptr, const_cast<char**>(arguments), environ);
     return id;
   }
-  /// Waits for the end of a process; its exit code, -1 for a killed one.
+  /// Waits for the end of a process. Returns its exit code, or -1 if it was killed.
   static int end(pid_t id, bool kill) {
     int status = -1;
     if (kill) ::kill(id, SIGKILL);
     return ::waitpid(id, &status, 0) == id && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
+  /// How many objects the runtime may create late.
   static constexpr std::ptrdiff_t kLateObjects = 0;
-  /// What this process has: open files and objects, with its threads; and bytes of the heap.
+  /// Returns the number of open files and threads of this process, and the bytes of its heap.
   static std::pair<std::ptrdiff_t, std::size_t> usage() {
     std::ptrdiff_t count = 0;
     for (const char* folder : {"/proc/self/fd", "/proc/self/task"})

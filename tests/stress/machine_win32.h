@@ -9,25 +9,27 @@
 
 namespace orla::test {
 
-/// The system's own means; the twins answer alike.
+/// What the tests need of the system. machine_posix.h has the same for POSIX.
 struct Machine {
   static std::intptr_t start(const char* const* arguments) {
     return _spawnv(_P_NOWAIT, *arguments, arguments);
   }
-  /// Waits for the end of a process; its exit code, -1 for a killed one.
+  /// Waits for the end of a process. Returns its exit code, or -1 if it was killed.
   static int end(std::intptr_t id, bool kill) {
     auto* const process = reinterpret_cast<HANDLE>(id);
     DWORD code = 0;
     if (kill) TerminateProcess(process, static_cast<UINT>(-1));
-    WaitForSingleObject(process, INFINITE), GetExitCodeProcess(process, &code);
+    WaitForSingleObject(process, INFINITE);
+    GetExitCodeProcess(process, &code);
     return CloseHandle(process) ? static_cast<int>(code) : 0;
   }
-  /// A lock of the runtime, such as the test's server has, makes an event when it is first contended.
+  /// A lock of the runtime, such as the one in the test's server, creates an event at its first
+  /// contention.
   static constexpr std::ptrdiff_t kLateObjects = 4;
-  /// What this process has: open files and objects, and bytes of the heap.
+  /// Returns the number of open files and objects of this process, and the bytes of its heaps.
   static std::pair<std::ptrdiff_t, std::size_t> usage() {
     std::pair<std::ptrdiff_t, std::size_t> result;
-    DWORD flags;  // GetProcessHandleCount() answers 0 under Wine.
+    DWORD flags;  // GetProcessHandleCount() returns 0 under Wine.
     for (std::uintptr_t handle = 4; handle < 0x4000; handle += 4)
       result.first += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != FALSE;
     HANDLE heaps[100];

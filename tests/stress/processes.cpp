@@ -1,4 +1,5 @@
-// Processes that share a guard, some of them killed. Each is this program, started with its steps.
+// Processes that share a guard while some of them are killed. Each runs this program, with the steps
+// that it takes as an argument.
 #include "platform/winapi.h"
 
 #include <chrono>
@@ -8,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include ORLA_MACHINE  // The system's twin.
+#include ORLA_MACHINE  // machine_posix.h or machine_win32.h
 #include "client/CVekGuard.h"
 
 namespace orla::test {
@@ -16,7 +17,7 @@ namespace orla::test {
 constexpr std::uint32_t kLimit = 60000;
 std::string program;
 
-/// What the processes of one test share, under names that no other test has.
+/// The objects that the processes of one test share, under names that no other test has.
 struct Meeting {
   const std::string suffix = "orla-test-" + std::to_string(std::random_device()());
   const HANDLE arrived = make("Arrived@"), end = make("End@");
@@ -28,25 +29,38 @@ struct Meeting {
   HANDLE make(const char* name) const {
     return CreateSemaphoreA(nullptr, 0, 1000000, (name + suffix).c_str());
   }
-  /// Starts a process, and waits until it arrives.
+  /// Starts a process, and waits until it takes its step 'a'.
   auto start(const char* steps) const {
     const char* const arguments[] = {program.c_str(), steps, suffix.c_str(), nullptr};
     const auto process = Machine::start(arguments);
-    EXPECT_TRUE(process && WaitForSingleObject(arrived, kLimit) == WAIT_OBJECT_0) << steps;
+    EXPECT_NE(process, 0) << steps;
+    EXPECT_EQ(WaitForSingleObject(arrived, kLimit), WAIT_OBJECT_0) << steps;
     return process;
   }
 };
 
-/// Takes one step; false when it went wrong.
+/// Takes one step. Returns false if it fails.
+///
+///   a    arrives: the process that started this one goes on
+///   o    opens the guard, and closes it first if it is open
+///   w W  acquires and releases it for writing
+///   r R  acquires and releases it for reading
+///   + -  begins and ends a section in which no other process may be
+///   < >  begins and ends a section in which only other readers may be
 bool take(char step, CVekGuard& guard, const Meeting& meeting) {
   LONG others = 0;
   if (step == 'a') return ReleaseSemaphore(meeting.arrived, 1, nullptr);
-  if (step == 'o') return guard.Create(meeting.suffix.c_str());  // Closes it first.
+  if (step == 'o') return guard.Create(meeting.suffix.c_str());
   if (step == 'w') return guard.TryAcquireWrite(kLimit);
   if (step == 'r') return guard.TryAcquireRead(kLimit);
-  if (step == 'W') return guard.ReleaseWrite(), true;
-  if (step == 'R') return guard.ReleaseRead(), true;
-  // '+' and '-': writes from here to there; '<' and '>': reads.
+  if (step == 'W') {
+    guard.ReleaseWrite();
+    return true;
+  }
+  if (step == 'R') {
+    guard.ReleaseRead();
+    return true;
+  }
   const HANDLE inside = step == '+' || step == '-' ? meeting.writing : meeting.reading;
   const auto taken = [](HANDLE count) { return WaitForSingleObject(count, 0) == WAIT_OBJECT_0; };
   if (step == '-' || step == '>') return taken(inside);
@@ -55,8 +69,8 @@ bool take(char step, CVekGuard& guard, const Meeting& meeting) {
   return alone && !taken(step == '+' ? meeting.reading : meeting.writing);
 }
 
-/// Takes the steps and stands, to be killed; at a '*' it takes all but the first again, until the
-/// end. It ends in any case. The exit code is the step that went wrong.
+/// Takes the steps, and then waits to be killed. A '*' repeats all steps but the first until the test
+/// sets `end`. Each wait has a limit. Returns the step that failed as the exit code, or 0.
 int play(const char* steps, const Meeting& meeting) {
   CVekGuard guard;
   const auto start = std::chrono::steady_clock::now();
@@ -72,8 +86,8 @@ int play(const char* steps, const Meeting& meeting) {
 
 TEST(Processes, GoOnWhenOthersAreKilled) {
   const struct {
-    const char* held;  // What this process does before, and after.
-    const char* victim;
+    const char* held;    // The steps of this process before it starts the victim, and after.
+    const char* victim;  // The steps of the process that is killed.
   } cases[] = {{"wW", "oawa"}, {"wW", "oara"}, {"rR", "oawa"}, {"", "ow+-a"}, {"", "ooa*"}};
   for (const std::size_t workers : {2U, 8U}) {
     const Meeting meeting;
@@ -83,40 +97,48 @@ TEST(Processes, GoOnWhenOthersAreKilled) {
       const auto& [held, victim] = cases[i % 5];
       CVekGuard guard;
       if (*held) {
-        EXPECT_TRUE(guard.Create(meeting.suffix.c_str()) && take(held[0], guard, meeting));
+        EXPECT_TRUE(guard.Create(meeting.suffix.c_str()));
+        EXPECT_TRUE(take(held[0], guard, meeting));
         killed.push_back(meeting.start(victim));
       }
       killed.push_back(meeting.start(victim));
       for (const auto process : std::exchange(killed, {}))
         EXPECT_EQ(Machine::end(process, true), -1);
-      while (WaitForSingleObject(meeting.arrived, 0) == WAIT_OBJECT_0)
-        EXPECT_FALSE(*held) << "is in";
-      EXPECT_TRUE(!*held || take(held[1], guard, meeting));
+      while (WaitForSingleObject(meeting.arrived, 0) == WAIT_OBJECT_0) {
+        EXPECT_STREQ(held, "") << "acquired a guard that this process holds";
+      }
+      if (*held) {
+        EXPECT_TRUE(take(held[1], guard, meeting));
+      }
     }
     ReleaseSemaphore(meeting.end, 8, nullptr);
     for (const auto worker : working) EXPECT_EQ(Machine::end(worker, false), 0);
   }
 }
 
-// A writer that was killed is told of, once. One that was killed as reader keeps writers out, but no
-// readers, until nobody has the guard open any more.
-TEST(Processes, LeaveAGuardThatHealsAtOnceOrAfterTheLastUser) {
+// The guard reports a killed writer once. A killed reader blocks writers, but not readers, until no
+// process has the guard open any more.
+TEST(Processes, LeaveAGuardThatWorksAtOnceOrAfterItsLastUser) {
   const Meeting meeting;
   CVekGuard guard;
   const auto open = [&] { return guard.Create(meeting.suffix.c_str()); };
-  EXPECT_TRUE(open() && Machine::end(meeting.start("owa"), true) == -1);
+  EXPECT_TRUE(open());
+  EXPECT_EQ(Machine::end(meeting.start("owa"), true), -1);
   EXPECT_EQ(guard.AcquireWrite(kLimit), WAIT_ABANDONED);
   EXPECT_EQ(guard.AcquireWrite(0), WAIT_OBJECT_0);
-  guard.ReleaseWrite(), guard.ReleaseWrite();
+  guard.ReleaseWrite();
+  guard.ReleaseWrite();
   EXPECT_EQ(Machine::end(meeting.start("ora"), true), -1);
   EXPECT_EQ(guard.AcquireWrite(0), WAIT_TIMEOUT);
   EXPECT_EQ(guard.AcquireRead(0), WAIT_OBJECT_0);
   guard.ReleaseRead();
   const auto last = meeting.start("ora");
   guard.Close();
-  EXPECT_TRUE(Machine::end(last, true) == -1 && open());
+  EXPECT_EQ(Machine::end(last, true), -1);
+  EXPECT_TRUE(open());
   EXPECT_EQ(guard.AcquireWrite(0), WAIT_OBJECT_0);
-  guard.ReleaseWrite(), guard.Close();
+  guard.ReleaseWrite();
+  guard.Close();
 }
 
 }  // namespace orla::test

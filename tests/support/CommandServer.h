@@ -10,21 +10,26 @@
 
 namespace orla::test {
 
-/// Serves eight requests at a time until the program ends. The first word of a target is the version
-/// and the manner of the reply: three digits are its status, "close" is one without a length,
-/// "short" a byte too short, "gone" none. A name or an upload is answered by the query; what was
-/// uploaded is kept under its file name, for downloads.
+/// Serves eight requests at a time until the program ends.
+///
+/// The first word of the request's target chooses the reply: three characters are its status, "close"
+/// leaves the length out, "short" states one byte too many, "gone" closes the connection without a
+/// reply. The version command is answered with this word, the name and upload commands with their
+/// query. An uploaded package is stored under its file name, for downloads.
 class CommandServer {
  public:
   CommandServer() {
     for (int i = 0; i < 8; ++i)
       std::thread([this] {
-        while (true) serve(), --busy_;
+        while (true) {
+          serve();
+          --busy_;
+        }
       }).detach();
   }
   /// A URL whose path begins with `word`.
   std::string url(const std::string& word) const { return listener_.url("/" + word); }
-  /// Waits until the connections of all commands that have ended are closed.
+  /// Waits until the accepted connections are closed.
   void settle() const {
     while (busy_ != 0) std::this_thread::yield();
   }

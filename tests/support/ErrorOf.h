@@ -4,7 +4,7 @@
 
 namespace orla::test {
 
-/// The message of the error that `action` raises.
+/// Returns the message of the error that `action` throws.
 template <class Action>
 RWCString errorOf(const Action& action) {
   try {
@@ -12,7 +12,7 @@ RWCString errorOf(const Action& action) {
   } catch (const RWxmsg& error) {
     return error.why();
   }
-  return "nothing raised";
+  return "nothing thrown";
 }
 
 }  // namespace orla::test

@@ -1,5 +1,5 @@
-// A portal in memory: it delivers given bytes in given pieces, then the end of the stream, and
-// records what is written to it.
+// A portal in memory. It delivers the given bytes in pieces, then the end of the stream, and records
+// what is written to it.
 #pragma once
 
 #include <algorithm>
@@ -13,15 +13,15 @@ namespace orla::test {
 
 class PortalFixture {
  public:
-  /// A read ends where a piece ends, at the latest; the last size in `pieces` goes for all the
-  /// bytes that are left, and a size of 0 is a read that finds nothing yet. {}: all at once, {1}:
-  /// byte by byte, {7, 100}: 7 bytes, then a hundred a time.
+  /// A read never goes beyond the end of a piece. The last size in `pieces` is used for all remaining
+  /// bytes. A size of 0 is a read that finds no bytes yet. Without sizes, all bytes are one piece;
+  /// {1} delivers single bytes, {7, 100} delivers 7 bytes and then 100 at a time.
   explicit PortalFixture(RWCString bytes = {}, std::vector<std::size_t> pieces = {})
       : imp_(new Imp(std::move(bytes), std::move(pieces))), portal_(imp_) {}
 
   const RWPortal& portal() const { return portal_; }
   RWCString unread() const { return imp_->bytes.substr(imp_->position); }
-  /// Each write of its own.
+  /// The bytes of each write.
   const std::vector<RWCString>& writes() const { return imp_->writes; }
 
  private:

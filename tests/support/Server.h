@@ -1,5 +1,5 @@
-// HTTP servers for tests, on free ports of 127.0.0.1. A client that never comes, or never hangs up,
-// keeps the test until its time limit ends it.
+// HTTP servers for tests, on free ports of 127.0.0.1. If a client never connects, or never closes its
+// connection, the test waits until its time limit ends it.
 #pragma once
 
 #include "platform/winapi.h"
@@ -13,7 +13,7 @@
 
 namespace orla::test {
 
-/// A port for clients to connect to. Winsock is started with it.
+/// A port that clients connect to. It starts Winsock.
 struct Listener {
   Listener() {
     WSADATA data;
@@ -21,15 +21,20 @@ struct Listener {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     auto* const name = reinterpret_cast<sockaddr*>(&address);
-    int length = WSAStartup(0x0101, &data) + static_cast<int>(sizeof address);
+    int length = sizeof address;
+    EXPECT_EQ(WSAStartup(0x0101, &data), 0);
     handle = socket(AF_INET, SOCK_STREAM, 0);
-    EXPECT_EQ(bind(handle, name, length) | listen(handle, 100), 0);
+    EXPECT_EQ(bind(handle, name, length), 0);
+    EXPECT_EQ(listen(handle, 100), 0);
     EXPECT_EQ(getsockname(handle, name, &length), 0);
     port = ntohs(address.sin_port);
   }
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
-  ~Listener() { closesocket(handle), WSACleanup(); }
+  ~Listener() {
+    closesocket(handle);
+    WSACleanup();
+  }
 
   std::string url(const std::string& path) const {
     return "http://127.0.0.1:" + std::to_string(port) + path;
@@ -39,21 +44,22 @@ struct Listener {
   std::uint16_t port;
 };
 
-/// The server's side of the next connection that a client makes.
+/// The server's side of the next connection. The constructor waits for a client to connect.
 struct Connection {
   explicit Connection(const Listener& listener)
       : handle(accept(listener.handle, nullptr, nullptr)) {}
   Connection(const Connection&) = delete;
   ~Connection() { closesocket(handle); }
 
-  /// Adds at most `most` bytes to those received; false when the client sends no more.
+  /// Appends at most `most` bytes to `received`. Returns false if the client sends no more.
   bool receive(std::size_t most = std::string::npos) {
     char buffer[65536];
     const int got = recv(handle, buffer, static_cast<int>(std::min(most, sizeof buffer)), 0);
     if (got > 0) received.append(buffer, static_cast<std::size_t>(got));
     return got > 0;
   }
-  /// Takes a request, its body announced by "Content-Length: ", off the bytes received.
+  /// Returns the next request and removes it from `received`. Its body has the length that
+  /// "Content-Length: " states. The request is incomplete if the client sends no more.
   std::string request() {
     std::size_t length;
     while ((length = requestLength()) > received.size() && receive()) continue;
@@ -61,7 +67,7 @@ struct Connection {
     received.erase(0, length);
     return first;
   }
-  /// False when the client is gone.
+  /// Returns false if the connection is closed.
   bool sendAll(const std::string& bytes) const {
     for (std::size_t sent = 0; sent < bytes.size();) {
       const int count = send(handle, &bytes[sent], static_cast<int>(bytes.size() - sent), 0);
@@ -70,7 +76,8 @@ struct Connection {
     }
     return true;
   }
-  /// Ends this side, and receives until the client hangs up, which then sees no reset.
+  /// Ends the sending, and receives until the client closes the connection. Closing earlier could
+  /// reset it.
   void end() {
     shutdown(handle, 1);
     while (receive()) continue;
@@ -87,7 +94,7 @@ struct Connection {
   }
 };
 
-/// Answers each request on one connection with the next of `replies`, and ends.
+/// Answers the requests on one connection with `replies`, one after the other.
 class Server : public Listener {
  public:
   explicit Server(std::vector<std::string> replies)
@@ -100,7 +107,7 @@ class Server : public Listener {
           connection.end();
           received_ += connection.received;
         }) {}
-  /// All that the client sent until it hung up.
+  /// Waits until the client closes the connection, and returns all that it sent.
   const std::string& received() {
     if (thread_.joinable()) thread_.join();
     return received_;

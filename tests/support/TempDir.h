@@ -1,5 +1,5 @@
-// A folder of its own for a test, removed with all that is in it at the end. A file that cannot be
-// removed, because it was left open where that matters, fails the test.
+// A directory for one test. The destructor removes it with its content. A file that cannot be removed
+// fails the test: on Windows, that is a file that is still open.
 #pragma once
 
 #include <filesystem>
@@ -26,7 +26,7 @@ class TempDir {
   }
 
   std::string path() const { return path_.string(); }
-  /// The path of `name` in the folder, with the platform's separators; "/" in `name` is one.
+  /// The path of `name` in the directory. Each "/" in `name` becomes the platform's separator.
   std::string path(const std::string& name) const {
     return (path_ / name).make_preferred().string();
   }

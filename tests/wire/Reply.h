@@ -1,4 +1,4 @@
-// A reply, and what comes of it wherever it is cut.
+// A reply, and the outcome of a command wherever the reply is cut.
 #pragma once
 
 #include <cstdint>
@@ -7,18 +7,22 @@
 
 namespace orla::test {
 
-/// What a server does when it has sent what it sends: it ends its side and reads on, closes at once,
-/// resets the connection, or falls silent.
-enum Ending { kEnd, kClose, kReset, kStall };
+/// What a server does after its last byte.
+enum Ending {
+  kEnd,    // Ends its sending, and receives until the client closes the connection.
+  kClose,  // Closes the connection at once.
+  kReset,  // Resets the connection.
+  kStall,  // Sends nothing more and keeps the connection open.
+};
 
-/// What a transaction comes to.
+/// The result of a transaction.
 struct Outcome {
   std::uint32_t code;
   std::string message, body;
 };
 
 struct Reply {
-  /// What the client reads the bytes of a part as, and so what it misses when they do not come.
+  /// What the client reads the bytes of a part as, and so what it misses if they do not come.
   enum Kind { Head, Size, Data, Open, Rest };
   struct Part {
     Kind kind;
@@ -26,10 +30,10 @@ struct Reply {
   };
 
   const char* name;
-  std::uint32_t code;  // Of a transaction that goes through, with its message.
+  std::uint32_t code;  // Of a transaction that receives the whole reply, with its message.
   std::string message;
   std::vector<Part> parts;
-  std::string forEver = {};  // Comes again and again behind the parts.
+  std::string repeated = {};  // Sent after the parts, until the client closes the connection.
 
   std::string bytes() const {
     std::string all;
@@ -37,16 +41,16 @@ struct Reply {
     return all;
   }
 
-  /// The outcome when `sent` bytes come before the ending.
+  /// The outcome if `sent` bytes come before the ending.
   Outcome outcome(std::size_t sent, Ending ending) const {
     std::string body;
     const Part* part = &parts.front();
-    for (;; ++part) {  // To the part that the client then waits for.
+    for (;; ++part) {  // Up to the part that the client then waits for.
       if (part->kind == Data || part->kind == Open) body += part->bytes.substr(0, sent);
       if (sent < part->bytes.size() || part == &parts.back()) break;
       sent -= part->bytes.size();
     }
-    // A body that lasts until the connection ends is complete wherever it ends in order.
+    // A body that lasts until the connection ends is complete wherever the server ends it.
     if (part->kind == Rest || (part->kind == Open && ending == kEnd)) return {code, message, body};
     if (ending == kReset) return {4, "RWSocketError: in RWSocket::recv: CONNRESET", ""};
     if (ending == kStall) return {4, "RWSocketError: in RWSocket::recv: TIMEDOUT", ""};
@@ -57,7 +61,7 @@ struct Reply {
   }
 };
 
-/// `text` so many times, with the number of each for a "%" in it.
+/// Returns `text` repeated `count` times. Each "%" in it becomes the number of the repetition.
 inline std::string times(int count, const std::string& text) {
   std::string all;
   for (int i = 0; i < count; ++i)

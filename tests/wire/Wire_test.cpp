@@ -1,5 +1,4 @@
-// Replies and requests that are cut anywhere, and servers that mean harm: what the commands make of
-// them.
+// The commands with replies and requests that are cut anywhere, and with hostile servers.
 #include "platform/winapi.h"
 
 #include <algorithm>
@@ -32,36 +31,41 @@ const Reply kHostile[] = {
 };
 
 constexpr std::size_t kAll = std::string::npos;
-/// The time-out of a stall, in milliseconds: nothing else would come of a longer one.
+/// The timeout of a stall, in milliseconds. A longer one would have the same result.
 constexpr int kShort = 5;
-/// Wine may show a reset as the connection's end: then what comes of an end must come of it.
+/// Wine may report a reset as the end of the connection. The outcome is then that of an end.
 constexpr bool kResetsShow = ORLA_RESETS_SHOW;
 
 /// What the server does with one connection.
 struct Play {
   std::string reply;
   Ending ending = kEnd;
-  std::string forEver = {};      // Sent behind the reply until the client hangs up.
+  std::string repeated = {};     // Sent after the reply until the client closes the connection.
   std::size_t readFirst = kAll;  // Of the request, before the reply; kAll: the whole request.
-  int timeout = 0;               // Of the client, in milliseconds; 0: its own.
+  int timeout = 0;               // Of the client, in milliseconds; 0: the default.
   bool byteByByte = false;       // The reply.
 };
 const Play kGood{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n1.2.3"};
 
-/// Plays one connection; a stall lasts until `over`. Gives the request.
+/// Sends the reply, in one piece or byte by byte. Returns false if the connection is closed.
+bool sendReply(const Connection& client, const Play& play) {
+  if (!play.byteByByte) return client.sendAll(play.reply);
+  const int noDelay = 1;
+  const auto* const option = reinterpret_cast<const char*>(&noDelay);
+  setsockopt(client.handle, IPPROTO_TCP, TCP_NODELAY, option, sizeof noDelay);
+  for (const char byte : play.reply)
+    if (!client.sendAll({byte})) return false;
+  return true;
+}
+
+/// Plays one connection, and returns the request. A stall lasts until `over`.
 std::string serve(const Listener& listener, const Play& play, std::latch& over) {
   Connection client(listener);
   const std::string request = play.readFirst == kAll ? client.request() : "";
   const std::size_t first = play.readFirst == kAll ? 0 : play.readFirst;
   while (client.received.size() < first && client.receive(first - client.received.size())) continue;
-  const int noDelay = 1;
-  const auto* const now = reinterpret_cast<const char*>(&noDelay);
-  if (play.byteByByte) setsockopt(client.handle, IPPROTO_TCP, TCP_NODELAY, now, sizeof noDelay);
-  bool connected = true;
-  for (std::size_t sent = 0, piece = play.byteByByte ? 1 : kAll; sent < play.reply.size();)
-    connected = client.sendAll(play.reply.substr(sent, piece)),
-    sent += std::min(piece, kAll - sent);
-  while (connected && !play.forEver.empty()) connected = client.sendAll(play.forEver);
+  bool connected = sendReply(client, play);
+  while (connected && !play.repeated.empty()) connected = client.sendAll(play.repeated);
   const linger none{1, 0};
   const auto* const option = reinterpret_cast<const char*>(&none);
   if (play.ending == kReset) setsockopt(client.handle, SOL_SOCKET, SO_LINGER, option, sizeof none);
@@ -73,7 +77,7 @@ std::string serve(const Listener& listener, const Play& play, std::latch& over) 
 enum Command { kVersion, kName, kUpload, kDownload };
 constexpr Command kCommands[] = {kVersion, kName, kUpload, kDownload};
 
-/// What the agent gets: the status, the thread's code, the library's message, and the answer.
+/// What the agent receives: the status, the thread's code, the library's message and the answer.
 using Report = std::tuple<std::uint32_t, std::uint32_t, std::string, std::string>;
 
 bool isVersion(const std::string& text) {
@@ -108,7 +112,7 @@ class Wire : public testing::Test {
     EXPECT_EQ(inet_.Connect(listener_.url("/wire").c_str(), "", 0, &handle_), 0U);
     folder_.write("package", "package");
   }
-  ~Wire() override { EXPECT_EQ(faults::books().sockets, sockets_) << "a connection was left open"; }
+  ~Wire() override { EXPECT_EQ(faults::books().sockets, sockets_) << "an open connection"; }
 
   Report run(Command command) {
     const std::string package = folder_.path("package"), file = folder_.path("file");
@@ -144,7 +148,7 @@ class Wire : public testing::Test {
     return {status, code, message, answer};
   }
 
-  /// What comes of a command, whose request is kept.
+  /// Runs a command while the server plays. Stores the request.
   Report report(Command command, const Play& play) {
     std::latch over(1);
     std::thread server([&] { request_ = serve(listener_, play, over); });
@@ -157,13 +161,13 @@ class Wire : public testing::Test {
     return report;
   }
 
-  /// Plays `sent` bytes of a reply; then, by turns, a good reply to the same command.
+  /// Plays `sent` bytes of a reply. After every fourth one the same command must succeed.
   void play(Command command, const Reply& reply, std::size_t sent, Ending ending = kEnd) {
     SCOPED_TRACE(reply.name + (", command " + std::to_string(command)) + ", sent " +
                  std::to_string(sent) + ", ending " + std::to_string(ending));
     const Outcome outcome = reply.outcome(sent, ending);
     const int timeout = ending == kStall && outcome.code == 4 ? kShort : 0;
-    const Play part{reply.bytes().substr(0, sent), ending, reply.forEver, kAll, timeout};
+    const Play part{reply.bytes().substr(0, sent), ending, reply.repeated, kAll, timeout};
     const Ending seen = ending == kReset && !kResetsShow ? kEnd : ending;
     EXPECT_THAT(report(command, part),
                 AnyOf(expected(command, outcome), expected(command, reply.outcome(sent, seen))));
@@ -173,50 +177,51 @@ class Wire : public testing::Test {
 
   const TempDir folder_;
   const Listener listener_;
-  CVekInet inet_{nullptr};  // With kernel objects of its own.
+  CVekInet inet_{nullptr};  // Its kernel objects have no names, so that no process shares them.
   std::uint32_t handle_ = 0;
   std::string request_;
   const int sockets_ = faults::books().sockets;
 };
 
-TEST_F(Wire, RepliesEndAnywhere) {
+TEST_F(Wire, RepliesMayEndAnywhere) {
   for (const Reply& reply : kReplies)
     for (std::size_t sent = 0; sent <= reply.bytes().size(); ++sent)
       for (const Command command : kCommands) play(command, reply, sent);
 }
 
-TEST_F(Wire, RepliesAreResetAnywhere) {
+TEST_F(Wire, RepliesMayBeResetAnywhere) {
   for (const Reply& reply : kReplies)
     for (std::size_t sent = 0; sent <= reply.bytes().size(); ++sent)
       for (const Command command : {kCommands[sent % 3], kDownload})
         play(command, reply, sent, kReset);
 }
 
-TEST_F(Wire, RepliesStallInEachPart) {
+TEST_F(Wire, RepliesMayStallInAnyPart) {
   for (const Reply& reply : kReplies)
     for (std::size_t sent = 0; sent <= reply.bytes().size(); sent += 3)
       play(kCommands[sent % 4], reply, sent, kStall);
 }
 
-TEST_F(Wire, RepliesComeByteByByte) {
+TEST_F(Wire, RepliesMayComeByteByByte) {
   for (const Reply& reply : kReplies)
     for (const Command command : kCommands)
       EXPECT_EQ(report(command, {.reply = reply.bytes(), .byteByByte = true}),
                 expected(command, reply.outcome(reply.bytes().size(), kEnd)));
 }
 
-TEST_F(Wire, HostileServersAreBounded) {
+TEST_F(Wire, HostileServersCannotFillTheMemory) {
   int turn = 0;
   for (const Reply& reply : kHostile)
     for (const Command command : {kCommands[++turn % 3], kDownload}) {
-      // A body for ever fills the disk, in a download; elsewhere it must not fill the memory.
+      // A download would fill the disk. The other commands hold the body in memory, which must not
+      // fill.
       if (command == kDownload && reply.message == "[NOMEM] No memory") continue;
       faults::limitMemory(64U << 20);
       play(command, reply, reply.bytes().size());
     }
 }
 
-TEST_F(Wire, RequestsAreCutAnywhere) {
+TEST_F(Wire, RequestsMayBeCutAnywhere) {
   std::string stalled = "recv";
   const auto cut = [&](Command command, std::size_t read, Ending ending) {
     SCOPED_TRACE("command " + std::to_string(command) + ", read " + std::to_string(read));
@@ -224,13 +229,13 @@ TEST_F(Wire, RequestsAreCutAnywhere) {
     const std::string& message = std::get<2>(got);
     EXPECT_EQ(got, expected(command, {4, message, ""}));
     std::set<std::string> allowed = {"RWReplyError: Connection closed by server"};
-    if (ending == kStall)  // In the send, when the request is more than the systems hold.
+    if (ending == kStall)  // In send() if the request is larger than the buffers of the sockets.
       allowed = {"RWSocketError: in RWSocket::" + stalled + ": TIMEDOUT"};
-    if (ending == kClose || ending == kReset)  // It shows in any call from the first one on.
+    if (ending == kClose || ending == kReset)  // Any call of the connection may report it.
       allowed.insert({"RWHttpConnectionError: Connection lost or not established",
                       "RWSocketError: in RWSocket::recv: CONNRESET",
                       "RWSocketError: in RWSocket::send: CONNRESET"});
-    EXPECT_TRUE(allowed.contains(message)) << message << ", ending " << ending;
+    EXPECT_THAT(allowed, testing::Contains(message)) << "ending " << ending;
   };
   for (const Command command : kCommands) {
     report(command, kGood);
@@ -240,7 +245,8 @@ TEST_F(Wire, RequestsAreCutAnywhere) {
       EXPECT_EQ(report(command, kGood), expected(command, {0, "", "1.2.3"}));
     }
   }
-  folder_.write("package", std::string(20000000, 'p'));  // More than the systems hold.
+  // Larger than the buffers of the sockets.
+  folder_.write("package", std::string(20000000, 'p'));
   stalled = "send";
   for (const std::size_t read : {0, 1, 200, 70000, 2000000})
     for (const Ending ending : {kEnd, kClose, kReset, kStall}) cut(kUpload, read, ending);
