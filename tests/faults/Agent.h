@@ -119,8 +119,6 @@ class Agent {
     return code == kUntouched;
   }
   bool isLoaded() const { return library_.has_value(); }
-  /// What the names of the library's kernel objects contain, and no other names.
-  const std::string& guard() const { return guard_; }
   const TempDir& folder() const { return folder_; }
   void writePackage(const std::string& bytes) { folder_.write("package", bytes); }
 

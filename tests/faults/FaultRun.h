@@ -93,7 +93,6 @@ class FaultRun {
     expectEnding(agent, operation, failedCall, check);
     expectNextSuccess(agent, operation);
     expectNothingOpen(before, faults::books());
-    expectNoObjects(agent.guard());
     return failedCall;
   }
 
@@ -160,13 +159,6 @@ class FaultRun {
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.mappings, before.mappings);
     EXPECT_EQ(after.badCloses, before.badCloses);
-  }
-
-  /// The files of named objects, where they are files, go with their last user.
-  static void expectNoObjects(const std::string& guard) {
-    std::error_code none;
-    for (const auto& file : std::filesystem::directory_iterator("/dev/shm", none))
-      EXPECT_EQ(file.path().string().find(guard), std::string::npos) << file.path();
   }
 
   CommandServer& server_ = *new CommandServer;  // It lasts until the program ends.
