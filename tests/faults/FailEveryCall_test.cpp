@@ -25,18 +25,19 @@ struct Failure {
   std::uint32_t code;
   const char* error;
 };
-constexpr Failure kReset{"reset", Kind::Socket, Way::Fail, WSAECONNRESET, "CONNRESET"};
-constexpr Failure kInterrupted{"interrupted", Kind::Socket, Way::Fail, WSAEINTR, "INTR"};
-constexpr Failure kWouldBlock{"would block", Kind::Socket, Way::Fail, WSAEWOULDBLOCK, "WOULDBLOCK"};
-constexpr Failure kShortTransfer{"short transfer", Kind::Socket, Way::Short, 0, ""};
-constexpr Failure kFileRefused{"file refused", Kind::File, Way::Fail, ERROR_ACCESS_DENIED, ""};
-constexpr Failure kShortFile{"short file", Kind::File, Way::Short, 0, ""};
-constexpr Failure kGuardRefused{"guard refused", Kind::SharedObject, Way::Fail,
+constexpr Failure kReset{"reset", Kind::kSocket, Way::kFail, WSAECONNRESET, "CONNRESET"};
+constexpr Failure kInterrupted{"interrupted", Kind::kSocket, Way::kFail, WSAEINTR, "INTR"};
+constexpr Failure kWouldBlock{"would block", Kind::kSocket, Way::kFail, WSAEWOULDBLOCK,
+                              "WOULDBLOCK"};
+constexpr Failure kShortTransfer{"short transfer", Kind::kSocket, Way::kShort, 0, ""};
+constexpr Failure kFileRefused{"file refused", Kind::kFile, Way::kFail, ERROR_ACCESS_DENIED, ""};
+constexpr Failure kShortFile{"short file", Kind::kFile, Way::kShort, 0, ""};
+constexpr Failure kGuardRefused{"guard refused", Kind::kSharedObject, Way::kFail,
                                 ERROR_INVALID_HANDLE, "6"};
-constexpr Failure kLockRefused{"lock refused", Kind::PrivateObject, Way::Fail, ERROR_INVALID_HANDLE,
-                               "6"};
-constexpr Failure kPollFails{"poll fails", Kind::Poll, Way::Fail, ERROR_INVALID_HANDLE, "6"};
-constexpr Failure kNoMemory{"no memory", Kind::Memory, Way::Fail, ERROR_NOT_ENOUGH_MEMORY, "8"};
+constexpr Failure kLockRefused{"lock refused", Kind::kPrivateObject, Way::kFail,
+                               ERROR_INVALID_HANDLE, "6"};
+constexpr Failure kPollFails{"poll fails", Kind::kPoll, Way::kFail, ERROR_INVALID_HANDLE, "6"};
+constexpr Failure kNoMemory{"no memory", Kind::kMemory, Way::kFail, ERROR_NOT_ENOUGH_MEMORY, "8"};
 constexpr Failure kFailures[] = {kReset,       kInterrupted, kWouldBlock,   kShortTransfer,
                                  kFileRefused, kShortFile,   kGuardRefused, kLockRefused,
                                  kPollFails,   kNoMemory};
@@ -187,7 +188,7 @@ TEST(Allocations, AreFewInACommand) {
   for (const auto& [operation, most] : limits) {
     SCOPED_TRACE(operation.name);
     const auto ignore = [](const Ending&) {};
-    EXPECT_LE(run.failEach(operation, {Kind::Memory, 0}, ignore).size(), most);
+    EXPECT_LE(run.failEach(operation, {Kind::kMemory, 0}, ignore).size(), most);
   }
 }
 

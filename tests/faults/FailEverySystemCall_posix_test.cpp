@@ -97,7 +97,7 @@ TEST_P(FailEverySystemCall, EndsInAnAllowedOutcomeAndLeavesNothingOpen) {
   Calls seen;
   for (const auto& [name, code] : kErrors) {
     SCOPED_TRACE(name);
-    const faults::Fault fault{Kind::System, 0, Way::Fail, static_cast<std::uint32_t>(code)};
+    const faults::Fault fault{Kind::kSystem, 0, Way::kFail, static_cast<std::uint32_t>(code)};
     const auto calls = run_.failEach(operation, fault, [&, code = code](const Ending& ending) {
       expectFiles(ending);
       EXPECT_FALSE(ending.outcome.thrown);
@@ -113,7 +113,7 @@ TEST_P(FailEverySystemCall, EndsInAnAllowedOutcomeAndLeavesNothingOpen) {
 }
 
 TEST_P(FailEverySystemCall, GoesOnAfterAnInterruption) {
-  run_.failEach(GetParam().operation, {Kind::Interruptible, 0, Way::Fail, EINTR},
+  run_.failEach(GetParam().operation, {Kind::kInterruptible, 0, Way::kFail, EINTR},
                 [](const Ending& ending) {
                   expectFiles(ending);
                   EXPECT_EQ(ending.outcome, (Outcome{0, ""}));
@@ -121,7 +121,7 @@ TEST_P(FailEverySystemCall, GoesOnAfterAnInterruption) {
 }
 
 TEST_P(FailEverySystemCall, GoesOnAfterAShortTransfer) {
-  run_.failEach(GetParam().operation, {Kind::Interruptible, 0, Way::Short},
+  run_.failEach(GetParam().operation, {Kind::kInterruptible, 0, Way::kShort},
                 [](const Ending& ending) {
                   expectFiles(ending);
                   EXPECT_EQ(ending.outcome, (Outcome{0, ""}));

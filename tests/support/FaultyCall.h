@@ -9,8 +9,8 @@
 
 namespace orla::faults {
 
-/// Whether a call that fails does so Before or After it is done.
-enum When { Before, After };
+/// Whether a call that fails does so before or after it is done.
+enum When { kBefore, kAfter };
 
 /// The state of the first thread. It is not thread-local, because the C++ runtime calls the platform
 /// layer to find thread-local storage.
@@ -37,16 +37,16 @@ class Call {
     state.failedCall = name;
     chosen_ = true;
   }
-  bool fails() const noexcept { return chosen_ && state.fault.way == Way::Fail; }
+  bool fails() const noexcept { return chosen_ && state.fault.way == Way::kFail; }
   template <class Length>
   void shorten(Length& length) const noexcept {
-    if (chosen_ && state.fault.way == Way::Short) length = std::min<Length>(length, 1);
+    if (chosen_ && state.fault.way == Way::kShort) length = std::min<Length>(length, 1);
   }
 
  private:
   static bool isOf(Kind kind) noexcept {
     return kind == state.fault.kind ||
-           (kind == Kind::Interruptible && state.fault.kind == Kind::System);
+           (kind == Kind::kInterruptible && state.fault.kind == Kind::kSystem);
   }
 
   bool chosen_ = false;

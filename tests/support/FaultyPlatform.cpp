@@ -30,7 +30,7 @@ class HandleSet {
 
 HandleSet files, events, named;
 
-[[maybe_unused]] const DWORD firstThread = state.thread = GetCurrentThreadId();
+[[maybe_unused]] const DWORD kFirstThread = state.thread = GetCurrentThreadId();
 
 int timeout = 0;
 
@@ -43,16 +43,16 @@ void closedOne(int& count, bool success) noexcept {
 }
 
 Kind kindOf(HANDLE handle) noexcept {
-  if (files.contains(handle)) return File;
-  return named.contains(handle) ? SharedObject : PrivateObject;
+  if (files.contains(handle)) return kFile;
+  return named.contains(handle) ? kSharedObject : kPrivateObject;
 }
 
 Kind kindOfNew(const char* name) noexcept {
-  return name && *name ? SharedObject : PrivateObject;
+  return name && *name ? kSharedObject : kPrivateObject;
 }
 
 Kind kindOfWait(HANDLE handle, DWORD milliseconds) noexcept {
-  return milliseconds == 0 ? Poll : kindOf(handle);
+  return milliseconds == 0 ? kPoll : kindOf(handle);
 }
 
 void openedFile(HANDLE file) noexcept {
@@ -64,7 +64,7 @@ void openedFile(HANDLE file) noexcept {
 void createdObject(HANDLE object, const char* name) noexcept {
   if (!object) return;
   ++state.books.handles;
-  if (kindOfNew(name) == SharedObject) named.add(object);
+  if (kindOfNew(name) == kSharedObject) named.add(object);
 }
 
 void createdEvent(HANDLE event, const char* name) noexcept {
@@ -101,7 +101,7 @@ std::int64_t sizeOf(void* block) noexcept {
 }
 
 void* allocate(std::size_t size) noexcept {
-  const Call call(Memory, "new");
+  const Call call(kMemory, "new");
   const auto wanted = static_cast<std::int64_t>(size);
   if (call.fails()) return nullptr;
   if (isFirstThread() && state.mostBytes != 0 && state.books.bytes + wanted > state.mostBytes)
@@ -152,17 +152,17 @@ void shortenTimeouts(int milliseconds) noexcept {
 // wrapper's call of the `real` function to the platform layer. On Windows a call goes through a
 // pointer in the import table, so that the names there are those of pointers.
 #ifdef _WIN32
-#define ORLA_WRAPPER(result, name, parameters, port, windows)                       \
-  extern "C" result(WINAPI* real_##name) parameters __asm__("___real_" windows);    \
-  static result WINAPI wrap_##name parameters;                                      \
-  extern "C" result(WINAPI* pointer_##name) parameters __asm__("___wrap_" windows); \
-  result(WINAPI* pointer_##name) parameters = wrap_##name;                          \
-  static result WINAPI wrap_##name parameters
+#define ORLA_WRAPPER(result, name, parameters, port, windows)                      \
+  extern "C" result(WINAPI* real##name) parameters __asm__("___real_" windows);    \
+  static result WINAPI wrap##name parameters;                                      \
+  extern "C" result(WINAPI* pointer##name) parameters __asm__("___wrap_" windows); \
+  result(WINAPI* pointer##name) parameters = wrap##name;                           \
+  static result WINAPI wrap##name parameters
 #else
-#define ORLA_WRAPPER(result, name, parameters, port, windows)                \
-  extern "C" result real_##name parameters noexcept __asm__("__real_" port); \
-  extern "C" result wrap_##name parameters noexcept __asm__("__wrap_" port); \
-  result wrap_##name parameters noexcept
+#define ORLA_WRAPPER(result, name, parameters, port, windows)               \
+  extern "C" result real##name parameters noexcept __asm__("__real_" port); \
+  extern "C" result wrap##name parameters noexcept __asm__("__wrap_" port); \
+  result wrap##name parameters noexcept
 #endif
 
 // Parameters that are statements, or nothing, cannot be parenthesized.
@@ -171,12 +171,12 @@ void shortenTimeouts(int milliseconds) noexcept {
                   windows)                                                                       \
   ORLA_WRAPPER(result, name, parameters, port, windows) {                                        \
     const Call call(kind, #name);                                                                \
-    if (call.fails() && when == Before) {                                                        \
+    if (call.fails() && when == kBefore) {                                                       \
       SetLastError(state.fault.code);                                                            \
       return failure;                                                                            \
     }                                                                                            \
     before;                                                                                      \
-    const auto r = real_##name arguments;                                                        \
+    const auto r = real##name arguments;                                                         \
     const DWORD error = GetLastError();                                                          \
     if (isFirstThread()) {                                                                       \
       after;                                                                                     \

@@ -17,28 +17,28 @@
 namespace orla::faults {
 
 enum class Kind {
-  Socket,
-  File,
-  SharedObject,   // Kernel objects with a name.
-  PrivateObject,  // Kernel objects without a name.
-  Poll,           // Waits that return at once.
-  Memory,
-  System,         // Every system call beneath the platform layer.
-  Interruptible,  // Those of them that a signal can interrupt.
+  kSocket,
+  kFile,
+  kSharedObject,   // Kernel objects with a name.
+  kPrivateObject,  // Kernel objects without a name.
+  kPoll,           // Waits that return at once.
+  kMemory,
+  kSystem,         // Every system call beneath the platform layer.
+  kInterruptible,  // Those of them that a signal can interrupt.
 };
 
 /// What the chosen call does. A call that closes or releases something does so in any case and then
 /// reports the failure, as the systems do.
 enum class Way {
-  Fail,   // Reports a failure, with the code.
-  Short,  // Transfers one byte at most. A call that transfers nothing is passed on unchanged.
+  kFail,   // Reports a failure, with the code.
+  kShort,  // Transfers one byte at most. A call that transfers nothing is passed on unchanged.
 };
 
 struct Fault {
   Kind kind;
   /// Which call of that kind, counted from 1.
   int call;
-  Way way = Way::Fail;
+  Way way = Way::kFail;
   /// What GetLastError() then returns; of a system call, errno. Unused for memory.
   std::uint32_t code = 0;
 };

@@ -16,12 +16,12 @@ namespace {
 using enum Kind;
 
 Kind kindOfControl(int command) noexcept {
-  return command == F_SETLKW || command == F_OFD_SETLKW ? Interruptible : System;
+  return command == F_SETLKW || command == F_OFD_SETLKW ? kInterruptible : kSystem;
 }
 
 /// An interrupted connect goes on in the background; any other failure comes before it.
 When whenInterrupted() noexcept {
-  return state.fault.code == EINTR ? After : Before;
+  return state.fault.code == EINTR ? kAfter : kBefore;
 }
 
 bool isDuplication(int command) noexcept {
@@ -73,17 +73,17 @@ void unmapped(int result) noexcept {
 // the wrapper declares it, also if the caller did not pass it: the wrapper only passes it on.
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define ORLA_SYSTEM_CALL(kind, when, result, name, parameters, arguments, failure, before, after) \
-  extern "C" result real_system_##name parameters noexcept __asm__("__real_" #name);              \
-  extern "C" result wrap_system_##name parameters noexcept __asm__("__wrap_" #name);              \
-  result wrap_system_##name parameters noexcept {                                                 \
+  extern "C" result realSystem##name parameters noexcept __asm__("__real_" #name);                \
+  extern "C" result wrapSystem##name parameters noexcept __asm__("__wrap_" #name);                \
+  result wrapSystem##name parameters noexcept {                                                   \
     const Call call(kind, #name);                                                                 \
     const auto code = static_cast<int>(state.fault.code);                                         \
-    if (call.fails() && when == Before) {                                                         \
+    if (call.fails() && when == kBefore) {                                                        \
       errno = code;                                                                               \
       return failure;                                                                             \
     }                                                                                             \
     before;                                                                                       \
-    const auto r = real_system_##name arguments;                                                  \
+    const auto r = realSystem##name arguments;                                                    \
     if (isFirstThread()) {                                                                        \
       after;                                                                                      \
     }                                                                                             \

@@ -23,7 +23,7 @@ struct Outcome {
 
 struct Reply {
   /// What the client reads the bytes of a part as, and so what it misses if they do not come.
-  enum Kind { Head, Size, Data, Open, Rest };
+  enum Kind { kHead, kSize, kData, kOpen, kRest };
   struct Part {
     Kind kind;
     std::string bytes;
@@ -46,16 +46,17 @@ struct Reply {
     std::string body;
     const Part* part = &parts.front();
     for (;; ++part) {  // Up to the part that the client then waits for.
-      if (part->kind == Data || part->kind == Open) body += part->bytes.substr(0, sent);
+      if (part->kind == kData || part->kind == kOpen) body += part->bytes.substr(0, sent);
       if (sent < part->bytes.size() || part == &parts.back()) break;
       sent -= part->bytes.size();
     }
     // A body that lasts until the connection ends is complete wherever the server ends it.
-    if (part->kind == Rest || (part->kind == Open && ending == kEnd)) return {code, message, body};
+    if (part->kind == kRest || (part->kind == kOpen && ending == kEnd))
+      return {code, message, body};
     if (ending == kReset) return {4, "RWSocketError: in RWSocket::recv: CONNRESET", ""};
     if (ending == kStall) return {4, "RWSocketError: in RWSocket::recv: TIMEDOUT", ""};
-    if (part->kind == Head) return {4, "RWReplyError: Connection closed by server", ""};
-    if (part->kind == Data)
+    if (part->kind == kHead) return {4, "RWReplyError: Connection closed by server", ""};
+    if (part->kind == kData)
       return {4, "RWHttpHandlerError: The body was not completely consumed", ""};
     return {4, "RWHttpConnectionError: Server unexpectedly closed connection", ""};
   }
