@@ -131,5 +131,38 @@ TEST_P(FailEverySystemCall, GoesOnAfterAShortTransfer) {
 INSTANTIATE_TEST_SUITE_P(Operations, FailEverySystemCall, testing::ValuesIn(rows()),
                          [](const auto& row) { return std::string(row.param.operation.name); });
 
+// Without the file of shared kernel objects the library has private ones, and works. Once it shares
+// the file, an object that it cannot lock there must not become private, because another process may
+// use the shared one: then every operation on the connections fails.
+class LoadAndUnload : public testing::TestWithParam<Operation> {
+ protected:
+  FaultRun run_;
+};
+
+TEST_P(LoadAndUnload, EndInAnAllowedOutcomeAndLeaveNothingOpen) {
+  std::size_t calls = 0;
+  for (const auto& [name, code] : kErrors) {
+    SCOPED_TRACE(name);
+    const faults::Fault fault{Kind::kSystem, 0, Way::kFail, static_cast<std::uint32_t>(code)};
+    const auto check = [](const Ending& ending) {
+      expectFiles(ending);
+      const bool mayRefuse = ending.failedCall == "fcntl" || ending.failedCall == "fstat";
+      const Outcome refused = mayRefuse ? Outcome{1, "", true} : Outcome{0, ""};
+      EXPECT_THAT(ending.outcome, testing::AnyOf(Outcome{0, ""}, refused));
+    };
+    calls += run_.failEach(GetParam(), fault, check).size();
+  }
+  EXPECT_GT(calls, 0U);
+}
+
+TEST_P(LoadAndUnload, GoOnAfterAnInterruption) {
+  run_.failEach(GetParam(), {Kind::kInterruptible, 0, Way::kFail, EINTR}, [](const Ending& ending) {
+    EXPECT_EQ(ending.outcome, (Outcome{0, ""}));
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, LoadAndUnload, testing::Values(kLoad),
+                         [](const auto& row) { return std::string(row.param.name); });
+
 }  // namespace
 }  // namespace orla::test
