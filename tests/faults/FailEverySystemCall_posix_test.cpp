@@ -161,7 +161,7 @@ TEST_P(LoadAndUnload, GoOnAfterAnInterruption) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, LoadAndUnload, testing::Values(kLoad),
+INSTANTIATE_TEST_SUITE_P(Operations, LoadAndUnload, testing::Values(kLoad, kUnload),
                          [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
