@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 
 #include "client/CArArr.h"
 #include "client/CVekExceptionImp.h"
@@ -55,6 +56,12 @@ class FileSink {
   bool previewSent_ = false;
 };
 
+void appendToText(Arg& arg, const char* piece, std::size_t length) {
+  if (length > kMaxTextBody - arg.textBody.size())
+    throw std::length_error("A reply body in memory is too long");
+  arg.textBody.append(piece, length);
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the functor hands the portal over by value.
@@ -70,7 +77,7 @@ void ReadBody(RWPortal portal, Arg* arg) {
   char* const piece = toFile ? filePiece.get() : textPiece;
   while (const int length = portal.recv(piece, most, nullptr)) {
     if (!toFile) {
-      arg->textBody.append(piece, static_cast<std::size_t>(length));
+      appendToText(*arg, piece, static_cast<std::size_t>(length));
       continue;
     }
     if (arg->errorCode != 0) continue;  // The reply is still read to its end.

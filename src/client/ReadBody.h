@@ -1,6 +1,7 @@
 // The body handler of a transaction: a reply's body into memory or into a file, with progress.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "client/CInetCntHandle.h"
@@ -8,9 +9,16 @@
 
 namespace orla {
 
+/// A body that is held in memory has at most this many bytes, so that no server can exhaust the
+/// agent's memory.
+inline constexpr std::size_t kMaxTextBody = std::size_t{64} << 20;
+
 /// Reads the body from `portal` to its end into what `arg` names. A file gets nothing more, and the
 /// rest of the body is dropped, once a write failed (code 1) or the progress function refused to go
 /// on (its code); the code goes into `arg`. With an incomplete file-mode `arg` nothing is read.
+///
+/// Throws std::length_error, with `kMaxTextBody` bytes or fewer in `arg`, when a body that goes
+/// into memory is longer than that. The rest of the body is not read.
 ///
 /// Progress: one call with the first 512 bytes when so many have come, then one for each further
 /// piece.

@@ -229,6 +229,44 @@ TEST_F(CVekInetTest, DownloadsFilesWholeOrNotAtAll) {
   }
 }
 
+TEST_F(CVekInetTest, RefusesAnswersWithoutAnEnd) {
+  const test::TempDir folder;
+  const std::string package = folder.write("package", "package");
+  const char* const identities[] = {"id"};
+  const Bytes piece(1024 * 1024, 'a');
+  const Bytes heads[] = {"HTTP/1.1 200 OK\r\n\r\n",
+                         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"};
+  for (const Bytes& head : heads) {
+    const bool chunked = head.find("chunked") != Bytes::npos;
+    const Bytes part = chunked ? "100000\r\n" + piece + "\r\n" : piece;
+    const test::Listener listener;
+    const std::uint32_t handle = connect(listener.url("/"));
+    for (int command = 0; command < 3; ++command) {
+      SCOPED_TRACE(head + std::to_string(command));
+      int sent = 0;
+      std::jthread server([&] {
+        test::Connection client(listener);
+        client.request();
+        bool connected = client.sendAll(head);
+        for (; connected && sent < 256; ++sent) connected = client.sendAll(part);
+      });
+      inet_.SetMessage("");
+      std::uint16_t major, minor;
+      Bytes name(8, '\0');
+      std::uint32_t size = 8;
+      std::uint32_t status = 0;
+      if (command == 0) status = inet_.GetVersion(handle, &major, &minor);
+      if (command == 1) status = inet_.GetPackageName(handle, 1, 1, identities, name.data(), &size);
+      if (command == 2)
+        status = inet_.SendPackage(handle, 1, 1, identities, package.c_str(), name.data(), &size);
+      server.join();
+      EXPECT_EQ(status, 4U);
+      EXPECT_EQ(message(), "[NOMEM] No memory");
+      EXPECT_LT(sent, 256) << "the client read on";
+    }
+  }
+}
+
 TEST_F(CVekInetTest, KeepsACodeForEachThreadAndOneMessage) {
   inet_.OpenThreadRecord();
   EXPECT_EQ(code(), 0U);

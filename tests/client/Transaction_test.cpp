@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,16 @@ TEST(ReadBody, ReportsAPreviewAndThenEachPiece) {
               0U);
     EXPECT_EQ(RWCString(record.file_name), RWCString(259, 'n'));
   }
+}
+
+TEST(ReadBody, HoldsAtMost64MiBInMemory) {
+  const std::size_t limit = 64 * 1024 * 1024;
+  const test::PortalFixture longest(RWCString(limit, 'a')), tooLong(RWCString(limit + 1, 'a'));
+  Arg fits, refused;
+  ReadBody(longest.portal(), &fits);
+  EXPECT_EQ(fits.textBody.size(), limit);
+  EXPECT_THROW(ReadBody(tooLong.portal(), &refused), std::length_error);
+  EXPECT_LE(refused.textBody.size(), limit);
 }
 
 }  // namespace
