@@ -73,9 +73,9 @@ bool CInetCntHandle::CheckConnection() {
   return true;
 }
 
-RWCString CInetCntHandle::GetPath() const {
+CInetCntHandle::Server CInetCntHandle::GetServer() const {
   const CVekCritSecLock lock(lock_);
-  return url_.path();
+  return {url_.host(), url_.port(), url_.path()};
 }
 
 void CInetCntHandle::CopyMessage(char (&buffer)[kMessageSize]) const {
@@ -89,13 +89,14 @@ void CInetCntHandle::SetMessage(const char* text, std::size_t limit) {
   message_[kMessageSize - 1] = '\0';
 }
 
-std::uint32_t CInetCntHandle::Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait) {
-  return Transact(kHttpGet, path, RWCString(), arg, wait);
+std::uint32_t CInetCntHandle::Get(const Server& server, const char* path, CHttpRequestArg* arg,
+                                  std::uint32_t wait) {
+  return Transact(server, kHttpGet, path, RWCString(), arg, wait);
 }
 
-std::uint32_t CInetCntHandle::Post(const char* path, RWCString body, CHttpRequestArg* arg,
-                                   std::uint32_t wait) {
-  return Transact(kHttpPost, path, std::move(body), arg, wait);
+std::uint32_t CInetCntHandle::Post(const Server& server, const char* path, RWCString body,
+                                   CHttpRequestArg* arg, std::uint32_t wait) {
+  return Transact(server, kHttpPost, path, std::move(body), arg, wait);
 }
 
 void CInetCntHandle::ConnectClient(VekRWHttpClient& client, const RWCString& host,
@@ -111,22 +112,15 @@ std::uint32_t CInetCntHandle::PortNumber(const RWCString& text) {
   return port < 0 || port > kNoPort ? kNoPort : static_cast<std::uint32_t>(port);
 }
 
-std::uint32_t CInetCntHandle::Transact(const char* method, const char* path, RWCString body,
-                                       CHttpRequestArg* arg, std::uint32_t wait) {
+std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method, const char* path,
+                                       RWCString body, CHttpRequestArg* arg, std::uint32_t wait) {
   if (!path || !arg) {
     SetMessage(kTransportInternalError);
     return ORLA_ERROR_GENERAL;
   }
   try {
-    RWCString host;
-    RWCString port;
-    {
-      const CVekCritSecLock lock(lock_);
-      host = url_.host();
-      port = url_.port();
-    }
     VekRWHttpClient client(new VekRWHttpClientImp);
-    ConnectClient(client, host, PortNumber(port), wait);
+    ConnectClient(client, server.host, PortNumber(server.port), wait);
     // A server that stops reading must not keep an upload for ever.
     if (!body.empty()) limitWaits(client, SO_SNDTIMEO);
     client.submit(RWHttpRequest(method, path, std::move(body)));

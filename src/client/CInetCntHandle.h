@@ -41,6 +41,14 @@ class CInetCntHandle : public RWReference {
     orla_progress_record* record = nullptr;
   };
 
+  /// The parts of the URL that one command needs.
+  struct Server {
+    RWCString host;
+    RWCString port;
+    /// Without the "/" before it and without a query.
+    RWCString path;
+  };
+
   /// The size of the message buffer; messages are cut to one byte less.
   static constexpr std::size_t kMessageSize = ORLA_MESSAGE_SIZE;
 
@@ -62,20 +70,23 @@ class CInetCntHandle : public RWReference {
   /// The test of a new connection. There is nothing to test before the first command: true.
   bool CheckConnection();
 
-  /// The path of the URL, without the "/" before it and without a query.
-  RWCString GetPath() const;
+  /// One consistent copy of the URL's parts: a command takes one and uses nothing else, because
+  /// another thread may give the connection a new URL at any time.
+  Server GetServer() const;
 
   /// Copies the message, zero-terminated, into `buffer`.
   void CopyMessage(char (&buffer)[kMessageSize]) const;
 
-  /// One transaction: a fresh connection, one request for `path`, its reply's body into `arg`. 0
-  /// for status 200; otherwise a code, with a message. `wait`, in milliseconds (only whole
+  /// One transaction: a fresh connection to `server`, one request for `path`, its reply's body into
+  /// `arg`. 0 for status 200; otherwise a code, with a message. `wait`, in milliseconds (only whole
   /// seconds count), bounds connecting and each wait for the reply on top of the socket's own limit
   /// of 300 s; 0 for none. Raises nothing, unless the progress function does what it must not.
-  std::uint32_t Get(const char* path, CHttpRequestArg* arg, std::uint32_t wait);
+  std::uint32_t Get(const Server& server, const char* path, CHttpRequestArg* arg,
+                    std::uint32_t wait);
   /// The same with `body` as the request's body; no wait for the server to take more of it lasts
   /// longer than 300 s either.
-  std::uint32_t Post(const char* path, RWCString body, CHttpRequestArg* arg, std::uint32_t wait);
+  std::uint32_t Post(const Server& server, const char* path, RWCString body, CHttpRequestArg* arg,
+                     std::uint32_t wait);
 
   /// Connects `client` and limits each wait for the server's data to 300 s.
   static void ConnectClient(VekRWHttpClient& client, const RWCString& host, std::uint32_t port,
@@ -85,8 +96,8 @@ class CInetCntHandle : public RWReference {
   static std::uint32_t PortNumber(const RWCString& text);
 
  private:
-  std::uint32_t Transact(const char* method, const char* path, RWCString body, CHttpRequestArg* arg,
-                         std::uint32_t wait);
+  std::uint32_t Transact(const Server& server, const char* method, const char* path, RWCString body,
+                         CHttpRequestArg* arg, std::uint32_t wait);
   void SetMessage(const char* text, std::size_t limit = kMessageSize - 1);
 
   const std::uint32_t handle_;

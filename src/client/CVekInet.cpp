@@ -72,6 +72,8 @@ std::uint32_t CVekInet::Connect(const char* url, const char* credential, std::ui
                                 std::uint32_t* handle) {
   if (!handle) return ORLA_ERROR_GENERAL;
   if (initialised_) {
+    CVekWriterLock lock;
+    takeExclusively(lock, guard_);
     std::uint32_t found = ReuseFree(url, credential, reserved);
     if (found == 0) found = AddNew(url, credential, reserved);
     *handle = found;
@@ -81,8 +83,6 @@ std::uint32_t CVekInet::Connect(const char* url, const char* credential, std::ui
 }
 
 std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::uint32_t reserved) {
-  CVekWriterLock lock;
-  takeExclusively(lock, guard_);
   for (std::int32_t index = 0; index < GetCount(); ++index) {
     try {
       CInetCntHandle* const connection = ElementAt(index);
@@ -98,9 +98,7 @@ std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::
 }
 
 std::uint32_t CVekInet::AddNew(const char* url, const char* credential, std::uint32_t reserved) {
-  CVekWriterLock lock;
-  takeExclusively(lock, guard_);
-  // A clean-up may have come between the caller's look and the lock.
+  // Another thread may have run ORLACleanup before the table was locked.
   if (!initialised_ || GetCount() == ORLA_MAX_CONNECTIONS) return 0;
   try {
     const Connection connection(new CInetCntHandle);

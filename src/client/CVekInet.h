@@ -78,6 +78,8 @@ class CVekInet : public CArArr<CInetCntHandle*> {
   using Connection = RWTHandle<CInetCntHandle>;
 
   void DropConnections();
+  // The caller of these two holds the table's lock as writer. They return 0 when there is no
+  // connection to be had.
   std::uint32_t ReuseFree(const char* url, const char* credential, std::uint32_t reserved);
   std::uint32_t AddNew(const char* url, const char* credential, std::uint32_t reserved);
   /// Empty when no connection has that handle. A disconnected one is still found.

@@ -82,15 +82,14 @@ void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
   std::memset(buffer + length, 0, size - length);
 }
 
-/// CVekInet::BuildCommand for a connection: a command looks its handle up once, and is then out of
-/// reach of a clean-up.
-bool buildTarget(const CInetCntHandle& connection, std::uint32_t type, std::uint32_t count,
+/// CVekInet::BuildCommand for a URL's path.
+bool buildTarget(const RWCString& path, std::uint32_t type, std::uint32_t count,
                  const char* const* identities, bool upload, char* target, std::size_t size) {
   target[0] = '\0';
   type &= 0xFFFF;
   count &= 0xFFFF;
   TargetText text(target, size);
-  text.append("/").append(connection.GetPath()).append("?ORLACommand=");
+  text.append("/").append(path).append("?ORLACommand=");
   if (type == 0) return text.append("GetVersion").end();
   text.append(upload ? "UploadPackage&Type=" : "CompileName&Type=").append(std::to_string(type));
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -159,7 +158,8 @@ bool CVekInet::BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint3
   if (!target) return false;
   target[0] = '\0';
   const Connection connection = FindHandle(handle);
-  return connection && buildTarget(*connection, type, count, identities, upload, target, size);
+  return connection &&
+         buildTarget(connection->GetServer().path, type, count, identities, upload, target, size);
 }
 
 bool CVekInet::BuildUpload(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
@@ -175,11 +175,12 @@ std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
   *minor = 0;
   const std::uint32_t status = statusOf([&]() -> std::uint32_t {
     const Connection connection = RequireHandle(handle);
+    const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
-    if (!buildTarget(*connection, 0, 0, nullptr, false, target, sizeof target))
+    if (!buildTarget(server.path, 0, 0, nullptr, false, target, sizeof target))
       raiseError(ORLA_ERROR_ARGUMENT);
     CInetCntHandle::CHttpRequestArg arg;
-    if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
+    if (const std::uint32_t code = connection->Get(server, target, &arg, 0)) {
       SetMessageFrom(*connection);
       return code;
     }
@@ -199,12 +200,13 @@ std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
     if (!name || !size || !identities) raiseError(ORLA_ERROR_ARGUMENT);
     name[0] = '\0';
     const Connection connection = RequireHandle(handle);
+    const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
     // When the target cannot be built, the request goes out with an empty one: the server's refusal
     // is the agent's answer.
-    buildTarget(*connection, type, count, identities, false, target, sizeof target);
+    buildTarget(server.path, type, count, identities, false, target, sizeof target);
     CInetCntHandle::CHttpRequestArg arg;
-    if (const std::uint32_t code = connection->Get(target, &arg, 0)) {
+    if (const std::uint32_t code = connection->Get(server, target, &arg, 0)) {
       SetMessageFrom(*connection);
       return code;
     }
@@ -225,14 +227,15 @@ std::uint32_t CVekInet::SendPackage(std::uint32_t handle, std::uint32_t type, st
   *size = kBytesUnknown;
   return statusOf([&]() -> std::uint32_t {
     const Connection connection = RequireHandle(handle);
+    const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
-    if (!buildTarget(*connection, type, count, identities, true, target, sizeof target) ||
+    if (!buildTarget(server.path, type, count, identities, true, target, sizeof target) ||
         !appendFileName(name, target, sizeof target))
       raiseError(ORLA_ERROR_ARGUMENT);
     RWCString package = readPackage(path);
     const auto sent = static_cast<std::uint32_t>(package.size());
     CInetCntHandle::CHttpRequestArg arg;
-    if (const std::uint32_t code = connection->Post(target, std::move(package), &arg, 0)) {
+    if (const std::uint32_t code = connection->Post(server, target, std::move(package), &arg, 0)) {
       SetMessageFrom(*connection);
       return code;
     }
@@ -248,6 +251,7 @@ std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, c
   const std::uint32_t status = statusOf([&]() -> std::uint32_t {
     if (handle == 0 || !target || !path) raiseError(ORLA_ERROR_ARGUMENT);
     const Connection connection = RequireHandle(handle);
+    const CInetCntHandle::Server server = connection->GetServer();
     RWCString request = target;
     if (counter) request += RWCString("&Counter=") + counter;
 
@@ -262,7 +266,7 @@ std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, c
     arg.byteCount = &byteCount;
     arg.progress = progress;
     arg.record = record;
-    if (const std::uint32_t code = connection->Get(request.c_str(), &arg, 0)) {
+    if (const std::uint32_t code = connection->Get(server, request.c_str(), &arg, 0)) {
       file.Close(false);
       SetMessageFrom(*connection);
       return code;

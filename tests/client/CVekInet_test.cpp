@@ -1,10 +1,12 @@
 #include "client/CVekInet.h"
 
+#include <atomic>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -282,6 +284,48 @@ TEST_F(CVekInetTest, KeepsACodeForEachThreadAndOneMessage) {
   }).join();
   EXPECT_EQ(code(), 0U);
   EXPECT_EQ(message(), "URL 'http:srv' is invalid.");
+}
+
+// The connection's URL changes while the upload, which has its target already, reads its file.
+TEST_F(CVekInetTest, SendsEachCommandToTheServerOfItsPath) {
+  const test::TempDir folder;
+  const std::string package = folder.write("package", Bytes(16U << 20, 'p'));
+  const test::Listener listeners[2];
+  const std::string urls[2] = {listeners[0].url("/path0"), listeners[1].url("/path1")};
+  const std::uint32_t handle = connect(urls[0]);
+  std::atomic<int> mixed = 0;
+  const auto serve = [&](int i) {
+    for (bool more = true; more;) {
+      test::Connection client(listeners[i]);
+      const std::string request = client.request();
+      if (request.find(" /path" + std::to_string(i) + "?") == Bytes::npos) ++mixed;
+      client.sendAll(answer("1.2.3"));
+      more = request.starts_with("POST");
+    }
+  };
+  std::jthread first(serve, 0), second(serve, 1);
+  std::jthread changer([&](const std::stop_token& over) {
+    for (int turn = 1; !over.stop_requested(); ++turn) {
+      std::uint32_t reused = 0;
+      EXPECT_EQ(inet_.Disconnect(handle), 0U);
+      EXPECT_EQ(inet_.Connect(urls[turn % 2].c_str(), "", 0, &reused), 0U);
+      EXPECT_EQ(reused, handle);
+      std::this_thread::yield();
+    }
+  });
+  for (int i = 0; i < 10; ++i) {
+    Bytes name(8, '\0');
+    std::uint32_t size = 8;
+    EXPECT_EQ(inet_.SendPackage(handle, 1, 0, nullptr, package.c_str(), name.data(), &size), 0U);
+  }
+  changer = {};
+  for (const std::string& url : urls) {  // Ends the servers.
+    std::uint16_t major, minor;
+    EXPECT_EQ(inet_.GetVersion(connect(url), &major, &minor), 0U);
+  }
+  first.join();
+  second.join();
+  EXPECT_EQ(mixed, 0);
 }
 
 TEST_F(CVekInetTest, LetsARunningCommandOutliveTheCleanUp) {
