@@ -3,6 +3,7 @@
 #include "platform/winapi.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "net/RWNetErrors.h"
 #include "net/RWSockAddrFactory.h"
@@ -89,10 +90,10 @@ int typeOf(const RWSocket& socket) {
 }
 
 /// Connects or binds with `call`, and creates the socket first if there is none. `tolerated` is an
-/// error code that does not count as a failure, or 0.
+/// error code that does not count as a failure.
 template <class Call>
 void connectOrBind(RWSocket& socket, const RWSockAddrBase& address, Call call,
-                   const char* operation, int tolerated) {
+                   const char* operation, std::optional<int> tolerated = std::nullopt) {
   const bool wasValid = socket.isValid();
   const RWSockKind asked = address.kind();
   if (wasValid) {
@@ -124,7 +125,7 @@ void RWSocket::connect(const RWSockAddrBase& address) {
 }
 
 void RWSocket::bind(const RWSockAddrBase& address) {
-  connectOrBind(*this, address, sysBind, "RWSocket::bind", 0);
+  connectOrBind(*this, address, sysBind, "RWSocket::bind");
 }
 
 void RWSocket::listen(int backlog) const {

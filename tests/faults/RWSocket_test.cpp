@@ -1,0 +1,27 @@
+#include "net/RWSocket.h"
+
+#include <gtest/gtest.h>
+
+#include "net/RWInetAddr.h"
+#include "net/RWNetErrors.h"
+#include "net/RWWinsockStartup.h"
+#include "platform/testing/FaultyDoor.h"
+
+namespace orla {
+namespace {
+
+// A system that reports a failure may leave no error code behind.
+TEST(RWSocket, ReportsABindThatFailsWithoutACode) {
+  const RWWinsockStartup winsock;
+  std::string struck;
+  RWSocket socket;
+  {
+    const faults::Injection injection({.kind = faults::Kind::Socket, .call = 2}, &struck);
+    EXPECT_THROW(socket.bind(RWInetAddr("127.0.0.1:0")), RWSocketError);
+  }
+  EXPECT_EQ(struck, "bind");
+  EXPECT_FALSE(socket.isValid());
+}
+
+}  // namespace
+}  // namespace orla
