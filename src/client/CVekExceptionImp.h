@@ -13,10 +13,11 @@ class CVekExceptionImp {
   CVekExceptionImp(const CVekExceptionImp&) noexcept = default;
   CVekExceptionImp& operator=(const CVekExceptionImp&) noexcept = default;
 
-  // The query for the code is the third virtual operation; keep it there.
+  // The query for the code must be at slot 2 of the virtual table, because agents that catch this
+  // exception call it there. The destructor has slots 0 and 1.
   virtual ~CVekExceptionImp() = default;
-  virtual std::uint32_t GetDetail() const noexcept { return detail_; }
   virtual std::uint32_t GetErrorCode() const noexcept { return code_; }
+  virtual std::uint32_t GetDetail() const noexcept { return detail_; }
 
  private:
   std::uint32_t code_;

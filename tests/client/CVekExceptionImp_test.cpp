@@ -1,0 +1,28 @@
+#include "client/CVekExceptionImp.h"
+
+#include <gtest/gtest.h>
+
+namespace orla {
+namespace {
+
+/// A class without a destructor of its own in the table: one slot for each operation.
+struct Slots {
+  virtual std::uint32_t slot0() const = 0;
+  virtual std::uint32_t slot1() const = 0;
+  virtual std::uint32_t slot2() const = 0;
+
+ protected:
+  ~Slots() = default;
+};
+
+__attribute__((noinline, no_sanitize("vptr"))) std::uint32_t callSlot2(const void* object) {
+  return static_cast<const Slots*>(object)->slot2();
+}
+
+TEST(CVekExceptionImp, AnswersItsCodeAtSlot2) {
+  const CVekExceptionImp error(46, 7);
+  EXPECT_EQ(callSlot2(&error), 46U);
+}
+
+}  // namespace
+}  // namespace orla
