@@ -3,7 +3,7 @@
 // Agents built by other compilers call with a stack aligned to 4 bytes, so each function realigns
 // it. The functions that let an exception through say so; a status is all that leaves the others.
 #include "client/Library.h"
-#include "client/ThreadNotice.h"
+#include "library/ThreadNotice.h"
 #include "orla/ORLACl.h"
 
 #if defined(__i386__)

@@ -4,7 +4,7 @@
 #include <pthread.h>
 
 #include "client/Library.h"
-#include "client/ThreadNotice.h"
+#include "library/ThreadNotice.h"
 
 namespace orla {
 

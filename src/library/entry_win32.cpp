@@ -2,7 +2,7 @@
 #include "platform/winapi.h"
 
 #include "client/Library.h"
-#include "client/ThreadNotice.h"
+#include "library/ThreadNotice.h"
 
 namespace orla {
 
