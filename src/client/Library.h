@@ -26,8 +26,4 @@ class Library {
   RWWinsockStartup* winsock_ = nullptr;  // By hand: an owner's destructor would not let it raise.
 };
 
-/// The library-wide object. There from the loading of the library, before any export can run, until
-/// its unloading.
-CVekInet& libraryObject();
-
 }  // namespace orla

@@ -1,11 +1,15 @@
-// How the library hears that a thread begins or ends, which differs between the systems.
+// How the library learns that a thread ends, which differs between the systems.
 #pragma once
 
 namespace orla {
 
+/// Run once each, when the library-wide object has been created and before it is destroyed.
+void startThreadNotices() noexcept;
+void stopThreadNotices() noexcept;
+
 /// Makes sure that the calling thread's error record is closed when the thread ends. On Windows the
-/// system tells the library's entry point of every thread, and there is nothing to do; elsewhere
-/// this asks for the notice. A thread may call it any number of times.
-void expectThreadEnd();
+/// system calls the library's entry point for every thread, so this does nothing. Elsewhere it
+/// registers the thread. A thread may call it any number of times while the object exists.
+void closeRecordAtThreadExit() noexcept;
 
 }  // namespace orla

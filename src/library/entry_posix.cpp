@@ -1,43 +1,36 @@
 // The thread notices of the shared library: a thread-specific value whose destructor runs when the
-// thread ends. A thread's error record is opened by its first failure, so threads that have made no
-// command that can set a code need no notice.
+// thread ends. A thread's error record is opened by its first failure, so a thread needs a notice
+// only if it calls a command that can set a code.
 #include <pthread.h>
 
-#include "client/Library.h"
+#include "library/LibraryUse.h"
 #include "library/ThreadNotice.h"
 
 namespace orla {
 
 namespace {
 
-/// The key lives as long as the library is loaded: a thread that ends after the unloading must not
-/// call into it.
-class ThreadEndKey {
- public:
-  ThreadEndKey() : valid_(pthread_key_create(&key_, closeRecord) == 0) {}
-  ThreadEndKey(const ThreadEndKey&) = delete;
-  ThreadEndKey& operator=(const ThreadEndKey&) = delete;
-  ~ThreadEndKey() {
-    if (valid_) pthread_key_delete(key_);
-  }
+pthread_key_t key;
+bool hasKey = false;
 
-  void set() {
-    if (valid_) pthread_setspecific(key_, this);  // Any value but null has the destructor run.
-  }
-
- private:
-  static void closeRecord(void*) { libraryObject().CloseThreadRecord(); }
-
-  pthread_key_t key_{};
-  bool valid_;
-};
-
-ThreadEndKey threadEndKey;
+void closeRecord(void*) {
+  const LibraryUse library;
+  if (library) library->CloseThreadRecord();
+}
 
 }  // namespace
 
-void expectThreadEnd() {
-  threadEndKey.set();
+void startThreadNotices() noexcept {
+  hasKey = pthread_key_create(&key, closeRecord) == 0;
+}
+
+// A thread that ends after the library was unloaded must not call into it.
+void stopThreadNotices() noexcept {
+  if (hasKey) pthread_key_delete(key);
+}
+
+void closeRecordAtThreadExit() noexcept {
+  if (hasKey) pthread_setspecific(key, &key);  // Any value but null makes the destructor run.
 }
 
 }  // namespace orla
