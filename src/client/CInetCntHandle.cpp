@@ -1,5 +1,7 @@
 #include "client/CInetCntHandle.h"
 
+#include "platform/winapi.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +14,7 @@
 #include "client/MapHttpStatus.h"
 #include "client/ReadBody.h"
 #include "client/VekRWHttpClient.h"
-#include "net/RWNetErrors.h"
+#include "foundation/RWxmsg.h"
 
 namespace orla {
 
@@ -25,7 +27,7 @@ constexpr std::uint32_t kDefaultPort = 80;
 /// No wait for the server lasts longer, in milliseconds.
 constexpr int kServerTimeout = 300000;
 
-void limitWaits(const VekRWHttpClient& client, int option) {
+void setTimeout(const VekRWHttpClient& client, int option) {
   client.portal().socket().setsockopt(SOL_SOCKET, option, &kServerTimeout, sizeof kServerTimeout);
 }
 
@@ -51,14 +53,15 @@ CInetCntHandle::~CInetCntHandle() = default;
 bool CInetCntHandle::OpenTarget(const char* url, const char* credential, std::uint32_t) {
   if (!url) url = "";
   if (!credential) credential = "";
-  const RWURL parsed{RWCString(url)};
+  RWURL parsed{RWCString(url)};
+  const bool valid = parsed.isValid();
   {
     const CVekCritSecLock lock(lock_);
-    url_ = parsed;
+    url_ = std::move(parsed);
     credential_ = credential;
     credentialCopy_ = credential;
   }
-  if (parsed.isValid()) {
+  if (valid) {
     SetMessage(kTransportInternalError);
     return true;
   }
@@ -83,9 +86,9 @@ void CInetCntHandle::CopyMessage(char (&buffer)[kMessageSize]) const {
   std::memcpy(buffer, message_, kMessageSize);
 }
 
-void CInetCntHandle::SetMessage(const char* text, std::size_t limit) {
+void CInetCntHandle::SetMessage(const char* text) {
   const CVekCritSecLock lock(lock_);
-  _snprintf(message_, limit, "%s", text);
+  _snprintf(message_, kMessageSize, "%s", text);
   message_[kMessageSize - 1] = '\0';
 }
 
@@ -102,7 +105,7 @@ std::uint32_t CInetCntHandle::Post(const Server& server, const char* path, RWCSt
 void CInetCntHandle::ConnectClient(VekRWHttpClient& client, const RWCString& host,
                                    std::uint32_t port, std::uint32_t wait) {
   client.connect(host, port, wait);
-  limitWaits(client, SO_RCVTIMEO);
+  setTimeout(client, SO_RCVTIMEO);
 }
 
 std::uint32_t CInetCntHandle::PortNumber(const RWCString& text) {
@@ -122,7 +125,7 @@ std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method,
     VekRWHttpClient client(new VekRWHttpClientImp);
     ConnectClient(client, server.host, PortNumber(server.port), wait);
     // A server that stops reading must not keep an upload for ever.
-    if (!body.empty()) limitWaits(client, SO_SNDTIMEO);
+    if (!body.empty()) setTimeout(client, SO_SNDTIMEO);
     client.submit(RWHttpRequest(method, path, std::move(body)));
 
     using BodyFunctor = RWTFunctor1GA1Imp<RWPortal, void, RWPortal, CHttpRequestArg*>;
@@ -134,11 +137,9 @@ std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method,
     }
     char message[kMessageSize];  // Left alone when there is nothing to say.
     const std::uint32_t code = MapHttpStatus(reply.getStatusCode(), message, sizeof message);
-    if (code != 0) SetMessage(message, sizeof message);
+    if (code != 0) SetMessage(message);
     return code;
-  } catch (const RWNetOperationTimeoutError& error) {
-    SetMessage(error.why());
-  } catch (const RWxmsg& error) {
+  } catch (const RWxmsg& error) {  // Timeouts included.
     SetMessage(error.why());
   } catch (const std::bad_alloc&) {
     SetMessage(kNoMemoryText);  // A large reply must not end the agent.

@@ -1,8 +1,6 @@
 // A connection: the library's record of one server, and the HTTP transactions with it.
 #pragma once
 
-#include "platform/winapi.h"
-
 #include <cstdint>
 
 #include "client/CVekCritSec.h"
@@ -98,7 +96,7 @@ class CInetCntHandle : public RWReference {
  private:
   std::uint32_t Transact(const Server& server, const char* method, const char* path, RWCString body,
                          CHttpRequestArg* arg, std::uint32_t wait);
-  void SetMessage(const char* text, std::size_t limit = kMessageSize - 1);
+  void SetMessage(const char* text);
 
   const std::uint32_t handle_;
   bool inUse_ = false;

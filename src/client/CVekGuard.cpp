@@ -24,7 +24,7 @@ class ObjectName {
   bool fits_ = true;
 };
 
-std::uint32_t narrowed(std::uint32_t waitResult) noexcept {
+std::uint32_t withoutIndex(std::uint32_t waitResult) noexcept {
   if (waitResult <= WAIT_OBJECT_0 + 1) return WAIT_OBJECT_0;
   if (waitResult == WAIT_ABANDONED_0 || waitResult == WAIT_ABANDONED_0 + 1) return WAIT_ABANDONED_0;
   return waitResult;
@@ -61,7 +61,7 @@ void CVekGuard::Close() noexcept {
 
 std::uint32_t CVekGuard::AcquireWrite(std::uint32_t milliseconds) noexcept {
   const HANDLE both[] = {noWriter_, noReaders_};
-  return narrowed(WaitForMultipleObjects(std::size(both), both, TRUE, milliseconds));
+  return withoutIndex(WaitForMultipleObjects(std::size(both), both, TRUE, milliseconds));
 }
 
 bool CVekGuard::TryAcquireWrite(std::uint32_t milliseconds) noexcept {
@@ -79,7 +79,7 @@ std::uint32_t CVekGuard::AcquireRead(std::uint32_t milliseconds) noexcept {
   LONG before = 0;
   if (ReleaseSemaphore(readers_, 1, &before) && before == 0) ResetEvent(noReaders_);
   ReleaseMutex(noWriter_);
-  return narrowed(result);
+  return withoutIndex(result);
 }
 
 bool CVekGuard::TryAcquireRead(std::uint32_t milliseconds) noexcept {

@@ -1,5 +1,7 @@
 #include "client/CVekInet.h"
 
+#include "platform/winapi.h"
+
 #include <exception>
 
 #include "client/CVekExceptionImp.h"
@@ -60,7 +62,7 @@ void CVekInet::DropConnections() {
     try {
       // Drops the table's reference; a command that still runs keeps the object until it ends.
       const Connection dropped(ElementAt(index));
-      if (dropped) dropped->removeReference();
+      dropped->removeReference();
     } catch (...) {
       // One connection that cannot be deleted does not keep the others.
     }
@@ -86,7 +88,7 @@ std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::
   for (std::int32_t index = 0; index < GetCount(); ++index) {
     try {
       CInetCntHandle* const connection = ElementAt(index);
-      if (!connection || connection->InUse()) continue;
+      if (connection->InUse()) continue;
       if (!connection->OpenTarget(url, credential, reserved)) continue;
       connection->SetInUse(true);
       return connection->Handle();
@@ -120,30 +122,24 @@ std::uint32_t CVekInet::AddNew(const char* url, const char* credential, std::uin
 std::uint32_t CVekInet::Disconnect(std::uint32_t handle) {
   CVekWriterLock lock;
   takeExclusively(lock, guard_);
-  std::uint32_t result = ORLA_ERROR_ARGUMENT;
+  CInetCntHandle* const connection = Search(handle);
+  if (!connection) return ORLA_ERROR_ARGUMENT;
+  connection->SetInUse(false);
+  return ORLA_OK;
+}
+
+CInetCntHandle* CVekInet::Search(std::uint32_t handle) {
   for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
     CInetCntHandle* const connection = ElementAt(index);
-    if (!connection || connection->Handle() != handle) continue;
-    connection->SetInUse(false);
-    result = ORLA_OK;
+    if (connection->Handle() == handle) return connection;
   }
-  return result;
+  return nullptr;
 }
 
 CVekInet::Connection CVekInet::FindHandle(std::uint32_t handle) {
   CVekReaderLock lock;
   if (!lock.Lock(&guard_)) raiseError(ORLA_ERROR_GENERAL);
-  for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
-    CInetCntHandle* const connection = ElementAt(index);
-    if (connection && connection->Handle() == handle) return Connection(connection);
-  }
-  return Connection();
-}
-
-CVekInet::Connection CVekInet::RequireHandle(std::uint32_t handle) {
-  Connection connection = FindHandle(handle);
-  if (!connection) raiseError(ORLA_ERROR_ARGUMENT);
-  return connection;
+  return Connection(Search(handle));
 }
 
 std::uint32_t CVekInet::LastError(std::uint32_t* code) {

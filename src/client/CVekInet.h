@@ -2,8 +2,6 @@
 // functions do.
 #pragma once
 
-#include "platform/winapi.h"
-
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -23,7 +21,7 @@ namespace orla {
 /// a command is on the network. The operations behind exports return a status and raise nothing,
 /// but that Connect, Disconnect and Cleanup let error 1 (CVekExceptionImp) through when the guard
 /// cannot be taken.
-class CVekInet : public CArArr<CInetCntHandle*> {
+class CVekInet : protected CArArr<CInetCntHandle*> {
  public:
   /// `guardName` ends the names of the guard's kernel objects.
   explicit CVekInet(const char* guardName);
@@ -50,15 +48,16 @@ class CVekInet : public CArArr<CInetCntHandle*> {
                              const char* counter);
 
   /// Writes the target of a command (type 0: the version; `upload`: an upload; else a package name)
-  /// into `target`, of `size` bytes. False, with an empty target, for an unknown handle, a null
-  /// identity, or a text that does not fit. Error 1 when the guard cannot be taken.
-  bool BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
-                    const char* const* identities, bool upload, char* target, std::size_t size);
-  /// The same for an upload of `fileName`, which may be null or empty. False for a file name that
-  /// does not fit leaves the target as it was without one.
-  bool BuildUpload(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
-                   const char* const* identities, const char* fileName, char* target,
-                   std::size_t size);
+  /// for a URL with `path` into `target`, of `size` bytes. Returns false, with an empty target, if
+  /// an identity is null or the text does not fit.
+  static bool BuildCommand(const RWCString& path, std::uint32_t type, std::uint32_t count,
+                           const char* const* identities, bool upload, char* target,
+                           std::size_t size);
+  /// The same for an upload of `fileName`, which may be null or empty. Returns false if the file
+  /// name does not fit, and `target` is then the text without it.
+  static bool BuildUpload(const RWCString& path, std::uint32_t type, std::uint32_t count,
+                          const char* const* identities, const char* fileName, char* target,
+                          std::size_t size);
 
   /// Writes the calling thread's code; 1 when there is none, else 0.
   std::uint32_t LastError(std::uint32_t* code);
@@ -82,10 +81,12 @@ class CVekInet : public CArArr<CInetCntHandle*> {
   // connection to be had.
   std::uint32_t ReuseFree(const char* url, const char* credential, std::uint32_t reserved);
   std::uint32_t AddNew(const char* url, const char* credential, std::uint32_t reserved);
-  /// Empty when no connection has that handle. A disconnected one is still found.
+  /// The connection with that handle, in use or not; null if there is none. The caller holds the
+  /// table's lock.
+  CInetCntHandle* Search(std::uint32_t handle);
+  /// The same for a command, which takes the lock only for the search: the reference keeps the
+  /// connection alive. Throws error 1 if the table cannot be locked.
   Connection FindHandle(std::uint32_t handle);
-  /// FindHandle, raising error 6 for an unknown handle.
-  Connection RequireHandle(std::uint32_t handle);
   void SetMessageFrom(const CInetCntHandle& connection);
 
   CVekGuard guard_;

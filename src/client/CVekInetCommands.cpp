@@ -6,6 +6,8 @@
 //   download  the agent's target, with &Counter=C behind it when a counter is given
 //
 // P is the path of the connection's URL, T the type in decimal; V and N are percent-encoded.
+#include "platform/winapi.h"
+
 #include <algorithm>
 #include <cstring>
 #include <exception>
@@ -82,30 +84,6 @@ void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
   std::memset(buffer + length, 0, size - length);
 }
 
-/// CVekInet::BuildCommand for a URL's path.
-bool buildTarget(const RWCString& path, std::uint32_t type, std::uint32_t count,
-                 const char* const* identities, bool upload, char* target, std::size_t size) {
-  target[0] = '\0';
-  type &= 0xFFFF;
-  count &= 0xFFFF;
-  TargetText text(target, size);
-  text.append("/").append(path).append("?ORLACommand=");
-  if (type == 0) return text.append("GetVersion").end();
-  text.append(upload ? "UploadPackage&Type=" : "CompileName&Type=").append(std::to_string(type));
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (!identities || !identities[i] || !text.fits()) return text.end(false);
-    text.append("&Identity").append(std::to_string(i)).append("=").appendEscaped(identities[i]);
-  }
-  return text.append("&Encoding=UTF-8").end();
-}
-
-/// Makes an upload's target of what buildTarget built; false, and nothing changed, when it does not
-/// fit.
-bool appendFileName(const char* fileName, char* target, std::size_t size) {
-  if (!fileName || *fileName == '\0') return true;
-  return TargetText(target, size).append("&FileName=").appendEscaped(fileName).end();
-}
-
 /// The whole file at `path`.
 RWCString readPackage(const char* path) {
   CVekFile file;
@@ -152,21 +130,30 @@ std::uint32_t statusOf(Command command) {
 
 }  // namespace
 
-bool CVekInet::BuildCommand(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+bool CVekInet::BuildCommand(const RWCString& path, std::uint32_t type, std::uint32_t count,
                             const char* const* identities, bool upload, char* target,
                             std::size_t size) {
   if (!target) return false;
   target[0] = '\0';
-  const Connection connection = FindHandle(handle);
-  return connection &&
-         buildTarget(connection->GetServer().path, type, count, identities, upload, target, size);
+  type &= 0xFFFF;
+  count &= 0xFFFF;
+  TargetText text(target, size);
+  text.append("/").append(path).append("?ORLACommand=");
+  if (type == 0) return text.append("GetVersion").end();
+  text.append(upload ? "UploadPackage&Type=" : "CompileName&Type=").append(std::to_string(type));
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (!identities || !identities[i] || !text.fits()) return text.end(false);
+    text.append("&Identity").append(std::to_string(i)).append("=").appendEscaped(identities[i]);
+  }
+  return text.append("&Encoding=UTF-8").end();
 }
 
-bool CVekInet::BuildUpload(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
+bool CVekInet::BuildUpload(const RWCString& path, std::uint32_t type, std::uint32_t count,
                            const char* const* identities, const char* fileName, char* target,
                            std::size_t size) {
-  return BuildCommand(handle, type, count, identities, true, target, size) &&
-         appendFileName(fileName, target, size);
+  if (!BuildCommand(path, type, count, identities, true, target, size)) return false;
+  if (!fileName || *fileName == '\0') return true;
+  return TargetText(target, size).append("&FileName=").appendEscaped(fileName).end();
 }
 
 std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
@@ -174,17 +161,18 @@ std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
   *major = 0;
   *minor = 0;
   const std::uint32_t status = statusOf([&]() -> std::uint32_t {
-    const Connection connection = RequireHandle(handle);
+    const Connection connection = FindHandle(handle);
+    if (!connection) return ORLA_ERROR_ARGUMENT;
     const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
-    if (!buildTarget(server.path, 0, 0, nullptr, false, target, sizeof target))
-      raiseError(ORLA_ERROR_ARGUMENT);
+    if (!BuildCommand(server.path, 0, 0, nullptr, false, target, sizeof target))
+      return ORLA_ERROR_ARGUMENT;
     CInetCntHandle::CHttpRequestArg arg;
     if (const std::uint32_t code = connection->Get(server, target, &arg, 0)) {
       SetMessageFrom(*connection);
       return code;
     }
-    if (!ParseVersionText(arg.textBody.c_str(), major, minor)) return ORLA_ERROR_NOT_MODIFIED;
+    if (!parseVersionText(arg.textBody.c_str(), major, minor)) return ORLA_ERROR_NOT_MODIFIED;
     return ORLA_OK;
   });
   // "Not modified" and a text that is no version are the same to the agent: no version was had.
@@ -197,14 +185,15 @@ std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
                                        std::uint32_t count, const char* const* identities,
                                        char* name, std::uint32_t* size) {
   return statusOf([&]() -> std::uint32_t {
-    if (!name || !size || !identities) raiseError(ORLA_ERROR_ARGUMENT);
+    if (!name || !size || !identities) return ORLA_ERROR_ARGUMENT;
     name[0] = '\0';
-    const Connection connection = RequireHandle(handle);
+    const Connection connection = FindHandle(handle);
+    if (!connection) return ORLA_ERROR_ARGUMENT;
     const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
     // When the target cannot be built, the request goes out with an empty one: the server's refusal
     // is the agent's answer.
-    buildTarget(server.path, type, count, identities, false, target, sizeof target);
+    BuildCommand(server.path, type, count, identities, false, target, sizeof target);
     CInetCntHandle::CHttpRequestArg arg;
     if (const std::uint32_t code = connection->Get(server, target, &arg, 0)) {
       SetMessageFrom(*connection);
@@ -226,12 +215,12 @@ std::uint32_t CVekInet::SendPackage(std::uint32_t handle, std::uint32_t type, st
       *size <= std::uint32_t{std::numeric_limits<std::int32_t>::max()} ? *size : 0;
   *size = kBytesUnknown;
   return statusOf([&]() -> std::uint32_t {
-    const Connection connection = RequireHandle(handle);
+    const Connection connection = FindHandle(handle);
+    if (!connection) return ORLA_ERROR_ARGUMENT;
     const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
-    if (!buildTarget(server.path, type, count, identities, true, target, sizeof target) ||
-        !appendFileName(name, target, sizeof target))
-      raiseError(ORLA_ERROR_ARGUMENT);
+    if (!BuildUpload(server.path, type, count, identities, name, target, sizeof target))
+      return ORLA_ERROR_ARGUMENT;
     RWCString package = readPackage(path);
     const auto sent = static_cast<std::uint32_t>(package.size());
     CInetCntHandle::CHttpRequestArg arg;
@@ -249,8 +238,9 @@ std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, c
                                      orla_progress_fn progress, orla_progress_record* record,
                                      const char* counter) {
   const std::uint32_t status = statusOf([&]() -> std::uint32_t {
-    if (handle == 0 || !target || !path) raiseError(ORLA_ERROR_ARGUMENT);
-    const Connection connection = RequireHandle(handle);
+    if (handle == 0 || !target || !path) return ORLA_ERROR_ARGUMENT;
+    const Connection connection = FindHandle(handle);
+    if (!connection) return ORLA_ERROR_ARGUMENT;
     const CInetCntHandle::Server server = connection->GetServer();
     RWCString request = target;
     if (counter) request += RWCString("&Counter=") + counter;

@@ -10,7 +10,7 @@ namespace orla {
 
 namespace {
 
-bool passes(char c) noexcept {
+bool isUnescaped(char c) noexcept {
   const char lower = toLowerAscii(c);
   return (lower >= 'a' && lower <= 'z') || isDigitAscii(c) || c == '-' || c == '_' || c == '.' ||
          c == '*';
@@ -24,7 +24,7 @@ bool PercentEncode(const char* input, std::uint32_t length, char* output,
 
   const std::string_view bytes(input, length);
   std::uint64_t needed = 1;
-  for (const char c : bytes) needed += passes(c) ? 1 : 3;
+  for (const char c : bytes) needed += isUnescaped(c) ? 1 : 3;
   const bool fits = output && needed <= *size;
   *size = static_cast<std::uint32_t>(
       std::min<std::uint64_t>(needed, std::numeric_limits<std::uint32_t>::max()));
@@ -32,7 +32,7 @@ bool PercentEncode(const char* input, std::uint32_t length, char* output,
 
   static constexpr char kDigits[] = "0123456789ABCDEF";
   for (const char c : bytes) {
-    if (passes(c)) {
+    if (isUnescaped(c)) {
       *output++ = c;
     } else {
       const auto byte = static_cast<unsigned char>(c);

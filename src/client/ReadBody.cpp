@@ -31,22 +31,22 @@ class FileSink {
   explicit FileSink(Arg& arg) : arg_(arg), preview_(kPreviewSize) {}
 
   /// Throws CVekExceptionImp when the file or the agent refuses.
-  void Take(const char* piece, int length) {
+  void take(const char* piece, int length) {
     if (arg_.file->Write(piece, static_cast<std::uint32_t>(length)) != length)
       raiseError(ORLA_ERROR_GENERAL);
     *arg_.byteCount += static_cast<std::uint32_t>(length);
     if (previewSent_) {
-      Notify(nullptr, 0);
+      notify(nullptr, 0);
       return;
     }
     preview_.InsertRange(piece, std::min(length, kPreviewSize - preview_.GetCount()), -1);
     if (preview_.GetCount() < kPreviewSize) return;
     previewSent_ = true;
-    Notify(&preview_.ElementAt(0), kPreviewSize);
+    notify(&preview_.ElementAt(0), kPreviewSize);
   }
 
  private:
-  void Notify(const char* data, std::uint32_t length) {
+  void notify(const char* data, std::uint32_t length) {
     NotifyProgress(arg_.progress, arg_.record, ORLA_PROGRESS_PHASE, ORLA_PROGRESS_DATA,
                    *arg_.byteCount, arg_.file->TargetName(), data, length);
   }
@@ -70,19 +70,19 @@ void ReadBody(RWPortal portal, Arg* arg) {
   if (toFile && (!arg->file || !arg->byteCount || !arg->progress || !arg->record)) return;
 
   FileSink sink(*arg);
-  const int most = toFile ? kFilePiece : kTextPiece;
+  const int pieceSize = toFile ? kFilePiece : kTextPiece;
   char textPiece[kTextPiece];
   std::unique_ptr<char[]> filePiece;
   if (toFile) filePiece = std::make_unique_for_overwrite<char[]>(kFilePiece);
   char* const piece = toFile ? filePiece.get() : textPiece;
-  while (const int length = portal.recv(piece, most, nullptr)) {
+  while (const int length = portal.recv(piece, pieceSize, nullptr)) {
     if (!toFile) {
       appendToText(*arg, piece, static_cast<std::size_t>(length));
       continue;
     }
     if (arg->errorCode != 0) continue;  // The reply is still read to its end.
     try {
-      sink.Take(piece, length);
+      sink.take(piece, length);
     } catch (const CVekExceptionImp& error) {
       arg->errorCode = error.GetErrorCode();
     }

@@ -12,7 +12,7 @@ class VekRWHttpClientImp : public RWHttpSocketClientImp {};
 class VekRWHttpClient : public RWHttpClient {
  public:
   /// Takes a reference to `client`, which may be null.
-  explicit VekRWHttpClient(VekRWHttpClientImp* client);
+  explicit VekRWHttpClient(VekRWHttpClientImp* client) : RWHttpClient(client) {}
 };
 
 }  // namespace orla

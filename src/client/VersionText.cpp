@@ -36,7 +36,7 @@ std::uint16_t leadingNumber(std::string_view text) noexcept {
 
 }  // namespace
 
-bool ParseVersionText(std::string_view text, std::uint16_t* major, std::uint16_t* minor) noexcept {
+bool parseVersionText(std::string_view text, std::uint16_t* major, std::uint16_t* minor) noexcept {
   const std::string_view version = stripLineEnd(text);
   if (!isVersion(version)) return false;
   *major = leadingNumber(version);

@@ -10,7 +10,7 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 std::vector<int> contentsOf(const CArArr<int>& array) {
   std::vector<int> copy(static_cast<std::size_t>(array.GetCount()));
@@ -37,17 +37,17 @@ TEST(CArArr, RefusesWhatLeadsOutsideTheStorage) {
   CArArr<int> array(1);
   int some[3] = {9, 9, 9};
   array.InsertRange(some, 3, -1);
-  EXPECT_FALSE(array.CopyOut(1, some, 3) || array.CopyOut(1, some, kMost) ||
+  EXPECT_FALSE(array.CopyOut(1, some, 3) || array.CopyOut(1, some, kMax) ||
                array.CopyOut(-1, some, 1) || array.CopyOut(3, some, 0));
-  EXPECT_FALSE(array.Overwrite(some, 1, 2) || array.Overwrite(some, kMost, 1));
+  EXPECT_FALSE(array.Overwrite(some, 1, 2) || array.Overwrite(some, kMax, 1));
   EXPECT_FALSE(array.SetAt(8, 3) || array.RemoveAt(-1, 1) || array.RemoveAt(3, 1));
   EXPECT_THROW(array.ElementAt(3), eaerrcode);
-  EXPECT_THROW(array.InsertRange(some, kMost, 0), eaerrcode);
+  EXPECT_THROW(array.InsertRange(some, kMax, 0), eaerrcode);
   EXPECT_THROW(array.InsertRange(&array.ElementAt(2), 2, 0), eaerrcode);
   EXPECT_THROW(array.Overwrite(some, 1, -1), eaerrcode);
   EXPECT_THAT(contentsOf(array), ElementsAre(9, 9, 9));
-  EXPECT_TRUE(array.RemoveAt(1, kMost)) << "all of it is taken off the count";
-  EXPECT_EQ(array.GetCount(), 3 - kMost);
+  EXPECT_TRUE(array.RemoveAt(1, kMax)) << "all of it is taken off the count";
+  EXPECT_EQ(array.GetCount(), 3 - kMax);
   EXPECT_THROW(array.Add(1), eaerrcode);
 }
 

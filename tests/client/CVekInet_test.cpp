@@ -44,11 +44,12 @@ class CVekInetTest : public testing::Test {
     inet_.LastError(&value);
     return value;
   }
-  /// The target of an upload, with a "!" behind it when it was refused.
-  std::string target(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
-                     const char* const* identities, const char* name, std::size_t size = 2070) {
+  /// The target of an upload for a URL with `path`, followed by "!" if it was refused.
+  static std::string target(const char* path, std::uint32_t type, std::uint32_t count,
+                            const char* const* identities, const char* name,
+                            std::size_t size = 2070) {
     char text[2070] = "?";
-    const bool built = inet_.BuildUpload(handle, type, count, identities, name, text, size);
+    const bool built = CVekInet::BuildUpload(path, type, count, identities, name, text, size);
     return text + std::string(built ? "" : "!");
   }
 
@@ -74,21 +75,26 @@ TEST(CVekInet, InitialisesOnce) {
 TEST_F(CVekInetTest, HandsOutHandlesAndReusesThem) {
   std::set<std::uint32_t> handles = {0};
   for (int i = 0; i < 29; ++i) handles.insert(connect("http://srv"));
-  const std::uint32_t last = connect("http://srv/old?query");
+  Server oldServer({answer("1.2.3")}), newServer({answer("1.2.3")});
+  std::uint16_t major, minor;
+  const std::uint32_t last = connect(oldServer.url("/old?query"));
   EXPECT_TRUE(handles.insert(last).second && handles.size() == 31);
   std::uint32_t handle = 99;
   EXPECT_EQ(inet_.Connect("http://s", "", 0, &handle), 1U);
   EXPECT_EQ(handle, 0U);
   EXPECT_EQ(inet_.Disconnect(last) + inet_.Disconnect(last), 0U);
-  EXPECT_EQ(target(last, 0, 0, nullptr, ""), "/old?ORLACommand=GetVersion");
+  EXPECT_EQ(inet_.GetVersion(last, &major, &minor), 0U) << "still found";
+  EXPECT_TRUE(oldServer.received().starts_with("GET /old?ORLACommand=GetVersion "));
   EXPECT_EQ(inet_.Connect("bad", "", 0, &handle), 1U);
   EXPECT_EQ(message(), "") << "neither a full table nor a free connection sets a message";
-  EXPECT_EQ(connect("http://srv/new"), last);
-  EXPECT_EQ(target(last, 0, 0, nullptr, ""), "/new?ORLACommand=GetVersion");
+  EXPECT_EQ(connect(newServer.url("/new")), last);
+  EXPECT_EQ(inet_.GetVersion(last, &major, &minor), 0U);
+  EXPECT_TRUE(newServer.received().starts_with("GET /new?ORLACommand=GetVersion "));
 }
 
 TEST_F(CVekInetTest, BuildsTargets) {
-  const std::uint32_t plain = connect("http://srv:1/a/b.dll?query"), bare = connect("http://srv");
+  const char* const plain = "a/b.dll";
+  const char* const bare = "";
   const char* const two[] = {"AZaz09-_.* \x7F\x80\xFF", "@[`{/:+,~%"};
   // Escaped and ended, one byte more than the 2070 of a buffer: it goes out as it stands.
   const std::string tooLong(690, '&'), fits = tooLong.substr(1) + "aa";
@@ -165,7 +171,7 @@ TEST_F(CVekInetTest, SendsPackages) {
     EXPECT_EQ(size, package.size());
     EXPECT_EQ(name, nameAfter);
     const std::string request = server.received();
-    EXPECT_TRUE(request.starts_with("POST " + target(handle, 1, 0, nullptr, "pk") + " HTTP/1.1\r"));
+    EXPECT_TRUE(request.starts_with("POST " + target("up", 1, 0, nullptr, "pk") + " HTTP/1.1\r"));
     EXPECT_EQ(request.substr(request.find("\r\n\r\n") + 4), package);
   }
   Server server({answer("", 401)});

@@ -1,7 +1,0 @@
-#include "client/VekRWHttpClient.h"
-
-namespace orla {
-
-VekRWHttpClient::VekRWHttpClient(VekRWHttpClientImp* client) : RWHttpClient(client) {}
-
-}  // namespace orla
