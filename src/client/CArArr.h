@@ -1,13 +1,14 @@
 // The growable array of plain elements: the connection table, the error records and byte buffers.
 //
 // Elements are copied as raw bytes and never constructed, destroyed or freed: an array of pointers
-// does not own what they point to. There is no lock; whoever shares an array serialises its use.
+// does not own the objects that they point to. There is no lock: callers that share an array must
+// serialize its use.
 //
-// Every operation is virtual, in an order that is part of the class's form: new ones go last.
+// Every operation is virtual. Their order is part of the binary layout, so new ones must be last.
 //
-// Errors. An operation that returns bool answers false at the limits that it names. Any other
+// Errors. An operation that returns bool returns false at the limits in its comment. Any other
 // argument that would lead outside the storage, or past 32-bit counts, throws eaBadArgument before
-// anything is changed. A failed allocation throws eaNoMemory and leaves the array as it was.
+// anything is changed. A failed allocation throws eaNoMemory and leaves the array unchanged.
 #pragma once
 
 #include <algorithm>
@@ -23,7 +24,7 @@
 
 namespace orla {
 
-/// What the growable array throws.
+/// The values that the growable array throws.
 enum eaerrcode {
   eaBadArgument = 1,
   eaNoMemory = 3,
@@ -34,18 +35,18 @@ class CArArr {
   static_assert(std::is_trivially_copyable_v<T>, "elements are copied as raw bytes");
 
  public:
-  /// The position that means the end, where positions are given.
+  /// The position that means the end.
   static constexpr std::int32_t kEnd = -1;
 
-  /// Starts without storage. `growBy`, at least 1, is how many elements more than needed are
-  /// allocated at each growth.
+  /// Starts without storage. `growBy`, at least 1, is the number of spare elements that each growth
+  /// allocates.
   explicit CArArr(std::int32_t growBy) : growBy_(growBy) { Require(growBy >= 1); }
   CArArr(const CArArr&) = delete;
   CArArr& operator=(const CArArr&) = delete;
   virtual ~CArArr() = default;
 
-  /// Copies `n` elements from `index` on; false when they are not all there, `index` is no element,
-  /// or `destination` is null.
+  /// Copies `n` elements, starting at `index`. Returns false if `index` is not an element, there
+  /// are fewer than `n` elements from it on, or `destination` is null.
   virtual bool CopyOut(std::int32_t index, T* destination, std::int32_t n) const {
     if (index < 0 || index >= count_ || std::int64_t{index} + n > count_ || !destination) {
       return false;
@@ -55,13 +56,14 @@ class CArArr {
     return true;
   }
 
-  /// The reference stays valid until the array grows. eaBadArgument when there is no such element.
+  /// The reference is valid until the array grows. Throws eaBadArgument if there is no such
+  /// element.
   virtual T& ElementAt(std::int32_t index) {
     Require(index >= 0 && index < count_);
     return data_[static_cast<std::size_t>(index)];
   }
 
-  /// Adds at the end and returns the storage, which stays valid until the array grows.
+  /// Adds at the end and returns the storage, which is valid until the array grows.
   virtual T* Add(T element) { return CArArr::InsertAt(element, kEnd); }
 
   /// Inserts all elements of `other`, which may be this array.
@@ -69,7 +71,7 @@ class CArArr {
     InsertRange(other.data_.get(), other.count_, position);
   }
 
-  /// Inserts `n` elements before `position`; nothing when `n` is negative. `source` may lie among
+  /// Inserts `n` elements before `position`, or nothing if `n` is negative. `source` may point to
   /// the array's own elements.
   virtual void InsertRange(const T* source, std::int32_t n, std::int32_t position) {
     if (n < 0) return;
@@ -80,12 +82,12 @@ class CArArr {
     Require(!own || offset + n <= count_);
 
     const std::int64_t total = std::int64_t{count_} + n;
-    // Room for one more than needed is kept: an exact fit grows as well.
+    // One spare element is kept, so an exact fit grows as well.
     if (total >= capacity_) SetCapacity(total + growBy_);
     Place(own ? data_.get() + offset : source, n, position);
   }
 
-  /// Inserts before `position` and returns the storage, which stays valid until the array grows.
+  /// Inserts before `position` and returns the storage, which is valid until the array grows.
   virtual T* InsertAt(T element, std::int32_t position) {
     if (position == kEnd) position = count_;
     Require(position >= 0 && position <= count_);
@@ -94,8 +96,8 @@ class CArArr {
     return data_.get();
   }
 
-  /// Replaces `n` elements from `position` on; false when `n` is below 1 or the range reaches the
-  /// last element, which callers keep as their end mark.
+  /// Replaces `n` elements, starting at `position`. Returns false if `n` is below 1 or the range
+  /// includes the last element, which callers use as an end mark.
   virtual bool Overwrite(const T* source, std::int32_t n, std::int32_t position) {
     if (n < 1 || std::int64_t{position} + n >= count_) return false;
     Require(source && position >= 0);
@@ -103,8 +105,8 @@ class CArArr {
     return true;
   }
 
-  /// Replaces one element; false when `index` is beyond the last. A negative index is no limit that
-  /// callers may run into, but misuse: eaBadArgument.
+  /// Replaces one element. Returns false if `index` is beyond the last one. Throws eaBadArgument
+  /// for a negative index, because that is misuse.
   virtual bool SetAt(T element, std::int32_t index) {
     if (index >= count_) return false;
     Require(index >= 0);
@@ -112,9 +114,9 @@ class CArArr {
     return true;
   }
 
-  /// Removes `n` elements from `index` on; false when `index` is no element. The whole of `n` is
-  /// taken off the count, so that callers can tell that they removed more than there was: the count
-  /// is then negative, and the array refuses elements until RemoveAll.
+  /// Removes `n` elements, starting at `index`. Returns false if `index` is not an element. The
+  /// count decreases by `n` even if there were fewer elements, so that callers notice: it may
+  /// become negative, and the array then accepts no elements until RemoveAll.
   virtual bool RemoveAt(std::int32_t index, std::int32_t n) {
     if (index < 0 || index >= count_) return false;
     Require(n >= 0);
@@ -125,14 +127,14 @@ class CArArr {
     return true;
   }
 
-  /// Empties the array; the storage is kept for what comes next.
+  /// Empties the array and keeps the storage for further elements.
   virtual void RemoveAll() { count_ = 0; }
 
   virtual std::int32_t GetCount() const { return count_; }
   virtual std::int32_t GetCapacity() const { return capacity_; }
   virtual std::int32_t GetGrowBy() const { return growBy_; }
 
-  /// False, and nothing changed, unless `growBy` is at least 1.
+  /// Returns false and changes nothing unless `growBy` is at least 1.
   virtual bool SetGrowBy(std::int32_t growBy) {
     if (growBy < 1) return false;
     growBy_ = growBy;
@@ -140,8 +142,8 @@ class CArArr {
   }
 
  protected:
-  /// Moves the elements to new storage of exactly `capacity` elements; 0 gives the storage back.
-  /// eaBadArgument when the elements would not fit.
+  /// Moves the elements to new storage of exactly `capacity` elements, or frees the storage if that
+  /// is 0. Throws eaBadArgument if the elements would not fit.
   void SetCapacity(std::int64_t capacity) {
     if (capacity == capacity_) return;
     Require(capacity >= std::max(count_, 0) &&
@@ -174,8 +176,8 @@ class CArArr {
     return first && !before(address, first) && before(address, first + capacity_);
   }
 
-  /// Inserts into storage that has room. The elements go to the end first and are then rotated into
-  /// place, so that a source among the array's own elements is read before anything moves.
+  /// Inserts into storage that has room. The elements are copied to the end first and then rotated
+  /// into place, so that a source among the array's own elements is read before anything moves.
   void Place(const T* source, std::int32_t n, std::int32_t position) {
     T* const end = data_.get() + count_;
     Move(end, source, n);

@@ -24,7 +24,7 @@ constexpr char kTransportInternalError[] = "Transport internal error";
 
 constexpr std::uint32_t kDefaultPort = 80;
 
-/// No wait for the server lasts longer, in milliseconds.
+/// The limit of each wait for the server, in milliseconds.
 constexpr int kServerTimeout = 300000;
 
 void setTimeout(const VekRWHttpClient& client, int option) {
@@ -124,7 +124,7 @@ std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method,
   try {
     VekRWHttpClient client(new VekRWHttpClientImp);
     ConnectClient(client, server.host, PortNumber(server.port), wait);
-    // A server that stops reading must not keep an upload for ever.
+    // A server that stops reading must not block an upload forever.
     if (!body.empty()) setTimeout(client, SO_SNDTIMEO);
     client.submit(RWHttpRequest(method, path, std::move(body)));
 
@@ -135,20 +135,20 @@ std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method,
       SetMessage(kTransportInternalError);
       return arg->errorCode;
     }
-    char message[kMessageSize];  // Left alone when there is nothing to say.
+    char message[kMessageSize];  // Not set for status 200.
     const std::uint32_t code = MapHttpStatus(reply.getStatusCode(), message, sizeof message);
     if (code != 0) SetMessage(message);
     return code;
   } catch (const RWxmsg& error) {  // Timeouts included.
     SetMessage(error.why());
   } catch (const std::bad_alloc&) {
-    SetMessage(kNoMemoryText);  // A large reply must not end the agent.
+    SetMessage(kNoMemoryText);  // A large reply must not end the agent's process.
   } catch (const std::length_error&) {
     SetMessage(kNoMemoryText);
   } catch (eaerrcode) {
     SetMessage(kNoMemoryText);
   } catch (const std::exception&) {
-    SetMessage(kTransportInternalError);  // The agent's progress function broke its contract.
+    SetMessage(kTransportInternalError);  // The agent's progress function threw.
   }
   return ORLA_ERROR_TRANSPORT;
 }

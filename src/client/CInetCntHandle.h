@@ -1,4 +1,4 @@
-// A connection: the library's record of one server, and the HTTP transactions with it.
+// A connection: the library's record of one server, and the HTTP transactions with that server.
 #pragma once
 
 #include <cstdint>
@@ -15,21 +15,21 @@ namespace orla {
 class VekRWHttpClient;
 
 /// One server that the agent talks to: its URL, a credential, and the message of the last failure.
-/// No network connection is held between commands; each command is a transaction on one of its own.
+/// No network connection is held between commands: each command opens and closes its own.
 ///
 /// The table of connections and every running command hold counted references, so that a command
-/// outlives the table's clean-up. Any number of threads may use one connection: its fields are
-/// locked, but messages of commands that run at the same time replace one another.
+/// can outlive the cleanup of the table. Any number of threads may use one connection. Its fields
+/// are locked, but commands that run at the same time overwrite each other's message.
 class CInetCntHandle : public RWReference {
  public:
-  /// Where the body handler puts a reply's body, and what it met. Filled by the command; all that
-  /// it points to belongs to the command.
+  /// The destination of a reply's body, and the error that the body handler encountered. The
+  /// command fills it and owns all that it points to.
   struct CHttpRequestArg {
-    /// Memory mode: takes the body.
+    /// Memory mode: the body is appended to it.
     RWCString textBody;
-    /// 0 at first. Once it is not, the rest of a file's body is read and dropped.
+    /// Initially 0. Once it is set, the rest of a body in file mode is read and dropped.
     std::uint32_t errorCode = 0;
-    /// 0: memory mode; else file mode, which needs all that follows.
+    /// 0 is memory mode. Any other value is file mode, which needs all fields below.
     std::uint32_t toFile = 0;
     CVekFile* file = nullptr;
     /// Counts the bytes written to the file, modulo 2^32.
@@ -47,25 +47,25 @@ class CInetCntHandle : public RWReference {
     RWCString path;
   };
 
-  /// The size of the message buffer; messages are cut to one byte less.
+  /// The size of the message buffer. Messages are cut to one byte less.
   static constexpr std::size_t kMessageSize = ORLA_MESSAGE_SIZE;
 
   CInetCntHandle();
   ~CInetCntHandle() override;
 
-  /// The value by which the agent names this connection: not 0, and the same for the object's whole
-  /// life. It is the object's address where addresses have 32 bits, and a running number elsewhere.
+  /// The value by which the agent names this connection. It is not 0 and never changes. It is the
+  /// object's address if addresses have 32 bits, and a running number otherwise.
   std::uint32_t Handle() const noexcept { return handle_; }
 
   /// Guarded by the lock of the table.
   bool InUse() const noexcept { return inUse_; }
   void SetInUse(bool inUse) noexcept { inUse_ = inUse; }
 
-  /// Takes a new URL and credential; null texts count as empty. False, with a message, when the
-  /// URL cannot be read; it is stored all the same. `reserved` is not used.
+  /// Stores a URL and a credential. A null text counts as empty. If the URL is invalid, stores it
+  /// anyway, sets the message and returns false. `reserved` is ignored.
   bool OpenTarget(const char* url, const char* credential, std::uint32_t reserved);
 
-  /// The test of a new connection. There is nothing to test before the first command: true.
+  /// The test of a new connection. Returns true, because nothing can be tested before a command.
   bool CheckConnection();
 
   /// One consistent copy of the URL's parts: a command takes one and uses nothing else, because
@@ -75,22 +75,24 @@ class CInetCntHandle : public RWReference {
   /// Copies the message, zero-terminated, into `buffer`.
   void CopyMessage(char (&buffer)[kMessageSize]) const;
 
-  /// One transaction: a fresh connection to `server`, one request for `path`, its reply's body into
-  /// `arg`. 0 for status 200; otherwise a code, with a message. `wait`, in milliseconds (only whole
-  /// seconds count), bounds connecting and each wait for the reply on top of the socket's own limit
-  /// of 300 s; 0 for none. Raises nothing, unless the progress function does what it must not.
+  /// Runs one transaction: connects to `server`, requests `path`, and reads the reply's body into
+  /// `arg`. Returns 0 for status 200. Otherwise returns a code and sets the message.
+  ///
+  /// Each wait for the server's data lasts at most 300 s. If `wait` is not 0, connecting and each
+  /// wait for the reply also last at most `wait` milliseconds, rounded down to whole seconds. Does
+  /// not throw.
   std::uint32_t Get(const Server& server, const char* path, CHttpRequestArg* arg,
                     std::uint32_t wait);
-  /// The same with `body` as the request's body; no wait for the server to take more of it lasts
-  /// longer than 300 s either.
+  /// The same with `body` as the request's body. Each wait until the server accepts more of it
+  /// lasts at most 300 s, too.
   std::uint32_t Post(const Server& server, const char* path, RWCString body, CHttpRequestArg* arg,
                      std::uint32_t wait);
 
   /// Connects `client` and limits each wait for the server's data to 300 s.
   static void ConnectClient(VekRWHttpClient& client, const RWCString& host, std::uint32_t port,
                             std::uint32_t wait);
-  /// The number that a URL's port text begins with; 80 for an empty text. What is negative or does
-  /// not fit counts as 0xFFFFFFFF, which no host has.
+  /// Returns the number at the beginning of a URL's port text, or 80 for an empty text. A number
+  /// that is negative or does not fit gives 0xFFFFFFFF, which is not a valid port.
   static std::uint32_t PortNumber(const RWCString& text);
 
  private:
@@ -103,7 +105,7 @@ class CInetCntHandle : public RWReference {
 
   mutable CVekCritSec lock_;
   RWURL url_ ORLA_GUARDED_BY(lock_);
-  // The credential is kept, twice, as the connection's state; no command sends it.
+  // Two copies of the credential are kept as the connection's state. No command sends them.
   RWCString credential_ ORLA_GUARDED_BY(lock_);
   RWCString credentialCopy_ ORLA_GUARDED_BY(lock_);
   char message_[kMessageSize] ORLA_GUARDED_BY(lock_) = {};

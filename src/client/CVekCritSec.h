@@ -1,4 +1,4 @@
-// A critical section that is there whenever it is entered, and the scope that holds it.
+// A critical section that can always be entered, and the scope that holds it.
 #pragma once
 
 #include "platform/winapi.h"
@@ -9,10 +9,9 @@
 
 namespace orla {
 
-/// A recursive lock of one process. It is initialised at construction, and again by the first
-/// Enter that finds it uninitialised: static objects of the library may be used while others are
-/// still being built or already gone. That test of the flag is not guarded; at those times one
-/// thread runs.
+/// A recursive lock of one process. It is initialized at construction, and again by the first Enter
+/// that finds it uninitialized, because static objects of the library may be used before they are
+/// constructed or after they are destroyed. That test is not guarded: only one thread runs then.
 class ORLA_CAPABILITY("critical section") CVekCritSec {
  public:
   CVekCritSec() { Initialise(); }
@@ -27,7 +26,8 @@ class ORLA_CAPABILITY("critical section") CVekCritSec {
 
   void Leave() ORLA_RELEASE() { LeaveCriticalSection(&section_); }
 
-  /// Gives the system's object back, once; nobody may hold it. The next Enter makes a new one.
+  /// Frees the system's object, if there is one. No thread may hold it. The next Enter creates a
+  /// new one.
   void Delete() {
     if (!initialised_) return;
     initialised_ = 0;

@@ -19,8 +19,8 @@ CVekErrStorage::~CVekErrStorage() {
   for (std::int32_t i = GetCount() - 1; i >= 0; --i) delete ElementAt(i);
 }
 
-/// The index of the thread's entry at or below `from`, or -1. An entry only ever moves down, when
-/// another thread's is removed below it: so an index found earlier is a place to start from.
+/// Returns the index of the thread's entry at or below `from`, or -1. `from` may be an index that
+/// was found earlier, because an entry only moves down, when another thread removes one below it.
 std::int32_t CVekErrStorage::FindDown(std::int32_t from, std::uint32_t threadId) {
   std::int32_t index = std::min(from, GetCount() - 1);
   while (index >= 0 && ElementAt(index)->threadId != threadId) --index;
@@ -41,7 +41,7 @@ std::int32_t CVekErrStorage::EnsureEntry() noexcept {
   try {
     auto entry = std::make_unique<CVekErrEntry>(CVekErrEntry{0, threadId});
     Add(entry.get());
-    (void)entry.release();  // The array's now.
+    (void)entry.release();  // The array owns it now.
     return GetCount() - 1;
   } catch (const std::bad_alloc&) {
     return -1;

@@ -1,10 +1,10 @@
 // The error codes of the library's callers, one for each thread.
 //
-// Thread-safe. An entry is made, changed and removed by its own thread alone. The search for it
-// takes and releases the lock by itself before the lock is taken again for the read, the write or
-// the removal; between the two an entry can move, but not vanish.
+// Thread-safe. Only the thread itself creates, changes and removes its entry. An operation takes
+// the lock once to search the entry and once to use it; in between the entry can move, but not
+// disappear.
 //
-// No operation raises anything: out of memory shows as an entry that could not be made.
+// No operation throws. Without memory, an entry is not created.
 #pragma once
 
 #include <cstdint>
@@ -21,32 +21,33 @@ struct CVekErrEntry {
   std::uint32_t threadId;
 };
 
-/// The list of the entries, which it owns. The array is hidden: its operations do not take the
-/// lock.
+/// The list of the entries, which it owns. The array is a protected base, because its operations do
+/// not take the lock.
 class CVekErrStorage : protected CArArr<CVekErrEntry*> {
  public:
-  /// The code of a thread that has no entry.
+  /// The code of a thread without an entry.
   static constexpr std::uint32_t kNoCode = 0xFFFFFFFF;
 
-  /// `name` tells the storages of a process apart for the reader of the code; nothing uses it.
+  /// `name` is ignored. It documents which storage this is.
   explicit CVekErrStorage(const char* name);
-  /// Frees every entry. No other thread may use the storage any more.
+  /// Frees every entry. No other thread may use the storage at this time or later.
   ~CVekErrStorage() override;
 
-  /// The index of the thread's entry, or -1. It holds until another thread removes its entry.
+  /// Returns the index of the thread's entry, or -1. The index is valid until another thread
+  /// removes an entry.
   std::int32_t FindEntry(std::uint32_t threadId) noexcept;
 
-  /// Makes sure that the calling thread has an entry, a new one with code 0. Its index, as of
-  /// FindEntry, or -1 when there is no memory for it.
+  /// Returns the index of the calling thread's entry, as FindEntry does. Creates the entry with
+  /// code 0 if there is none. Returns -1 without memory for it.
   std::int32_t EnsureEntry() noexcept;
 
-  /// The calling thread's code; kNoCode when it has no entry.
+  /// Returns the calling thread's code, or kNoCode if it has no entry.
   std::uint32_t GetErrorCode() noexcept;
 
-  /// Records the calling thread's code; false when there is no memory for its entry.
+  /// Sets the calling thread's code. Returns false without memory for its entry.
   bool SetErrorCode(std::uint32_t code) noexcept;
 
-  /// Frees the calling thread's entry; false when there was none. The others keep their order.
+  /// Frees the calling thread's entry. Returns false if there is none. The others keep their order.
   bool RemoveEntry() noexcept;
 
  private:

@@ -1,11 +1,11 @@
-// The exception of the layer that faces the agent. The command exports turn it into their status.
+// The exception of the server-facing layer. The command exports return its code as their status.
 #pragma once
 
 #include <cstdint>
 
 namespace orla {
 
-/// Carries one of the library's error codes, and a detail that raisers may add (else 0).
+/// Holds one of the library's error codes and an optional detail, which is 0 by default.
 class CVekExceptionImp {
  public:
   explicit CVekExceptionImp(std::uint32_t code, std::uint32_t detail = 0) noexcept
@@ -24,7 +24,7 @@ class CVekExceptionImp {
   std::uint32_t detail_;
 };
 
-/// Raises `code`, without a detail.
+/// Throws `code`, without a detail.
 [[noreturn]] inline void raiseError(std::uint32_t code) {
   throw CVekExceptionImp(code);
 }

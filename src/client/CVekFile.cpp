@@ -13,14 +13,14 @@ namespace orla {
 
 namespace {
 
-// Agents know one code for a server that refuses them and for a file that cannot be worked on.
+// Agents get the same code from a server that refuses them and from a file in the wrong state.
 constexpr auto kWrongState = ORLA_ERROR_UNAUTHORIZED;
 
 constexpr char kTemporaryPrefix[] = "$Ve";
-// What the system may append to a folder when it makes up a temporary file's name.
+// The most that the system appends to a directory's path to name a temporary file.
 constexpr std::size_t kTemporaryNameRoom = 16;
 
-/// The most that one read or write takes on, so that its count never reads as a failure.
+/// Limits one read or write, so that its count is never negative, which would mean a failure.
 DWORD pieceOf(std::uint32_t size) noexcept {
   return std::min<std::uint32_t>(size, std::numeric_limits<std::int32_t>::max());
 }
@@ -61,14 +61,14 @@ std::uint32_t CVekFile::Open(const char* name, std::uint32_t access, std::uint32
     handle_ = file;
     return ORLA_OK;
   }
-  // A temporary file that its maker may not open is left for its owner to see: somebody else, a
-  // scanner for one, has it open.
+  // A temporary file that cannot be opened is not deleted, because another program, for example a
+  // virus scanner, has it open.
   const DWORD error = GetLastError();
   const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
   return disposition_ == OPEN_EXISTING && missing ? ORLA_ERROR_NO_SUCH_FILE : ORLA_ERROR_GENERAL;
 }
 
-/// Makes a temporary file in the folder that currentName_ holds, and puts its path there.
+/// Creates a temporary file in the directory `currentName_`, which is then set to its path.
 bool CVekFile::CreateTemporary() {
   char path[kNameSize + kTemporaryNameRoom];
   if (!GetTempFileNameA(currentName_, kTemporaryPrefix, 0, path)) return false;
@@ -100,22 +100,22 @@ std::uint32_t CVekFile::Close(bool commit) {
   const bool closed = CloseFile();
   bool done = closed;
   if (disposition_ == kReplace) {
-    // What the system failed to close may lack bytes: it never takes the target's place.
+    // A file that the system failed to close may lack bytes, so it never replaces the target.
     done = closed && (!commit || MoveIntoPlace());
     if (!done || !commit) DeleteFileA(currentName_);
   }
   return done ? ORLA_OK : kWrongState;
 }
 
-/// Closes the handle; the object is closed even when the system reports a failure.
+/// Closes the handle. The object is closed even if the system reports a failure.
 bool CVekFile::CloseFile() {
   const bool closed = CloseHandle(handle_);
   handle_ = nullptr;
   return closed;
 }
 
-/// Moves the closed temporary file over the target. A file is never moved over another, so the
-/// target goes first.
+/// Replaces the target by the closed temporary file. The target is deleted first, because a file
+/// cannot be moved over another.
 bool CVekFile::MoveIntoPlace() {
   if (!DeleteFileA(targetName_) && GetLastError() != ERROR_FILE_NOT_FOUND) return false;
   if (!MoveFileA(currentName_, targetName_)) return false;
@@ -155,7 +155,7 @@ std::uint32_t CVekFile::GetSize(std::uint32_t* high) const {
   *high = 0;
   if (!IsOpen()) return 0;
   DWORD rest = 0;
-  SetLastError(ERROR_SUCCESS);  // A file may well have the size that stands for a failure.
+  SetLastError(ERROR_SUCCESS);  // A file can have the size that also means a failure.
   const DWORD low = GetFileSize(handle_, &rest);
   if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS) rest = low;
   *high = rest;

@@ -8,7 +8,7 @@ namespace orla {
 
 namespace {
 
-/// The name of a kernel object: empty for an object without a name.
+/// The name of a kernel object. It is empty for an object without a name.
 class ObjectName {
  public:
   ObjectName(const char* prefix, const char* suffix) noexcept {
@@ -75,7 +75,7 @@ void CVekGuard::ReleaseWrite() noexcept {
 std::uint32_t CVekGuard::AcquireRead(std::uint32_t milliseconds) noexcept {
   const std::uint32_t result = WaitForSingleObject(noWriter_, milliseconds);
   if (!IsCreated()) return result;
-  // The reader is counted whatever the wait gave: acquisition and release stay in pairs.
+  // The reader is counted even if the wait failed, because the caller releases it in any case.
   LONG before = 0;
   if (ReleaseSemaphore(readers_, 1, &before) && before == 0) ResetEvent(noReaders_);
   ReleaseMutex(noWriter_);
@@ -89,11 +89,12 @@ bool CVekGuard::TryAcquireRead(std::uint32_t milliseconds) noexcept {
 void CVekGuard::ReleaseRead() noexcept {
   if (!IsCreated()) return;
   const HANDLE both[] = {noWriter_, readers_};
-  // A wait that fails has taken neither: the reader is counted out all the same, or every writer of
-  // every process would wait for it.
+  // A failed wait acquires neither object. The reader must be uncounted anyway, because otherwise
+  // every writer in every process would wait for it forever.
   if (WaitForMultipleObjects(std::size(both), both, TRUE, INFINITE) == WAIT_FAILED)
     WaitForSingleObject(readers_, 0);
-  // The count cannot be read, only taken from: what the poll takes of the other readers' goes back.
+  // The count cannot be read, only decreased. If other readers are inside, the poll has decreased
+  // it once too often, so it is increased again.
   if (WaitForSingleObject(readers_, 0) == WAIT_OBJECT_0) {
     ReleaseSemaphore(readers_, 1, nullptr);
   } else {

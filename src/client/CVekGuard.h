@@ -1,15 +1,15 @@
-// A lock that lets in any number of readers or one writer, across all processes of the system that
-// create it under one name.
+// A lock for any number of readers or one writer, across all processes that create it under the
+// same name.
 //
 // It consists of three named kernel objects:
 //
-//   no-writer mutex    held by a writer for its whole stay, by a reader only for the moment of
-//                      counting itself in or out
-//   no-readers event   signalled exactly when no reader is inside
+//   no-writer mutex    held by a writer until it leaves, and by a reader only while it counts
+//                      itself in or out
+//   no-readers event   signaled exactly when no reader is inside
 //   reader count       a semaphore whose count is the number of readers inside
 //
-// Thread-safe between Create and Close. A thread that is inside as reader and asks to be let in as
-// writer waits for itself.
+// Thread-safe between Create and Close. A thread that holds the lock as reader and acquires it as
+// writer deadlocks.
 #pragma once
 
 #include <cstdint>
@@ -18,36 +18,36 @@ namespace orla {
 
 class CVekGuard {
  public:
-  /// Without kernel objects: every acquisition is refused until Create succeeds.
+  /// Has no kernel objects: every acquisition fails until Create succeeds.
   CVekGuard() noexcept = default;
   CVekGuard(const CVekGuard&) = delete;
   CVekGuard& operator=(const CVekGuard&) = delete;
   ~CVekGuard() { Close(); }
 
-  /// Creates the three objects, or opens them where they exist; gives back any it had. False when
-  /// one could not be had, also when `suffix` makes a name of 260 characters or more; then none is
-  /// kept. A null suffix makes objects without a name, of this guard alone.
+  /// Creates the three objects, or opens those that exist, after closing any that it holds. Returns
+  /// false and holds none if one is unavailable or its name would have 260 characters or more. With
+  /// a null `suffix` the objects have no name and belong to this guard alone.
   bool Create(const char* suffix) noexcept;
 
-  /// Gives the objects back; nobody may be inside or waiting.
+  /// Closes the objects. No thread may hold the lock or wait for it.
   void Close() noexcept;
 
-  // Acquisitions wait at most `milliseconds` (0xFFFFFFFF: without limit) and answer:
-  //   0           taken
-  //   128         taken; the mutex's previous owner ended without releasing it
-  //   258         not taken in time
-  //   0xFFFFFFFF  the wait failed, as it does without kernel objects
-  // The forms that answer bool are true unless the result is 258 or 0xFFFFFFFF.
+  // Acquisitions wait at most `milliseconds` (0xFFFFFFFF: without limit) and return:
+  //   0           acquired
+  //   128         acquired; the mutex's previous owner ended without releasing it
+  //   258         timed out
+  //   0xFFFFFFFF  failed, for example without kernel objects
+  // The forms that return bool return true unless the result is 258 or 0xFFFFFFFF.
 
   std::uint32_t AcquireWrite(std::uint32_t milliseconds) noexcept;
   bool TryAcquireWrite(std::uint32_t milliseconds) noexcept;
   void ReleaseWrite() noexcept;
 
-  /// A reader that was not let in in time is counted all the same and must still call ReleaseRead:
-  /// acquisition and release stay in pairs whatever the result.
+  /// A reader that timed out is counted anyway and must still call ReleaseRead, so that every
+  /// acquisition has one release whatever its result.
   std::uint32_t AcquireRead(std::uint32_t milliseconds) noexcept;
   bool TryAcquireRead(std::uint32_t milliseconds) noexcept;
-  /// Waits without limit, also for a writer inside.
+  /// Waits without limit, even for a writer.
   void ReleaseRead() noexcept;
 
  private:
@@ -58,7 +58,7 @@ class CVekGuard {
   void* readers_ = nullptr;
 };
 
-/// Takes a guard as writer, without a time limit, and gives it back at the end of the scope.
+/// Acquires a guard as writer, without a time limit, and releases it at the end of the scope.
 class CVekWriterLock {
  public:
   CVekWriterLock() noexcept = default;
@@ -66,14 +66,14 @@ class CVekWriterLock {
   CVekWriterLock& operator=(const CVekWriterLock&) = delete;
   ~CVekWriterLock();
 
-  /// False when the guard is null or refuses, and when this lock was used before.
+  /// Returns false if the guard is null or cannot be acquired, or if this lock was used before.
   bool Lock(CVekGuard* guard) noexcept;
 
  private:
   CVekGuard* guard_ = nullptr;
 };
 
-/// Takes a guard as reader, without a time limit, and gives it back at the end of the scope.
+/// Acquires a guard as reader, without a time limit, and releases it at the end of the scope.
 class CVekReaderLock {
  public:
   CVekReaderLock() noexcept = default;
@@ -81,7 +81,7 @@ class CVekReaderLock {
   CVekReaderLock& operator=(const CVekReaderLock&) = delete;
   ~CVekReaderLock();
 
-  /// False when the guard is null or refuses, and when this lock was used before.
+  /// Returns false if the guard is null or cannot be acquired, or if this lock was used before.
   bool Lock(CVekGuard* guard) noexcept;
 
  private:

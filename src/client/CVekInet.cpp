@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::int32_t kGrowBy = 10;
 
-/// What the library is. Initialisation puts it together and drops it: no export gives it away.
+/// Builds the library's version text and drops it: initialization builds it, but no export returns
+/// it.
 void makeVersionText() {
   char text[64];
   _snprintf(text, sizeof text, "Version %s Build %s ", ORLA_VERSION, ORLA_BUILD);
@@ -26,12 +27,13 @@ void takeExclusively(CVekWriterLock& lock, CVekGuard& guard) {
 
 CVekInet::CVekInet(const char* guardName)
     : CArArr<CInetCntHandle*>(kGrowBy), errors_("ORLAHost.dll") {
-  // Not reported: without its objects the guard refuses every lock, and each operation says so.
+  // A failure is not reported here. Without its objects the guard refuses every lock, and each
+  // operation reports that.
   guard_.Create(guardName);
 }
 
 CVekInet::~CVekInet() {
-  // Nobody else is left to be kept out, so that the connections go even when the guard fails.
+  // No other thread uses the object any more, so the connections are freed even without the lock.
   try {
     Cleanup();
   } catch (const CVekExceptionImp&) {
@@ -56,15 +58,15 @@ std::uint32_t CVekInet::Cleanup() {
   return ORLA_OK;
 }
 
-/// Empties the table, which the caller has locked.
+/// Empties the table, which the caller has locked as writer.
 void CVekInet::DropConnections() {
   for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
     try {
-      // Drops the table's reference; a command that still runs keeps the object until it ends.
+      // Drops the table's reference. A command that is still running keeps the object alive.
       const Connection dropped(ElementAt(index));
       dropped->removeReference();
     } catch (...) {
-      // One connection that cannot be deleted does not keep the others.
+      // Failing to delete one connection must not leak the others.
     }
   }
   RemoveAll();
@@ -80,7 +82,8 @@ std::uint32_t CVekInet::Connect(const char* url, const char* credential, std::ui
     if (found == 0) found = AddNew(url, credential, reserved);
     *handle = found;
   }
-  // Uninitialised, the answer rests on what the caller's variable held: agents rely on it.
+  // Before initialization the result depends on the value that the caller's variable already has,
+  // because agents rely on that.
   return *handle != 0 ? ORLA_OK : ORLA_ERROR_GENERAL;
 }
 
@@ -93,7 +96,7 @@ std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::
       connection->SetInUse(true);
       return connection->Handle();
     } catch (...) {
-      // The next slot may serve.
+      // Try the next slot.
     }
   }
   return 0;
@@ -109,11 +112,11 @@ std::uint32_t CVekInet::AddNew(const char* url, const char* credential, std::uin
       return 0;
     }
     Add(connection.get());
-    connection->addReference();  // The table's.
+    connection->addReference();  // The table's reference.
     connection->SetInUse(true);
     return connection->Handle();
   } catch (const std::exception&) {
-    return 0;  // No memory.
+    return 0;  // Out of memory.
   } catch (eaerrcode) {
     return 0;
   }
@@ -160,7 +163,7 @@ std::uint32_t CVekInet::SetCode(std::uint32_t code) {
 }
 
 std::uint32_t CVekInet::SetCodeFromSystem() {
-  // SetCode asks the system once more when its error is the value that means none.
+  // If the last error is the value that means "no code", SetCode asks the system once more.
   return SetCode(GetLastError());
 }
 

@@ -14,19 +14,20 @@
 
 namespace orla {
 
-/// There is one, made when the library is loaded and destroyed when it is unloaded.
+/// There is one object. It is created when the library is loaded and destroyed when it is unloaded.
 ///
-/// Any thread may call any operation. The table guard, which is shared by every process that loads
-/// the library, is held while the table is changed (exclusively) or searched (shared), never while
-/// a command is on the network. The operations behind exports return a status and raise nothing,
-/// but that Connect, Disconnect and Cleanup let error 1 (CVekExceptionImp) through when the guard
-/// cannot be taken.
+/// Any thread may call any operation. The table guard, which all processes that load the library
+/// share, is held exclusively while the table is changed and shared while it is searched, but never
+/// while a command uses the network. The operations of the exports return a status and do not
+/// throw, except that Connect, Disconnect and Cleanup throw error 1 (CVekExceptionImp) if the guard
+/// cannot be acquired.
 class CVekInet : protected CArArr<CInetCntHandle*> {
  public:
-  /// `guardName` ends the names of the guard's kernel objects.
+  /// `guardName` is the end of the names of the guard's kernel objects.
   explicit CVekInet(const char* guardName);
-  /// Waits until no command of any process is between locking the table and unlocking it. A process
-  /// that ends while its other threads do so waits for ever; agents end their commands first.
+  /// Waits until no command of any process holds the table's lock. If the system stopped a thread
+  /// of this process while it held the lock, waits forever: agents must finish their commands
+  /// first.
   ~CVekInet() override;
 
   std::uint32_t Initialize(std::uint32_t flag, const char* text);
@@ -37,7 +38,7 @@ class CVekInet : protected CArArr<CInetCntHandle*> {
   std::uint32_t Disconnect(std::uint32_t handle);
 
   std::uint32_t GetVersion(std::uint32_t handle, std::uint16_t* major, std::uint16_t* minor);
-  /// `type` and `count` are cut to 16 bits, here and below.
+  /// Only the low 16 bits of `type` and `count` are used, here and below.
   std::uint32_t GetPackageName(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
                                const char* const* identities, char* name, std::uint32_t* size);
   std::uint32_t SendPackage(std::uint32_t handle, std::uint32_t type, std::uint32_t count,
@@ -59,18 +60,19 @@ class CVekInet : protected CArArr<CInetCntHandle*> {
                           const char* const* identities, const char* fileName, char* target,
                           std::size_t size);
 
-  /// Writes the calling thread's code; 1 when there is none, else 0.
+  /// Writes the calling thread's code. Returns 1 if there is none, else 0.
   std::uint32_t LastError(std::uint32_t* code);
-  /// Copies the library-wide message, cut to `size` bytes and then without a terminating zero. 0.
+  /// Copies the library-wide message. A message of `size` bytes or more is cut to `size` bytes and
+  /// not terminated. Returns 0.
   std::uint32_t LastErrorMessage(char* buffer, std::uint32_t size);
 
-  /// Sets the calling thread's code; 0xFFFFFFFF takes the system's last error instead. The code
-  /// set.
+  /// Sets the calling thread's code, or the system's last error if `code` is 0xFFFFFFFF. Returns
+  /// the code that was set.
   std::uint32_t SetCode(std::uint32_t code);
   std::uint32_t SetCodeFromSystem();
   std::uint32_t OpenThreadRecord();
   std::uint32_t CloseThreadRecord();
-  /// Sets the library-wide message; null changes nothing.
+  /// Sets the library-wide message. A null `text` changes nothing.
   void SetMessage(const char* text);
 
  private:
@@ -78,7 +80,7 @@ class CVekInet : protected CArArr<CInetCntHandle*> {
 
   void DropConnections();
   // The caller of these two holds the table's lock as writer. They return 0 when there is no
-  // connection to be had.
+  // connection that can be used.
   std::uint32_t ReuseFree(const char* url, const char* credential, std::uint32_t reserved);
   std::uint32_t AddNew(const char* url, const char* credential, std::uint32_t reserved);
   /// The connection with that handle, in use or not; null if there is none. The caller holds the

@@ -3,7 +3,7 @@
 //   version   /P?ORLACommand=GetVersion
 //   name      /P?ORLACommand=CompileName&Type=T&Identity0=V0&Identity1=V1...&Encoding=UTF-8
 //   upload    /P?ORLACommand=UploadPackage&Type=T&Identity0=V0...&Encoding=UTF-8&FileName=N
-//   download  the agent's target, with &Counter=C behind it when a counter is given
+//   download  the agent's target, followed by &Counter=C if a counter is given
 //
 // P is the path of the connection's URL, T the type in decimal; V and N are percent-encoded.
 #include "platform/winapi.h"
@@ -26,7 +26,7 @@ namespace orla {
 
 namespace {
 
-/// The size of the buffer for a target, and of that for one escaped value; a terminating zero each.
+/// The size of a buffer for a target or for one escaped value, including the terminating zero.
 constexpr std::size_t kTargetSize = 2070;
 
 constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
@@ -34,7 +34,7 @@ constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
 /// A package is read in pieces of at most this many bytes.
 constexpr std::uint32_t kReadPiece = 256 * 1024;
 
-/// The target of a command, written into its buffer behind the text that is there.
+/// Appends the target of a command to the text in a buffer.
 class TargetText {
  public:
   TargetText(char* buffer, std::size_t size) noexcept
@@ -50,7 +50,8 @@ class TargetText {
     return *this;
   }
 
-  /// Percent-encoded, or as it stands when that does not fit a buffer of the same size.
+  /// Appends `value` percent-encoded. If its encoded form needs more than kTargetSize bytes,
+  /// appends it unchanged, because a target with it may still fit.
   TargetText& appendEscaped(const char* value) noexcept {
     const std::size_t length = std::strlen(value);
     char escaped[kTargetSize];
@@ -61,8 +62,8 @@ class TargetText {
     return append({value, length});
   }
 
-  /// Ends the text with its zero. False, and the buffer's text as it was, when a part of it did not
-  /// fit or is missing.
+  /// Terminates the text. If a part of it did not fit or `isWhole` is false, restores the text that
+  /// was in the buffer before and returns false.
   bool end(bool isWhole = true) noexcept {
     const bool isGood = isWhole && fits_;
     buffer_[isGood ? length_ : start_] = '\0';
@@ -77,14 +78,15 @@ class TargetText {
   bool fits_ = true;
 };
 
-/// Copies an answer as strncpy does: padded with zeros up to `size`, unterminated when it fills it.
+/// Copies an answer as strncpy does: padded with zeros up to `size` bytes, and not terminated if it
+/// fills them.
 void copyAnswer(const RWCString& answer, char* buffer, std::uint32_t size) {
   const std::size_t length = std::min(std::strlen(answer.c_str()), std::size_t{size});
   std::memcpy(buffer, answer.data(), length);
   std::memset(buffer + length, 0, size - length);
 }
 
-/// The whole file at `path`.
+/// Returns the whole file at `path`. Throws CVekExceptionImp.
 RWCString readPackage(const char* path) {
   CVekFile file;
   if (const std::uint32_t code =
@@ -115,8 +117,9 @@ RWCString readPackage(const char* path) {
   return bytes;
 }
 
-/// Runs a command; the code that it raises becomes the status. Memory that runs out outside the
-/// transaction is a general failure: an agent must not die of it.
+/// Runs a command and returns its status, or the code of the CVekExceptionImp that it throws.
+/// Running out of memory outside of the transaction is a general failure, because an export must
+/// not throw.
 template <class Command>
 std::uint32_t statusOf(Command command) {
   try {
@@ -175,7 +178,7 @@ std::uint32_t CVekInet::GetVersion(std::uint32_t handle, std::uint16_t* major,
     if (!parseVersionText(arg.textBody.c_str(), major, minor)) return ORLA_ERROR_NOT_MODIFIED;
     return ORLA_OK;
   });
-  // "Not modified" and a text that is no version are the same to the agent: no version was had.
+  // HTTP status 304 and a malformed version text are the same failure to the agent.
   if (status != ORLA_ERROR_NOT_MODIFIED) return status;
   SetCode(ORLA_ERROR_VERSION_TEXT);
   return ORLA_ERROR_TRANSPORT;
@@ -191,8 +194,8 @@ std::uint32_t CVekInet::GetPackageName(std::uint32_t handle, std::uint32_t type,
     if (!connection) return ORLA_ERROR_ARGUMENT;
     const CInetCntHandle::Server server = connection->GetServer();
     char target[kTargetSize];
-    // When the target cannot be built, the request goes out with an empty one: the server's refusal
-    // is the agent's answer.
+    // If the target cannot be built, the request is sent with an empty one, because agents expect
+    // the server's refusal as the result.
     BuildCommand(server.path, type, count, identities, false, target, sizeof target);
     CInetCntHandle::CHttpRequestArg arg;
     if (const std::uint32_t code = connection->Get(server, target, &arg, 0)) {
@@ -210,7 +213,7 @@ std::uint32_t CVekInet::SendPackage(std::uint32_t handle, std::uint32_t type, st
                                     const char* const* identities, const char* path, char* name,
                                     std::uint32_t* size) {
   if (!size) return ORLA_ERROR_ARGUMENT;
-  // A capacity with the sign bit set is taken for none.
+  // A capacity with the sign bit set counts as 0.
   const std::uint32_t capacity =
       *size <= std::uint32_t{std::numeric_limits<std::int32_t>::max()} ? *size : 0;
   *size = kBytesUnknown;
@@ -248,7 +251,7 @@ std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, c
     CVekFile file;
     std::uint32_t byteCount = 0;
     CInetCntHandle::CHttpRequestArg arg;
-    // A file that cannot be made does not keep the request from the server; its reply is dropped.
+    // If the file cannot be created, the request is sent anyway and its reply is dropped.
     arg.errorCode =
         file.Open(path, GENERIC_WRITE, FILE_SHARE_READ, CVekFile::kReplace, FILE_ATTRIBUTE_NORMAL);
     arg.toFile = 1;
@@ -261,7 +264,7 @@ std::uint32_t CVekInet::DownloadFile(std::uint32_t handle, const char* target, c
       SetMessageFrom(*connection);
       return code;
     }
-    // Success means that the file is in place with all its bytes.
+    // The command succeeds only if the complete file is in place.
     if (const std::uint32_t code = file.Close(true)) return code;
     record->byte_count = byteCount;
     return ORLA_OK;

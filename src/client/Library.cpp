@@ -8,8 +8,9 @@ Library::Library(const char* guardName) {
   inet_.emplace(guardName);
   try {
     winsock_ = new RWWinsockStartup;
-  } catch (...) {  // Of what Winsock says, or no memory.
-    // The commands tell.
+  } catch (...) {
+    // Loading must not fail because Winsock does not start. Every command reports the error
+    // instead.
   }
 }
 
@@ -18,7 +19,7 @@ Library::~Library() {
   try {
     delete winsock_;
   } catch (const RWxmsg&) {
-    // There is nobody left to tell.
+    // No caller is left that the error could be reported to.
   }
 }
 

@@ -1,4 +1,4 @@
-// What the loaded library holds: its one object and Winsock's start-up.
+// The state of the loaded library: the library-wide object and the startup of Winsock.
 #pragma once
 
 #include <optional>
@@ -8,12 +8,12 @@
 
 namespace orla {
 
-/// Built when the library is loaded, destroyed when it is unloaded. The library-wide object goes
-/// first both times: its clean-up comes before Winsock's.
+/// Created when the library is loaded, destroyed when it is unloaded. The library-wide object is
+/// created first, and it is destroyed first, because its cleanup must precede that of Winsock.
 class Library {
  public:
-  /// `guardName` as CVekInet's. A Winsock that does not start is not the loading's failure: the
-  /// agent's process goes on, and each command fails with the socket layer's own message.
+  /// `guardName` is passed to CVekInet. If Winsock does not start, no error is reported here: each
+  /// command then fails with the message of the socket layer.
   explicit Library(const char* guardName = "ORLAHost2.dll");
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -23,7 +23,8 @@ class Library {
 
  private:
   std::optional<CVekInet> inet_;
-  RWWinsockStartup* winsock_ = nullptr;  // By hand: an owner's destructor would not let it raise.
+  RWWinsockStartup* winsock_ =
+      nullptr;  // Not a smart pointer, because ~RWWinsockStartup() may throw.
 };
 
 }  // namespace orla

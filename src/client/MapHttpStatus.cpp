@@ -12,7 +12,7 @@ std::uint32_t MapHttpStatus(int status, char* buffer, std::size_t size) {
     std::uint32_t code;
     const char* message;
   };
-  // 403 and 501 share the texts of 404 and 400: to the agent they mean the same.
+  // 403 and 501 share the texts of 404 and 400, because they mean the same to the agent.
   static constexpr Meaning kMeanings[] = {
       {404, ORLA_ERROR_NOT_FOUND, "HTTP 404: file not found."},
       {403, ORLA_ERROR_NOT_FOUND, "HTTP 404: file not found."},

@@ -1,4 +1,4 @@
-// What an HTTP status means to the agent.
+// The library's code and message for an HTTP status.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace orla {
 
-/// The code of an HTTP status; its message goes into `buffer`, cut to `size` bytes (and not
-/// terminated when it fills them). 200 gives 0 and leaves the buffer alone.
+/// Returns the code of an HTTP status and writes its message to `buffer`, cut to `size` bytes. A
+/// message that fills the buffer is not terminated. For 200 the code is 0 and nothing is written.
 std::uint32_t MapHttpStatus(int status, char* buffer, std::size_t size);
 
 }  // namespace orla

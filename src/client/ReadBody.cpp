@@ -12,25 +12,25 @@ namespace orla {
 
 namespace {
 
-/// The body is read in pieces of at most this many bytes, into one buffer. A text is seldom so long
-/// that a buffer on the heap would be worth its making.
+/// The body is read in pieces of at most this many bytes, into one buffer. Texts are usually short,
+/// so their buffer is on the stack.
 constexpr int kTextPiece = 4096;
 constexpr int kFilePiece = 256 * 1024;
 
-/// The first progress call hands over exactly this many bytes of the file.
+/// The first progress call passes exactly this many bytes of the file.
 constexpr int kPreviewSize = 512;
 
-/// The status that keeps the byte count out of the record.
+/// For this status the byte count is not written to the record.
 constexpr std::uint32_t kStatusWithoutCount = 8;
 
 using Arg = CInetCntHandle::CHttpRequestArg;
 
-/// Writes the pieces of a body to a file and reports them.
+/// Writes the pieces of a body to a file and reports them to the agent.
 class FileSink {
  public:
   explicit FileSink(Arg& arg) : arg_(arg), preview_(kPreviewSize) {}
 
-  /// Throws CVekExceptionImp when the file or the agent refuses.
+  /// Throws CVekExceptionImp if the file cannot be written or the agent cancels.
   void take(const char* piece, int length) {
     if (arg_.file->Write(piece, static_cast<std::uint32_t>(length)) != length)
       raiseError(ORLA_ERROR_GENERAL);
@@ -80,7 +80,7 @@ void ReadBody(RWPortal portal, Arg* arg) {
       appendToText(*arg, piece, static_cast<std::size_t>(length));
       continue;
     }
-    if (arg->errorCode != 0) continue;  // The reply is still read to its end.
+    if (arg->errorCode != 0) continue;  // The rest of the body is read and dropped.
     try {
       sink.take(piece, length);
     } catch (const CVekExceptionImp& error) {

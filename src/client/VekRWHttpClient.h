@@ -1,17 +1,17 @@
-// The library's own HTTP client: a handle to one connection.
+// The HTTP client class that the library uses.
 #pragma once
 
 #include "http/RWHttpClient.h"
 
 namespace orla {
 
-/// The concrete client that the library owns; one is made for each transaction.
+/// The concrete client. One is created for each transaction.
 class VekRWHttpClientImp : public RWHttpSocketClientImp {};
 
 /// Shares such a client. Only the destructor is virtual.
 class VekRWHttpClient : public RWHttpClient {
  public:
-  /// Takes a reference to `client`, which may be null.
+  /// Holds a counted reference to `client`, which may be null.
   explicit VekRWHttpClient(VekRWHttpClientImp* client) : RWHttpClient(client) {}
 };
 

@@ -8,12 +8,12 @@ namespace orla {
 
 namespace {
 
-/// The text without the carriage returns and line feeds at its end.
+/// Returns the text without the carriage returns and line feeds at its end.
 std::string_view stripLineEnd(std::string_view text) noexcept {
   return text.substr(0, text.find_last_not_of("\r\n") + 1);
 }
 
-/// digits "." digits "." digits, and nothing else.
+/// Returns true for digits "." digits "." digits, and nothing else.
 bool isVersion(std::string_view text) noexcept {
   const std::size_t first = text.find('.');
   if (first == 0 || first == std::string_view::npos) return false;
@@ -24,7 +24,7 @@ bool isVersion(std::string_view text) noexcept {
          std::all_of(text.begin(), text.end(), [](char c) { return c == '.' || isDigitAscii(c); });
 }
 
-/// The value of the digits that `text` begins with, modulo 2^16.
+/// Returns the value of the digits at the beginning of `text`, modulo 2^16.
 std::uint16_t leadingNumber(std::string_view text) noexcept {
   std::uint16_t value = 0;
   for (const char c : text) {

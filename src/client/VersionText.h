@@ -6,9 +6,9 @@
 
 namespace orla {
 
-/// Reads digits "." digits "." digits, with carriage returns and line feeds at the end ignored, and
-/// nothing else: true, with the first two numbers written, each modulo 2^16. False, and nothing
-/// written, for any other text.
+/// Parses digits "." digits "." digits, and ignores carriage returns and line feeds at the end.
+/// Returns true and writes the first two numbers, each modulo 2^16. Returns false and writes
+/// nothing for any other text.
 bool parseVersionText(std::string_view text, std::uint16_t* major, std::uint16_t* minor) noexcept;
 
 }  // namespace orla

@@ -9,7 +9,7 @@ namespace orla {
 ///
 /// The object exists from the loading of the library until its unloading or the program's exit. It
 /// is destroyed then, unless another thread is using it: a program that exits while its threads run
-/// commands must not crash. In that case only its clean-up runs, and the process frees the rest.
+/// commands must not crash. In that case only its cleanup runs, and the process frees the rest.
 class LibraryUse {
  public:
   LibraryUse() noexcept;
