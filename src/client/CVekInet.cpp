@@ -63,8 +63,9 @@ void CVekInet::DropConnections() {
   for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
     try {
       // Drops the table's reference. A command that is still running keeps the object alive.
-      const Connection dropped(ElementAt(index));
-      dropped->removeReference();
+      CInetCntHandle& connection = *ElementAt(index);
+      const Connection dropped(&connection);
+      connection.removeReference();
     } catch (...) {
       // Failing to delete one connection must not leak the others.
     }
