@@ -12,7 +12,6 @@
 #include <cstring>
 #include <exception>
 #include <limits>
-#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -31,7 +30,8 @@ constexpr std::size_t kTargetSize = 2070;
 
 constexpr std::uint32_t kBytesUnknown = 0xFFFFFFFF;
 
-/// A package is read in pieces of at most this many bytes.
+/// A package is read into its string in pieces of at most this many bytes. Lengthening a string
+/// fills it with zeros, so the piece must be small enough to stay in the processor's cache.
 constexpr std::uint32_t kReadPiece = 256 * 1024;
 
 /// Appends the target of a command to the text in a buffer.
@@ -97,20 +97,18 @@ RWCString readPackage(const char* path) {
   if (high != 0) raiseError(ORLA_ERROR_TOO_LARGE);
 
   RWCString bytes;
-  std::unique_ptr<char[]> piece;
   try {
     bytes.reserve(size);
-    piece = std::make_unique_for_overwrite<char[]>(kReadPiece);
   } catch (const std::exception&) {
     raiseError(ORLA_ERROR_TOO_LARGE);
   }
-  // Through a buffer that stays in the processor's cache: a string can only be made longer by bytes
-  // that are there, and to fill a large one with zeros first costs more than this copy.
   while (bytes.size() < size) {
-    const auto most = std::min(size - static_cast<std::uint32_t>(bytes.size()), kReadPiece);
-    const std::int32_t count = file.Read(piece.get(), most);
+    const std::size_t start = bytes.size();
+    const auto wanted = std::min(size - static_cast<std::uint32_t>(start), kReadPiece);
+    bytes.resize(start + wanted);
+    const std::int32_t count = file.Read(&bytes[start], wanted);
+    bytes.resize(start + static_cast<std::size_t>(std::max(count, 0)));
     if (count <= 0) break;
-    bytes.append(piece.get(), static_cast<std::size_t>(count));
   }
   file.Close(true);
   if (bytes.size() != size) raiseError(ORLA_ERROR_SHORT_READ);
