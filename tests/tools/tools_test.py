@@ -1,5 +1,6 @@
 """Tests of the tools as programs: orla against the development server and scripted ones."""
 import contextlib
+import itertools
 import json
 import os
 import pty
@@ -140,6 +141,40 @@ class OrlaTest(ProgramTestCase):
             self.assertTrue(server.asked.wait(WAIT))
             process.send_signal(signal.SIGINT)
             self.assertIn(process.wait(WAIT), ended)
+
+
+class StreamsTest(ProgramTestCase):
+    def test_closed_streams(self):
+        """Neither a server nor a program writes into the objects that agents share."""
+        with ScriptedServer(b"", reply(200, b"1.2.3")) as server:
+            first = self.start("version", server.url)  # Has the objects open all the time.
+            self.assertTrue(server.asked.wait(WAIT))
+            maps = Path(f"/proc/{first.pid}/maps").read_text()
+            objects = {Path(path) for path in re.findall(r"(?m)^\S+ rw-s .* (/\S+)$", maps)}
+            self.assertTrue(objects, maps)
+            before = [path.read_bytes() for path in objects]
+            for closed in itertools.chain(*(itertools.combinations(range(3), n) for n in range(4))):
+                shell = 'exec "$@" ' + " ".join(f"{stream}>&-" for stream in closed)
+                with self.subTest(closed), ScriptedServer(reply(200, b"B" * 600)) as scripted:
+                    code, output, messages = self.run_client(
+                        "name", scripted.url, *KIND, before=("sh", "-c", shell, "sh"))
+                    self.assertEqual([path.read_bytes() for path in objects], before)
+                    self.assertEqual((code, output), (1, "") if 1 in closed else (0, "B" * 600 + "\n"))
+                    self.assertEqual("cannot be written" in messages, 1 in closed and 2 not in closed)
+            with DevServer(self.stored) as devserver:
+                self.expect(0, "1.0\n", "", "version", devserver.url)
+            server.go.set()
+            self.assertEqual(first.wait(WAIT), 0)
+
+    def test_descriptors_of_closed_streams(self):
+        """Nothing that a program opens later gets their numbers."""
+        links = lambda process: [os.readlink(f"/proc/{process.pid}/fd/{stream}") for stream in (0, 2)]
+        with DevServer(self.stored, preexec_fn=lambda: (os.close(0), os.close(2))) as devserver:
+            self.assertEqual(links(devserver), ["/dev/null"] * 2)
+        with ScriptedServer(b"", b"") as server:
+            process = self.start("version", server.url, before=("sh", "-c", 'exec "$@" <&- 2>&-', "sh"))
+            self.assertTrue(server.asked.wait(WAIT))
+            self.assertEqual(links(process), ["/dev/null"] * 2)
 
 
 class TerminalTest(ProgramTestCase):

@@ -17,6 +17,7 @@
 #include "DevServer.h"
 #include "Options.h"
 #include "StatusPage.h"
+#include "standard_streams.h"
 
 namespace {
 
@@ -109,6 +110,7 @@ void parse(int argc, char** argv, CLI::App& app, orla::Options& options, std::st
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (!orla::openMissingStandardStreams()) return 1;
   orla::Options options;
   std::string host = "127.0.0.1";
   int port = 8080;

@@ -15,6 +15,7 @@
 #include "commands.h"
 #include "load.h"
 #include "report.h"
+#include "standard_streams.h"
 #include "system.h"
 
 namespace orla {
@@ -126,6 +127,7 @@ int run_program(int argc, char** argv) {
 }  // namespace orla
 
 int main(int argc, char** argv) {
+  if (!orla::openMissingStandardStreams()) return 1;
   try {
     return orla::run_program(argc, argv);
   } catch (const std::exception& failure) {
