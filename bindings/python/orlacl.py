@@ -22,6 +22,7 @@ import ctypes.util
 import enum
 import functools
 import os
+import string
 import sys
 import threading
 from typing import Any, Callable, Generator, Iterable, NamedTuple, Optional, Union
@@ -44,6 +45,8 @@ _FILE_NAMES = ("ORLACl.dll",) if _WINDOWS else ("libORLACl.so.1", "libORLACl.so"
 _MESSAGE_SIZE = 1024
 _ANSWER_SIZE = 64 * 1024
 _NO_CODE = 0xFFFFFFFF
+_MAX_ENCODED = 2069
+_UNESCAPED = frozenset(string.ascii_letters.encode() + string.digits.encode() + b"-_.*")
 
 
 class Status(enum.IntEnum):
@@ -163,6 +166,17 @@ def _bytes(text: Text, what: str) -> bytes:
     encoded = text.encode("utf-8", "surrogateescape") if isinstance(text, str) else bytes(text)
     if b"\0" in encoded:
         raise ValueError(f"{what} holds a zero byte: {text!r}")
+    return encoded
+
+
+def _encodable(text: Text, what: str) -> bytes:
+    """The library percent-encodes identities and names, but sends one unchanged if it takes more than
+    2069 bytes in that form. Such a value must not need encoding, because it could end or split the
+    request's first line."""
+    encoded = _bytes(text, what)
+    escaped = sum(byte not in _UNESCAPED for byte in encoded)
+    if escaped and len(encoded) + 2 * escaped > _MAX_ENCODED:
+        raise ValueError(f"{what} takes more than {_MAX_ENCODED} bytes when percent-encoded")
     return encoded
 
 
@@ -313,7 +327,7 @@ class Connection:
         2 GiB on Windows. The server is told `name`: the file's own by default, none when it is
         empty. Its answer is cut at 64 KiB."""
         local = _path(path)
-        told = _bytes(os.path.basename(os.fsdecode(path)) if name is None else name, "the name")
+        told = _encodable(os.path.basename(os.fsdecode(path)) if name is None else name, "the name")
         # The name goes in and the answer comes out in one buffer.
         answer = ctypes.create_string_buffer(told, max(_ANSWER_SIZE, len(told)) + 1)
         size = _u32(_ANSWER_SIZE)
@@ -360,7 +374,7 @@ def _kind(type: int,
         raise ValueError(f"the type must be 1 to 65535: {type}")
     if isinstance(identities, (str, bytes)):
         raise TypeError("the identities are a list of texts, not one text")
-    texts = [_bytes(identity, "an identity") for identity in identities]
+    texts = [_encodable(identity, "an identity") for identity in identities]
     if len(texts) > 65535:
         raise ValueError(f"at most 65535 identities: {len(texts)}")
     # Never null, also for no identity at all.

@@ -67,7 +67,13 @@ class BindingsTest(ProgramTestCase):
         self.assertEqual(second.handle, 0)
         for wrong, function, *arguments in (
                 (ValueError, self.server, "http://a b/"), (ValueError, first.download, "/", "x\0y"),
-                (ValueError, first.package_name, 0), (OSError, orlacl.Library, "./absent")):
+                (ValueError, first.package_name, 0), (OSError, orlacl.Library, "./absent"),
+                (TypeError, self.server, 5), (TypeError, first.package_name, 1, [5]),
+                (TypeError, first.package_name, 1, [[65, 66]]),
+                # The library sends a value unchanged if it is longer than 2069 bytes encoded.
+                (ValueError, first.package_name, 1, [" HTTP/1.1\r\nX: " + ";" * 690]),
+                (ValueError, first.send, "x", 1, [], b";" * 690), (ValueError, first.send, ";" * 690, 1),
+                (orlacl.Error, first.package_name, 1, [";" * 689, "i" * 2070])):
             self.assertRaises(wrong, function, *arguments)
 
     def check(self, wanted, call):

@@ -55,7 +55,13 @@ class OrlaTest(ProgramTestCase):
                     (2, "", "1 to 30", "version", url, "--repeat", "2", "--parallel", "31"),
                     (2, "", "not in range", "get", url, "/a", "b", "--size", "-1"),
                     (2, "", "percent-encoded", "get", url, "/a b", "c"),
-                    (2, "", "percent-encoded", "get", url, "/a", "c", "--counter", "1\r\nX: y")):
+                    (2, "", "percent-encoded", "get", url, "/a", "c", "--counter", "1\r\nX: y"),
+                    (2, "", "URL: .*percent-encoded", "version", url + " HTTP/1.1\r\nX: y"),
+                    # The library sends a value unchanged if it is longer than 2069 bytes encoded.
+                    (2, "", "than 2069 bytes", "name", url, *kind, " HTTP/1.1\r\nX: " + ";" * 690),
+                    (2, "", "than 2069 bytes", "send", url, "a.pkg", *KIND, "--name", ";" * 690),
+                    (2, "", "name of FILE: .*than 2069 bytes", "send", url, ";" * 690, *KIND),
+                    (1, "", "", "name", url, *kind, ";" * 689)):
                 self.expect(*row)
 
     def json(self, *arguments):

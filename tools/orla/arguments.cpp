@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <string_view>
 
 #include "report.h"
 
@@ -71,6 +72,21 @@ std::string check_request_text(const std::string& text) {
   return bad ? "blanks and control characters must be percent-encoded" : "";
 }
 
+/// The library percent-encodes identities and names, but sends one unchanged if it takes more than
+/// 2069 bytes in that form. Such a value must not need encoding, because it could end or split the
+/// request's first line.
+std::string checkEncodedText(const std::string& text) {
+  constexpr std::string_view kUnescaped =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.*";
+  constexpr std::size_t kMaxEncoded = 2069;
+  const auto escaped =
+      static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [&](char c) {
+        return kUnescaped.find(c) == std::string_view::npos;
+      }));
+  const bool bad = escaped != 0 && text.size() + 2 * escaped > kMaxEncoded;
+  return bad ? "more than 2069 bytes when percent-encoded; shorten it" : "";
+}
+
 std::string base_name(const std::string& file) {
   const std::u8string utf8(file.begin(), file.end());
   const std::u8string name = std::filesystem::path(utf8).filename().u8string();
@@ -83,7 +99,8 @@ CLI::App* add_command(CLI::App& app, Command command, const char* title, const c
   added->footer(std::string(text) + "\n\n" + kOutcome);
   added->add_option("URL", arguments.request.url, "The server: http://host[:port]/path")
       ->required()
-      ->type_name("");
+      ->type_name("")
+      ->check([](const std::string& url) { return check_request_text(url); });
   return added;
 }
 
@@ -120,7 +137,8 @@ void add_kind(CLI::App* command, Request& request) {
                    "What the package belongs to; several values, or\n"
                    "several times; best put last")
       ->required()
-      ->type_name("TEXT");
+      ->type_name("TEXT")
+      ->check([](const std::string& text) { return checkEncodedText(text); });
 }
 
 /* Tells why the command line cannot be run; the exit code is that of bad usage. */
@@ -175,7 +193,8 @@ CommandLine read_command_line(const std::vector<std::string>& words) {
   CLI::Option* given_name =
       send->add_option("--name", request.name,
                        "Name that the server is told; FILE's own by default,\n"
-                       "none if empty");
+                       "none if empty")
+          ->check([](const std::string& text) { return checkEncodedText(text); });
   add_common(send, arguments);
 
   CLI::App* get = add_command(app, Command::kGet, "Download a file", kGetText, arguments);
@@ -206,6 +225,11 @@ CommandLine read_command_line(const std::vector<std::string>& words) {
 
   try {
     app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    if (send->parsed() && given_name->empty()) {
+      request.name = base_name(request.file);
+      const std::string problem = checkEncodedText(request.name);
+      if (!problem.empty()) throw CLI::ValidationError("the name of FILE", problem);
+    }
   } catch (const CLI::ParseError& error) {
     const bool told = error.get_exit_code() == 0;
     line.exit_code = told ? app.exit(error) : refuse(app, error, words);
@@ -214,10 +238,7 @@ CommandLine read_command_line(const std::vector<std::string>& words) {
 
   if (version->parsed()) request.command = Command::kVersion;
   if (name->parsed()) request.command = Command::kName;
-  if (send->parsed()) {
-    request.command = Command::kSend;
-    if (given_name->empty()) request.name = base_name(request.file);
-  }
+  if (send->parsed()) request.command = Command::kSend;
   if (get->parsed()) {
     request.command = Command::kGet;
     if (!request.target.starts_with('/')) request.target.insert(0, 1, '/');
