@@ -163,7 +163,12 @@ def _load(path: Optional[Path]) -> ctypes.CDLL:
 
 
 def _bytes(text: Text, what: str) -> bytes:
-    encoded = text.encode("utf-8", "surrogateescape") if isinstance(text, str) else bytes(text)
+    if isinstance(text, str):
+        encoded = text.encode("utf-8", "surrogateescape")
+    elif isinstance(text, bytes):
+        encoded = text
+    else:
+        raise TypeError(f"{what} must be str or bytes, not {type(text).__name__}")
     if b"\0" in encoded:
         raise ValueError(f"{what} holds a zero byte: {text!r}")
     return encoded
@@ -385,18 +390,21 @@ def _listen(record: _Record, progress: Optional[Callable[[int, bytes], Optional[
             failures: "list[BaseException]") -> Generator[int, Optional[int], None]:
     """Takes the three arguments of each progress call, and gives the number of bytes so far."""
     total = 0
+    called = False
     while True:
         try:
+            called = False
             yield total  # The record's address.
             data = yield total
             length = yield total
             total += (record.byte_count - total) % 2**32
             if progress and not failures:
+                called = True
                 answer = progress(total, ctypes.string_at(data, length or 0) if data else b"")
                 if answer in (PROGRESS_CANCEL, PROGRESS_ABANDON):
                     record.status = answer
-        except GeneratorExit:
-            return
         except BaseException as error:  # Whatever it is, the caller gets it.
+            if isinstance(error, GeneratorExit) and not called:
+                return  # By close(), which runs when the download is over.
             failures.append(error)
             record.status = PROGRESS_CANCEL

@@ -42,7 +42,8 @@ class BindingsTest(ProgramTestCase):
             self.assertRegex(output, rf"1\.2\.\nIt begins with .*\ncopy: {size} bytes\.\n$")
 
     def test_stopped_downloads(self):
-        for wanted, stop, signals in ((KeyError, {}.popitem, []), (KeyboardInterrupt, list, [signal.SIGINT])):
+        for wanted, stop, signals in ((KeyError, {}.popitem, []), (KeyboardInterrupt, list, [signal.SIGINT]),
+                                      (GeneratorExit, lambda: (_ for _ in ()).throw(GeneratorExit), [])):
             with self.subTest(wanted), ScriptedServer(reply(200, b"1" * 600, 1200), b"2" * 600) as server:
                 go_on = lambda: (*map(signal.raise_signal, signals), server.go.set())
                 calls = []
