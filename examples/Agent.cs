@@ -6,6 +6,7 @@
 // ORLACl.dll is for 32-bit processes: compile for x86 ("csc /platform:x86 Agent.cs", or
 // <PlatformTarget>x86</PlatformTarget>), and put the DLL beside the program.
 using System;
+using System.Globalization;
 using System.Runtime.InteropServices;
 using System.Text;
 
@@ -79,6 +80,19 @@ static class Orla
         return Encoding.UTF8.GetString(buffer, 0, end < 0 ? buffer.Length : end);
     }
 
+    // The text without what could control a terminal: the server may send any bytes.
+    public static string Printable(string text)
+    {
+        StringBuilder result = new StringBuilder();
+        foreach (char c in text)
+        {
+            bool hidden = char.IsControl(c) || char.GetUnicodeCategory(c) == UnicodeCategory.Format ||
+                          c == '\u2028' || c == '\u2029';
+            result.Append(hidden ? '?' : c);
+        }
+        return result.ToString();
+    }
+
     // No message tells of these: the library's would be that of an earlier failure.
     static readonly uint[] WithoutMessage = { 6, 11, 14, 24 };
 
@@ -127,7 +141,7 @@ static class Agent
         }
         catch (Exception error)
         {
-            Console.Error.WriteLine(error.Message);
+            Console.Error.WriteLine(Orla.Printable(error.Message));
             return 1;
         }
     }
@@ -140,7 +154,7 @@ static class Agent
         Orla.Require(Orla.GetVersion(server, out major, out minor), "ORLAGetVersion");
         Console.WriteLine("The server has version {0}.{1}.", major, minor);
         Console.WriteLine("A package goes under the name {0}.",
-                          PackageName(server, 7, "ws0042", "inventory"));
+                          Orla.Printable(PackageName(server, 7, "ws0042", "inventory")));
         if (args.Length == 3) Download(server, args[1], args[2]);
         Orla.Disconnect(server);
     }

@@ -15,6 +15,10 @@ int main(int argc, char** argv) {
     printf("The server has version %u.%u.\n", (unsigned)major, (unsigned)minor);
   } else {
     ORLAGetLastErrorMsg(message, sizeof message);
+    /* The server may have sent bytes that control a terminal. */
+    for (char* byte = message; *byte; ++byte) {
+      if (*byte < ' ' || *byte > '~') *byte = '?';
+    }
     printf("No version: status %u: %s\n", (unsigned)status,
            message[0] ? message : "see docs/errors.md");
   }

@@ -11,6 +11,11 @@ import sys
 import orlacl
 
 
+def printable(text: str) -> str:
+    """The text of a server, without what could control a terminal."""
+    return "".join(character if character.isprintable() else "?" for character in text)
+
+
 def show(count: int, preview: bytes) -> None:
     if preview:
         print(f"It begins with {preview[:16]!r}.")
@@ -24,7 +29,7 @@ def main(url: str, *download: str) -> int:
                 target, path = download
                 print(f"{path}: {server.download(target, path, show)} bytes.")
     except orlacl.Error as error:
-        print(f"Failed: {error}")
+        print("Failed:", printable(str(error)))
         return 1
     return 0
 

@@ -81,6 +81,7 @@ class Error(Exception):
     message  the library's message, read right after the failure. The library keeps one for the
              process, and a failure without a message leaves the one before: so it can be that of
              an earlier failure, or of another thread's. Empty for a status that never has one.
+             It may hold any bytes that the server sent, also those that control a terminal.
     """
 
     def __init__(self, call: str, status: int, code: Optional[int], message: str) -> None:

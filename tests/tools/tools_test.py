@@ -64,6 +64,26 @@ class OrlaTest(ProgramTestCase):
                     (1, "", "", "name", url, *kind, ";" * 689)):
                 self.expect(*row)
 
+    def test_text_of_the_server(self):
+        for sent, printed in (
+                (b"\x1b]0;title\x07 \x7f", "?]0;title? ?"), (b"a\x1f\x9bb\xc2\x9f\x80c", "a??b??c"),
+                ("\u202e\u2066 \u200b\u200f \u2028 \ufeff".encode(), "?? ?? ? ?"),
+                ("\u00e9\u200a\u2010\u2027\u202f\u20ac\U0001f600".encode(),
+                 "\u00e9\u200a\u2010\u2027\u202f\u20ac\U0001f600"),
+                (b"a\xe2\x80", "a\ufffd")):
+            with ScriptedServer(reply(200, sent)) as server:
+                self.expect(0, printed + "\n", "", "name", server.url, *KIND)
+
+    def test_output_that_cannot_be_written(self):
+        with DevServer(self.stored) as server, open("/dev/full", "w") as full:
+            for arguments in (("version", server.url), ("version", server.url, "--json"),
+                              ("version", server.url, "--repeat", "2"), ("--help",)):
+                with self.subTest(arguments), (self.folder / "messages").open("w+") as messages:
+                    process = self.start(*arguments, stdout=full, stderr=messages)
+                    self.assertEqual(process.wait(WAIT), 1)
+                    messages.seek(0)
+                    self.assertIn("orla: the result cannot be written", messages.read())
+
     def json(self, *arguments):
         """The exit code, and the one object in the one line of output."""
         code, output, _ = self.run_client(*arguments, "--json")
@@ -84,7 +104,7 @@ class OrlaTest(ProgramTestCase):
                 (1, bad | {"status": 4, "code": 58, "message": "status 4: the server's answer is "
                            "no version"}, reply(200, b"5.\xff"), "version"),
                 (1, bad | {"status": 4, "message": "status 4: RWReplySyntaxError: reply was '?[2J"
-                           "\ufffd?\ufffd?'"}, b"\x1b[2J\xc2\x9b\xff\x01\r\n\r\n", "version"),
+                           "?\ufffd?'"}, b"\x1b[2J\xc2\x9b\xff\x01\r\n\r\n", "version"),
                 (2, bad | {"status": None, "command": "name", "bytes": 0}, dev, "name")):
             if isinstance(server, bytes):
                 server = self.enterContext(ScriptedServer(server))

@@ -1,6 +1,45 @@
 #include "Session.h"
 
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
 namespace orla {
+namespace {
+
+/// The characters that control a terminal, that are invisible, or that change the order of others, as
+/// ranges of their UTF-8 form, which sorts by code point. The first range begins at the empty text,
+/// because a string literal cannot begin with a zero byte.
+constexpr std::string_view kHidden[][2] = {
+    {"", "\x1F"},                      // U+0000 to U+001F
+    {"\x7F", "\x7F"},                  // U+007F
+    {"\x80", "\x9F"},                  // the same as U+0080 to U+009F for a terminal without UTF-8
+    {"\xC2\x80", "\xC2\x9F"},          // U+0080 to U+009F
+    {"\xE2\x80\x8B", "\xE2\x80\x8F"},  // U+200B to U+200F
+    {"\xE2\x80\xA8", "\xE2\x80\xAE"},  // U+2028 to U+202E
+    {"\xE2\x81\xA0", "\xE2\x81\xA9"},  // U+2060 to U+2069
+    {"\xEF\xBB\xBF", "\xEF\xBB\xBF"},  // U+FEFF
+};
+
+/// The length of the UTF-8 sequence that begins with this byte; 1 if none does.
+std::size_t encodedLength(char first) {
+  const auto byte = static_cast<unsigned char>(first);
+  if (byte < 0xC0) return 1;
+  if (byte < 0xE0) return 2;
+  return byte < 0xF0 ? 3 : 4;
+}
+
+bool isContinuation(char byte) {
+  return (byte & 0xC0) == 0x80;
+}
+
+bool isHidden(std::string_view character) {
+  return std::any_of(std::begin(kHidden), std::end(kHidden), [&](const auto& range) {
+    return range[0] <= character && character <= range[1];
+  });
+}
+
+}  // namespace
 
 Library::Library() {
   if (const orla_status status = ORLAInitialize(0, nullptr); status != ORLA_OK) {
@@ -33,15 +72,15 @@ std::string last_message() {
 
 std::string one_line(std::string text) {
   while (!text.empty() && (text.back() == '\r' || text.back() == '\n')) text.pop_back();
-  char before = ' ';
-  for (char& c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    // U+0080 to U+009F are control characters as well, and C2 80 to C2 9F as UTF-8.
-    const bool control = byte < 0x20 || byte == 0x7F || (before == '\xC2' && byte < 0xA0);
-    before = c;
-    if (control) c = '?';
+  const std::string_view whole = text;
+  std::string result;
+  for (std::size_t i = 0, size = 0; i < whole.size(); i += size) {
+    const std::size_t end = std::min(whole.size(), i + encodedLength(whole[i]));
+    for (size = 1; i + size < end && isContinuation(whole[i + size]);) ++size;
+    const std::string_view character = whole.substr(i, size);
+    result += isHidden(character) ? "?" : character;
   }
-  return text;
+  return result;
 }
 
 }  // namespace orla

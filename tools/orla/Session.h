@@ -53,7 +53,8 @@ class Connection {
  */
 std::string last_message();
 
-/* Text from the server or the library as one safe line: no line end, "?" for control characters. */
+/// The text of the server or the library as one line that is safe to show: without the line end, and
+/// with "?" for each character that controls a terminal, is invisible, or reorders others.
 std::string one_line(std::string text);
 
 }  // namespace orla
