@@ -247,10 +247,12 @@ class Library:
     def initialize(self, flag: int = 0, text: Optional[Text] = None) -> None:
         """Makes the library ready. With a flag other than 0, `text` must not be empty."""
         given = None if text is None else _bytes(text, "the text")
+        self._require_lock("initialize")
         self._require("initialize", self._dll.ORLAInitialize(flag, given))
 
     def cleanup(self) -> None:
         """Ends every connection of the process. A further initialize starts anew."""
+        self._require_lock("cleanup")
         self._use.period += 1
         self._require("cleanup", self._dll.ORLACleanup())
 
@@ -258,8 +260,9 @@ class Library:
         """A connection to the server that the URL names; nothing is sent yet. The credential is
         kept, and sent to nobody."""
         handle = _u32()
-        self._require("connect", self._dll.ORLAConnect(
-            _target(url, "the URL"), _bytes(credential, "the credential"), 0, ctypes.byref(handle)))
+        texts = _target(url, "the URL"), _bytes(credential, "the credential")
+        self._require_lock("connect")
+        self._require("connect", self._dll.ORLAConnect(*texts, 0, ctypes.byref(handle)))
         return Connection(self, handle.value)
 
     def last_error(self) -> Optional[int]:
@@ -273,6 +276,15 @@ class Library:
         message = ctypes.create_string_buffer(_MESSAGE_SIZE)
         self._dll.ORLAGetLastErrorMsg(message, _MESSAGE_SIZE)
         return message.value.decode("utf-8", "backslashreplace")
+
+    def _require_lock(self, call: str) -> None:
+        """Raises Error if the table of connections cannot be locked: ORLAConnect, ORLADisconnect and
+        ORLACleanup would end the process then. A command returns GENERAL instead, so one is called
+        first, on a handle that never exists."""
+        unused = ctypes.c_uint16()
+        if self._dll.ORLAGetVersion(0, ctypes.byref(unused), ctypes.byref(unused)) == Status.GENERAL:
+            raise Error(call, Status.GENERAL, self.last_error(),
+                        "the table of connections cannot be locked; docs/processes.md has the causes")
 
     def _require(self, call: str, status: int) -> None:
         if status != Status.OK:
@@ -311,6 +323,7 @@ class Connection:
         except IndexError:
             return  # Another thread was first.
         if handle:
+            self._library._require_lock("disconnect")
             self._library._require("disconnect", self._library._dll.ORLADisconnect(handle))
 
     def version(self) -> "tuple[int, int]":

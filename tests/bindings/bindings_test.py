@@ -77,6 +77,14 @@ class BindingsTest(ProgramTestCase):
                 (orlacl.Error, first.package_name, 1, [";" * 689, "i" * 2070])):
             self.assertRaises(wrong, function, *arguments)
 
+    def test_table_that_cannot_be_locked(self):
+        library = orlacl.Library(os.environ["ORLA_UNLOCKABLE"])
+        connection = orlacl.Connection(library, 1)
+        for function, *arguments in ((library.initialize,), (library.cleanup,), (connection.disconnect,),
+                                     (library.connect, "http://a/"), (library.__enter__,)):
+            with self.subTest(function):
+                self.assertRaisesRegex(orlacl.Error, "docs/processes.md", function, *arguments)
+
     def check(self, wanted, call):
         """Status, code and message, in a thread of its own, which has no code before."""
         def run():

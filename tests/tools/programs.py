@@ -105,7 +105,7 @@ class ProgramTestCase(unittest.TestCase):
         self.work.mkdir()
 
     def start(self, *arguments, before=(), **streams):
-        command = [*before, *ARGUMENTS.emulator, ARGUMENTS.client, *arguments]
+        command = [*ARGUMENTS.emulator, *before, ARGUMENTS.client, *arguments]
         streams = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL) | streams
         environment = dict(os.environ, LC_ALL="C.UTF-8")
         process = subprocess.Popen(command, cwd=self.work, env=environment, **streams)

@@ -84,9 +84,19 @@ class OrlaTest(ProgramTestCase):
                     messages.seek(0)
                     self.assertIn("orla: the result cannot be written", messages.read())
 
-    def json(self, *arguments):
+    def test_table_that_cannot_be_locked(self):
+        unlockable = os.environ["ORLA_UNLOCKABLE"]
+        before = ((unlockable,) if ARGUMENTS.emulator else
+                  ("env", f"LD_LIBRARY_PATH={os.path.dirname(unlockable)}"))
+        for repeat in (), ("--repeat", "2"):
+            code, object = self.json("version", "http://127.0.0.1:0/", *repeat, before=before)
+            self.assertEqual((code, object["ok"], object["status"]), (1, False, 1))
+            self.assertIn("cannot lock its table", object["message"])
+            self.assertIn("docs/processes.md", object["advice"])
+
+    def json(self, *arguments, **how):
         """The exit code, and the one object in the one line of output."""
-        code, output, _ = self.run_client(*arguments, "--json")
+        code, output, _ = self.run_client(*arguments, "--json", **how)
         self.assertRegex(output, r"^[ -~]+\n$")
         return code, json.loads(output)
 

@@ -46,6 +46,16 @@ Library::Library() {
     throw SessionError("the library cannot be made ready", status,
                        "free memory, or end other programs that use the library; then try again");
   }
+  // ORLAConnect, ORLADisconnect and ORLACleanup end the program if they cannot lock the table of
+  // connections. A command returns ORLA_ERROR_GENERAL instead, so one is tried first, on a handle
+  // that never exists.
+  std::uint16_t major = 0;
+  std::uint16_t minor = 0;
+  if (const orla_status status = ORLAGetVersion(0, &major, &minor); status == ORLA_ERROR_GENERAL) {
+    throw SessionError("the library cannot lock its table of connections", status,
+                       "the system refuses the lock that agents share; docs/processes.md has the "
+                       "causes and what to do");
+  }
 }
 
 Library::~Library() {

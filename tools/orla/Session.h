@@ -21,10 +21,9 @@ class SessionError : public std::runtime_error {
   const char* advice_;
 };
 
-/*
- * The library, initialised; cleaned up at the end, when every connection and thread has ended.
- * Throws SessionError.
- */
+/// The library, initialized; cleaned up by the destructor, which must run after every connection and
+/// thread has ended. The constructor throws SessionError, also if the table of connections cannot be
+/// locked.
 class Library {
  public:
   Library();
