@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace orla {
+namespace orla::cli {
 
 /*
  * Shows on the standard error stream how far a download, or a run of many commands, has come. On a
@@ -35,16 +35,16 @@ class ProgressMeter {
   const Unit unit_;
   const std::uint64_t expected_;
   const Clock::time_point started_ = Clock::now();
-  Clock::time_point next_draw_ = started_;
-  std::uint64_t next_line_;
+  Clock::time_point nextDraw_ = started_;
+  std::uint64_t nextLine_;
   std::uint64_t done_ = 0;
-  bool line_open_ = false;
+  bool lineOpen_ = false;
 };
 
 /* "512 bytes", "1.5 MiB". */
-std::string readable_size(double bytes);
+std::string readableSize(double bytes);
 
 /* "8388608 bytes in 0.1 s (62.7 MiB/s)" */
-std::string transfer_summary(std::uint64_t bytes, double seconds);
+std::string transferSummary(std::uint64_t bytes, double seconds);
 
-}  // namespace orla
+}  // namespace orla::cli

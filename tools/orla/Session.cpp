@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 /// The characters that control a terminal, that are invisible, or that change the order of others, as
@@ -74,13 +74,13 @@ Connection::~Connection() {
   ORLADisconnect(handle_);
 }
 
-std::string last_message() {
+std::string lastMessage() {
   char message[ORLA_MESSAGE_SIZE] = {};
   ORLAGetLastErrorMsg(message, ORLA_MESSAGE_SIZE);
-  return one_line(message);
+  return oneLine(message);
 }
 
-std::string one_line(std::string text) {
+std::string oneLine(std::string text) {
   while (!text.empty() && (text.back() == '\r' || text.back() == '\n')) text.pop_back();
   const std::string_view whole = text;
   std::string result;
@@ -93,4 +93,4 @@ std::string one_line(std::string text) {
   return result;
 }
 
-}  // namespace orla
+}  // namespace orla::cli

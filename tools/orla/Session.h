@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace orla {
+namespace orla::cli {
 
 /* The library cannot be used: its status, and what to do. */
 class SessionError : public std::runtime_error {
@@ -50,10 +50,10 @@ class Connection {
  * The library's message as one line. It keeps one for all threads and never clears it: only after a
  * process's first failure, with no other command under way, does it surely belong to that failure.
  */
-std::string last_message();
+std::string lastMessage();
 
 /// The text of the server or the library as one line that is safe to show: without the line end, and
 /// with "?" for each character that controls a terminal, is invisible, or reorders others.
-std::string one_line(std::string text);
+std::string oneLine(std::string text);
 
-}  // namespace orla
+}  // namespace orla::cli

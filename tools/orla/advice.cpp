@@ -1,6 +1,6 @@
 #include "advice.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 /* What the library says of any failure that it met on this side of the wire. */
@@ -8,13 +8,13 @@ constexpr char kUninformative[] = "Transport internal error";
 
 /* Whether the library's message may tell something: else it is none, kUninformative, or that of an
    earlier failure. */
-bool has_message(orla_status status) {
+bool hasMessage(orla_status status) {
   return status != ORLA_ERROR_ARGUMENT && status != ORLA_ERROR_TOO_LARGE &&
          status != ORLA_ERROR_NO_SUCH_FILE && status != ORLA_ERROR_SHORT_READ;
 }
 
 /* The cause of a failure for which the library has no message. */
-std::string cause(const Request& request, orla_status status) {
+std::string causeOf(const Request& request, orla_status status) {
   const std::string& file = request.file;
   if (status == ORLA_ERROR_ARGUMENT) return "the path, the name or the identities are too long";
   switch (request.command) {
@@ -35,7 +35,7 @@ std::string cause(const Request& request, orla_status status) {
   }
 }
 
-std::string advise_general(const Request& request, const std::string& message) {
+std::string adviceForGeneralError(const Request& request, const std::string& message) {
   if (message.starts_with("HTTP ")) {
     return request.url + " refused or redirects; its log tells why";
   }
@@ -48,7 +48,7 @@ std::string advise_general(const Request& request, const std::string& message) {
   return "the library could not connect to " + request.url + "; try again";
 }
 
-std::string advise(const Request& request, orla_status status, const std::string& message) {
+std::string adviceFor(const Request& request, orla_status status, const std::string& message) {
   const std::string& url = request.url;
   const std::string& file = request.file;
   switch (status) {
@@ -84,33 +84,33 @@ std::string advise(const Request& request, orla_status status, const std::string
     case ORLA_ERROR_SHORT_READ:
       return "check that no other program writes " + file + ", and the disk; then send it again";
     default:
-      return advise_general(request, message);
+      return adviceForGeneralError(request, message);
   }
 }
 
 }  // namespace
 
-bool has_failed(const Request& request, const Outcome& outcome) {
+bool hasFailed(const Request& request, const Outcome& outcome) {
   return outcome.status != ORLA_OK || (request.command == Command::kGet && request.size != 0 &&
                                        outcome.bytes != static_cast<std::uint64_t>(request.size));
 }
 
 Failure describe(const Request& request, const Outcome& outcome,
-                 const std::string& library_message) {
+                 const std::string& libraryMessage) {
   const orla_status status = outcome.status;
   if (status == ORLA_OK) {
     return {"received " + std::to_string(outcome.bytes) + " bytes, not the " +
                 std::to_string(request.size) + " of --size",
             request.file + " holds what came; check --size, or fetch it again"};
   }
-  const std::string message = has_message(status) ? library_message : "";
+  const std::string message = hasMessage(status) ? libraryMessage : "";
   std::string text = message;
   if (text.empty()) {
-    text = cause(request, status);
+    text = causeOf(request, status);
   } else if (text == kUninformative) {
-    text += " (" + cause(request, status) + ")";
+    text += " (" + causeOf(request, status) + ")";
   }
-  return {"status " + std::to_string(status) + ": " + text, advise(request, status, message)};
+  return {"status " + std::to_string(status) + ": " + text, adviceFor(request, status, message)};
 }
 
-}  // namespace orla
+}  // namespace orla::cli

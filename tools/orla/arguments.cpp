@@ -8,7 +8,7 @@
 
 #include "report.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 constexpr std::int64_t kMaxRepeat = 1'000'000;
@@ -64,7 +64,7 @@ constexpr char kGetText[] =
     "  orla get http://server '/a%20b.pkg?part=2' b.pkg --silent --json";
 
 /* What goes into a request as it stands must not end or split its first line. */
-std::string check_request_text(const std::string& text) {
+std::string checkRequestText(const std::string& text) {
   const bool bad = std::any_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte <= 0x20 || byte == 0x7F;
@@ -87,24 +87,24 @@ std::string checkEncodedText(const std::string& text) {
   return bad ? "more than 2069 bytes when percent-encoded; shorten it" : "";
 }
 
-std::string base_name(const std::string& file) {
+std::string baseName(const std::string& file) {
   const std::u8string utf8(file.begin(), file.end());
   const std::u8string name = std::filesystem::path(utf8).filename().u8string();
   return {name.begin(), name.end()};
 }
 
-CLI::App* add_command(CLI::App& app, Command command, const char* title, const char* text,
-                      Arguments& arguments) {
-  CLI::App* added = app.add_subcommand(command_name(command), title);
+CLI::App* addCommand(CLI::App& app, Command command, const char* title, const char* text,
+                     Arguments& arguments) {
+  CLI::App* added = app.add_subcommand(commandName(command), title);
   added->footer(std::string(text) + "\n\n" + kOutcome);
   added->add_option("URL", arguments.request.url, "The server: http://host[:port]/path")
       ->required()
       ->type_name("")
-      ->check([](const std::string& url) { return check_request_text(url); });
+      ->check([](const std::string& url) { return checkRequestText(url); });
   return added;
 }
 
-void add_common(CLI::App* command, Arguments& arguments) {
+void addCommonOptions(CLI::App* command, Arguments& arguments) {
   command->add_flag("--json", arguments.json,
                     "Print one line of JSON in place of the result, also\n"
                     "on failure: ok, command, url, status, code, message,\n"
@@ -127,7 +127,7 @@ void add_common(CLI::App* command, Arguments& arguments) {
       ->needs(repeat);
 }
 
-void add_kind(CLI::App* command, Request& request) {
+void addKindOptions(CLI::App* command, Request& request) {
   command->add_option("--type", request.type, "The package's type, 1 to 65535")
       ->required()
       ->type_name("N")
@@ -142,8 +142,8 @@ void add_kind(CLI::App* command, Request& request) {
 }
 
 /* Tells why the command line cannot be run; the exit code is that of bad usage. */
-int refuse(const CLI::App& app, const CLI::ParseError& error,
-           const std::vector<std::string>& words) {
+int reportBadUsage(const CLI::App& app, const CLI::ParseError& error,
+                   const std::vector<std::string>& words) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   const std::string command = commands.empty() ? "" : commands.front()->get_name();
   const std::string help = command.empty() ? "orla --help" : "orla " + command + " --help";
@@ -154,15 +154,15 @@ int refuse(const CLI::App& app, const CLI::ParseError& error,
   } else if (command.empty() && !words.empty()) {
     failure.message = "no such subcommand: " + words.front();
   }
-  print_failure(command, failure);
+  printFailure(command, failure);
   const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
-  if (json) print_json({command, "", {}, {}, failure, {}});
+  if (json) printJson({command, "", {}, {}, failure, {}});
   return 2;
 }
 
 }  // namespace
 
-CommandLine read_command_line(const std::vector<std::string>& words) {
+CommandLine readCommandLine(const std::vector<std::string>& words) {
   CommandLine line;
   Arguments& arguments = line.arguments;
   Request& request = arguments.request;
@@ -175,64 +175,64 @@ CommandLine read_command_line(const std::vector<std::string>& words) {
   app.require_subcommand(1);
 
   CLI::App* version =
-      add_command(app, Command::kVersion, "Print the server's version", kVersionText, arguments);
-  add_common(version, arguments);
+      addCommand(app, Command::kVersion, "Print the server's version", kVersionText, arguments);
+  addCommonOptions(version, arguments);
 
   CLI::App* name =
-      add_command(app, Command::kName, "Print the name under which the server stores a package",
-                  kNameText, arguments);
-  add_kind(name, request);
-  add_common(name, arguments);
+      addCommand(app, Command::kName, "Print the name under which the server stores a package",
+                 kNameText, arguments);
+  addKindOptions(name, request);
+  addCommonOptions(name, arguments);
 
-  CLI::App* send = add_command(
-      app, Command::kSend, "Upload a package and print the server's answer", kSendText, arguments);
+  CLI::App* send = addCommand(app, Command::kSend, "Upload a package and print the server's answer",
+                              kSendText, arguments);
   send->add_option("FILE", request.file, "The package, of less than 4 GiB")
       ->required()
       ->type_name("");
-  add_kind(send, request);
-  CLI::Option* given_name =
+  addKindOptions(send, request);
+  CLI::Option* givenName =
       send->add_option("--name", request.name,
                        "Name that the server is told; FILE's own by default,\n"
                        "none if empty")
           ->check([](const std::string& text) { return checkEncodedText(text); });
-  add_common(send, arguments);
+  addCommonOptions(send, arguments);
 
-  CLI::App* get = add_command(app, Command::kGet, "Download a file", kGetText, arguments);
+  CLI::App* get = addCommand(app, Command::kGet, "Download a file", kGetText, arguments);
   get->add_option("TARGET", request.target,
                   "What to ask the server for: /path?query, sent as it\n"
                   "stands; a missing first / is added. Of URL only host\n"
                   "and port count")
       ->required()
       ->type_name("")
-      ->check([](const std::string& text) { return check_request_text(text); });
+      ->check([](const std::string& text) { return checkRequestText(text); });
   get->add_option("FILE", request.file,
                   "Where to put it; with --parallel 2 or more, thread K\n"
                   "writes FILE.K")
       ->required()
       ->type_name("");
   get->add_option("--counter", request.counter, "Sent along as the download's counter")
-      ->check([](const std::string& text) { return check_request_text(text); });
+      ->check([](const std::string& text) { return checkRequestText(text); });
   get->add_option("--size", request.size,
                   "The size to expect, in bytes: progress then tells\n"
                   "the time left, and a file of another size is a\n"
                   "failure, though it is in place")
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, INT64_MAX).description(""));
-  add_common(get, arguments);
+  addCommonOptions(get, arguments);
 
   // Last, so that the commands' own help does not repeat it.
   app.footer(std::string(kAppText) + "\n\n" + kOutcome);
 
   try {
     app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
-    if (send->parsed() && given_name->empty()) {
-      request.name = base_name(request.file);
+    if (send->parsed() && givenName->empty()) {
+      request.name = baseName(request.file);
       const std::string problem = checkEncodedText(request.name);
       if (!problem.empty()) throw CLI::ValidationError("the name of FILE", problem);
     }
   } catch (const CLI::ParseError& error) {
     const bool told = error.get_exit_code() == 0;
-    line.exit_code = told ? app.exit(error) : refuse(app, error, words);
+    line.exitCode = told ? app.exit(error) : reportBadUsage(app, error, words);
     return line;
   }
 
@@ -246,4 +246,4 @@ CommandLine read_command_line(const std::vector<std::string>& words) {
   return line;
 }
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -7,7 +7,7 @@
 
 #include "commands.h"
 
-namespace orla {
+namespace orla::cli {
 
 /* What the command line asks for. */
 struct Arguments {
@@ -24,8 +24,8 @@ struct Arguments {
  */
 struct CommandLine {
   Arguments arguments;
-  std::optional<int> exit_code;
+  std::optional<int> exitCode;
 };
-CommandLine read_command_line(const std::vector<std::string>& words);
+CommandLine readCommandLine(const std::vector<std::string>& words);
 
-}  // namespace orla
+}  // namespace orla::cli

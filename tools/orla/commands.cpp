@@ -6,7 +6,7 @@
 
 #include "system.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -14,7 +14,7 @@ using Clock = std::chrono::steady_clock;
 /* Longer answers of the server are cut. */
 constexpr std::uint32_t kAnswerSize = 64 * 1024;
 
-double seconds_since(Clock::time_point start) {
+double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
@@ -37,15 +37,15 @@ struct Download {
 static_assert(std::is_standard_layout_v<Download> && offsetof(Download, record) == 0);
 
 /* Brings the count up to date with the record's, which wraps at 4 GiB. */
-void count_bytes(Download& download) {
+void countBytes(Download& download) {
   download.bytes += download.record.byte_count - static_cast<std::uint32_t>(download.bytes);
 }
 
 /* Called by the library, which no exception may reach. */
-extern "C" void ORLA_CALL on_progress(orla_progress_record* record, const void*,
-                                      std::uint32_t) noexcept {
+extern "C" void ORLA_CALL onProgress(orla_progress_record* record, const void*,
+                                     std::uint32_t) noexcept {
   auto& download = *reinterpret_cast<Download*>(record);
-  count_bytes(download);
+  countBytes(download);
   if (interrupted()) {
     download.cancelled = true;
     record->status = ORLA_PROGRESS_CANCEL;
@@ -54,18 +54,18 @@ extern "C" void ORLA_CALL on_progress(orla_progress_record* record, const void*,
   if (*download.progress) (*download.progress)(download.bytes);
 }
 
-Outcome ask_version(std::uint32_t handle) {
+Outcome askVersion(std::uint32_t handle) {
   Outcome outcome;
   std::uint16_t major = 0;
   std::uint16_t minor = 0;
   const auto start = Clock::now();
   outcome.status = ORLAGetVersion(handle, &major, &minor);
-  outcome.seconds = seconds_since(start);
+  outcome.seconds = secondsSince(start);
   outcome.result = std::to_string(major) + "." + std::to_string(minor);
   return outcome;
 }
 
-Outcome ask_name(const Request& request, std::uint32_t handle) {
+Outcome askName(const Request& request, std::uint32_t handle) {
   Outcome outcome;
   const std::vector<const char*> identities = pointers(request.identities);
   std::uint32_t size = kAnswerSize;
@@ -75,14 +75,14 @@ Outcome ask_name(const Request& request, std::uint32_t handle) {
   outcome.status = ORLAGetPackageName(handle, request.type,
                                       static_cast<std::uint32_t>(request.identities.size()),
                                       identities.data(), answer.data(), &size);
-  outcome.seconds = seconds_since(start);
+  outcome.seconds = secondsSince(start);
   outcome.result = answer.data();
   return outcome;
 }
 
-Outcome send_package(const Request& request, std::uint32_t handle) {
+Outcome sendPackage(const Request& request, std::uint32_t handle) {
   Outcome outcome;
-  const std::string path = library_path(request.file);
+  const std::string path = libraryPath(request.file);
   const std::vector<const char*> identities = pointers(request.identities);
   // The name goes in and the answer comes out in one buffer.
   std::vector<char> answer(kAnswerSize + 1);
@@ -96,22 +96,22 @@ Outcome send_package(const Request& request, std::uint32_t handle) {
   outcome.status =
       ORLASendPackage(handle, request.type, static_cast<std::uint32_t>(request.identities.size()),
                       identities.data(), path.c_str(), answer.data(), &size);
-  outcome.seconds = seconds_since(start);
+  outcome.seconds = secondsSince(start);
   if (outcome.status == ORLA_OK) outcome.bytes = size;
   outcome.result = answer.data();
   return outcome;
 }
 
-Outcome get_file(const Request& request, std::uint32_t handle, const Progress& progress) {
+Outcome getFile(const Request& request, std::uint32_t handle, const Progress& progress) {
   Outcome outcome;
-  const std::string path = library_path(request.file);
+  const std::string path = libraryPath(request.file);
   Download download{{}, &progress, 0, false};
   const auto start = Clock::now();
   outcome.status =
-      ORLADownloadFile(handle, request.target.c_str(), path.c_str(), on_progress, &download.record,
+      ORLADownloadFile(handle, request.target.c_str(), path.c_str(), onProgress, &download.record,
                        request.counter.empty() ? nullptr : request.counter.c_str());
-  outcome.seconds = seconds_since(start);
-  if (outcome.status == ORLA_OK) count_bytes(download);
+  outcome.seconds = secondsSince(start);
+  if (outcome.status == ORLA_OK) countBytes(download);
   outcome.cancelled = download.cancelled && outcome.status == ORLA_ERROR_REQUEST;
   outcome.bytes = download.bytes;
   outcome.result = request.file;
@@ -120,7 +120,7 @@ Outcome get_file(const Request& request, std::uint32_t handle, const Progress& p
 
 }  // namespace
 
-const char* command_name(Command command) {
+const char* commandName(Command command) {
   switch (command) {
     case Command::kVersion:
       return "version";
@@ -136,14 +136,14 @@ const char* command_name(Command command) {
 Outcome perform(const Request& request, std::uint32_t handle, const Progress& progress) {
   switch (request.command) {
     case Command::kVersion:
-      return ask_version(handle);
+      return askVersion(handle);
     case Command::kName:
-      return ask_name(request, handle);
+      return askName(request, handle);
     case Command::kSend:
-      return send_package(request, handle);
+      return sendPackage(request, handle);
     default:
-      return get_file(request, handle, progress);
+      return getFile(request, handle, progress);
   }
 }
 
-}  // namespace orla
+}  // namespace orla::cli

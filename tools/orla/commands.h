@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace orla {
+namespace orla::cli {
 
 enum class Command { kVersion, kName, kSend, kGet };
 
@@ -29,7 +29,7 @@ struct Request {
 };
 
 /* "version", "name", "send" or "get". */
-const char* command_name(Command command);
+const char* commandName(Command command);
 
 /* What came of a command. */
 struct Outcome {
@@ -50,4 +50,4 @@ using Progress = std::function<void(std::uint64_t bytes)>;
  */
 Outcome perform(const Request& request, std::uint32_t handle, const Progress& progress);
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -12,7 +12,7 @@
 #include "Session.h"
 #include "system.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 /* What the threads share. */
@@ -28,9 +28,9 @@ struct Run {
 void work(Run& run, const Request& request, std::uint32_t handle) {
   while (!interrupted() && run.begun++ < run.repeat) {
     const Outcome outcome = perform(request, handle, nullptr);
-    const bool failed = has_failed(request, outcome);
+    const bool failed = hasFailed(request, outcome);
     // At once: the next failure of any thread brings the library another message.
-    Failure failure = failed ? describe(request, outcome, last_message()) : Failure();
+    Failure failure = failed ? describe(request, outcome, lastMessage()) : Failure();
     const std::scoped_lock lock(run.mutex);
     if (outcome.cancelled) return;
     Load& load = run.load;
@@ -49,8 +49,7 @@ void work(Run& run, const Request& request, std::uint32_t handle) {
 
 }  // namespace
 
-Load run_load(const Request& request, std::int64_t repeat, unsigned parallel,
-              ProgressMeter& meter) {
+Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, ProgressMeter& meter) {
   Run run{repeat, {}, {}, meter, {}};
   // Made by this thread, so that a URL that cannot be read fails once.
   std::deque<Connection> connections;
@@ -91,4 +90,4 @@ std::optional<double> percentile(const std::vector<double>& times, unsigned perc
   return times[std::max<std::size_t>(rank, 1) - 1];
 }
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -9,7 +9,7 @@
 #include "advice.h"
 #include "commands.h"
 
-namespace orla {
+namespace orla::cli {
 
 /* The failures with one status. */
 struct Failures {
@@ -34,9 +34,9 @@ struct Load {
  * own. With two threads or more, a download of thread K (from 1) goes to the file's name and ".K".
  * The first Ctrl-C, where it is caught, lets no further command begin.
  */
-Load run_load(const Request& request, std::int64_t repeat, unsigned parallel, ProgressMeter& meter);
+Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, ProgressMeter& meter);
 
 /* The smallest of the ascending times that `percent` in 100 do not exceed; none without times. */
 std::optional<double> percentile(const std::vector<double>& times, unsigned percent);
 
-}  // namespace orla
+}  // namespace orla::cli

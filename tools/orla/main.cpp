@@ -18,14 +18,14 @@
 #include "standard_streams.h"
 #include "system.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 /* Runs the command once; what it tells is in the account when it ends, also by an exception. */
 void run(const Arguments& arguments, Account& account) {
   const Request& request = arguments.request;
   const Connection connection(request.url);
-  if (request.command == Command::kGet) catch_first_interrupt();
+  if (request.command == Command::kGet) catchFirstInterrupt();
   if (request.command == Command::kSend && !arguments.silent) {
     std::fprintf(stderr, "orla: sending %s\n", request.file.c_str());
   }
@@ -39,99 +39,99 @@ void run(const Arguments& arguments, Account& account) {
   account.status = outcome.status;
   if (outcome.cancelled) {
     account.failure = {"cancelled", request.file + " is as it was"};
-  } else if (has_failed(request, outcome)) {
+  } else if (hasFailed(request, outcome)) {
     std::uint32_t code = ORLA_NO_CODE;
     if (ORLAGetLastError(&code) == 0) account.code = code;
-    account.failure = describe(request, outcome, last_message());
+    account.failure = describe(request, outcome, lastMessage());
   }
   const bool moved = request.command == Command::kSend || request.command == Command::kGet;
   if (moved && outcome.status == ORLA_OK && !arguments.silent) {
     std::fprintf(stderr, "orla: %s %s\n", request.command == Command::kSend ? "sent" : "received",
-                 transfer_summary(outcome.bytes, outcome.seconds).c_str());
+                 transferSummary(outcome.bytes, outcome.seconds).c_str());
   }
 }
 
-int run_once(const Arguments& arguments, Account& account) {
+int runOnce(const Arguments& arguments, Account& account) {
   run(arguments, account);
   const bool well = account.failure.message.empty();
-  if (!well) print_failure(account.command, account.failure);
+  if (!well) printFailure(account.command, account.failure);
   if (arguments.json) {
-    print_json(account);
+    printJson(account);
   } else if (well) {
-    print_result(arguments.request.command, account.outcome);
+    printResult(arguments.request.command, account.outcome);
   }
   return well ? 0 : 1;
 }
 
 /* The run is over: what went wrong goes to the standard error stream, by status. */
-void tell_failures(const Arguments& arguments, const Load& load) {
-  const std::string name = command_name(arguments.request.command);
+void printFailures(const Arguments& arguments, const Load& load) {
+  const std::string name = commandName(arguments.request.command);
   for (const auto& [status, failed] : load.failures) {
-    print_failure(name, {std::to_string(failed.count) + " of " + std::to_string(load.commands) +
-                             " failed like this: " + failed.last.message,
-                         failed.last.advice});
+    printFailure(name, {std::to_string(failed.count) + " of " + std::to_string(load.commands) +
+                            " failed like this: " + failed.last.message,
+                        failed.last.advice});
   }
   if (load.cancelled) {
-    print_failure(name, {"cancelled after " + std::to_string(load.commands) + " of " +
-                             std::to_string(arguments.repeat) + " commands",
-                         ""});
+    printFailure(name, {"cancelled after " + std::to_string(load.commands) + " of " +
+                            std::to_string(arguments.repeat) + " commands",
+                        ""});
   }
 }
 
-int run_many(const Arguments& arguments) {
+int runMany(const Arguments& arguments) {
   const Request& request = arguments.request;
-  catch_first_interrupt();
+  catchFirstInterrupt();
   ProgressMeter meter(arguments.silent, ProgressMeter::Unit::kCommands,
                       static_cast<std::uint64_t>(arguments.repeat));
-  const Load load = run_load(request, arguments.repeat, arguments.parallel, meter);
+  const Load load = runLoad(request, arguments.repeat, arguments.parallel, meter);
   meter.end();
 
-  tell_failures(arguments, load);
+  printFailures(arguments, load);
   if (arguments.json) {
-    print_load_json(request, load);
+    printLoadJson(request, load);
   } else {
-    print_load(load);
+    printLoad(load);
   }
   return load.failed() == 0 && !load.cancelled ? 0 : 1;
 }
 
 /* What keeps the command from running at all is told like its failure. */
-int run_command(const Arguments& arguments) {
+int runCommand(const Arguments& arguments) {
   const Request& request = arguments.request;
-  Account account{command_name(request.command), request.url, {}, {}, {}, {}};
+  Account account{commandName(request.command), request.url, {}, {}, {}, {}};
   try {
     const Library library;
-    return arguments.repeat == 0 ? run_once(arguments, account) : run_many(arguments);
+    return arguments.repeat == 0 ? runOnce(arguments, account) : runMany(arguments);
   } catch (const SessionError& failure) {
     account.status = failure.status();
-    const std::string message = last_message();
+    const std::string message = lastMessage();
     account.failure = {"status " + std::to_string(failure.status()) + ": " +
                            (message.empty() ? failure.what() : message),
                        failure.advice()};
   } catch (const std::exception& failure) {
     account.failure.message = failure.what();
   }
-  print_failure(account.command, account.failure);
-  if (arguments.json) print_json(account);
+  printFailure(account.command, account.failure);
+  if (arguments.json) printJson(account);
   return 1;
 }
 
-int run_program(int argc, char** argv) {
-  const CommandLine line = read_command_line(command_line(argc, argv));
-  const int code = line.exit_code ? *line.exit_code : run_command(line.arguments);
-  flush_output();
+int runProgram(int argc, char** argv) {
+  const CommandLine line = readCommandLine(commandLine(argc, argv));
+  const int code = line.exitCode ? *line.exitCode : runCommand(line.arguments);
+  flushOutput();
   return code;
 }
 
 }  // namespace
-}  // namespace orla
+}  // namespace orla::cli
 
 int main(int argc, char** argv) {
   if (!orla::openMissingStandardStreams()) return 1;
   try {
-    return orla::run_program(argc, argv);
+    return orla::cli::runProgram(argc, argv);
   } catch (const std::exception& failure) {
-    orla::print_failure("", {failure.what(), ""});
+    orla::cli::printFailure("", {failure.what(), ""});
     return 1;
   }
 }

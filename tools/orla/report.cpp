@@ -7,26 +7,26 @@
 #include "Session.h"
 #include "terminal.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
 template <typename Value>
-Json value_or_null(const std::optional<Value>& value) {
+Json valueOrNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json();
 }
 
-Json text_or_null(const std::string& text) {
+Json textOrNull(const std::string& text) {
   return text.empty() ? Json() : Json(text);
 }
 
-void print_line(const Json& object) {
+void printLine(const Json& object) {
   // Bytes that are no UTF-8 become U+FFFD. ASCII alone passes through every console's code page.
   std::puts(object.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
 }
 
-double a_second(const Load& load) {
+double commandsPerSecond(const Load& load) {
   return load.seconds > 0 ? static_cast<double>(load.commands) / load.seconds : 0;
 }
 
@@ -43,44 +43,44 @@ constexpr Figure kFigures[] = {{"fastest", "fastest", 0},
 
 }  // namespace
 
-void print_failure(const std::string& command, const Failure& failure) {
+void printFailure(const std::string& command, const Failure& failure) {
   const std::string who = command.empty() ? "orla:" : "orla: " + command + ":";
-  std::fprintf(stderr, "%s %s\n", in_red(who).c_str(), one_line(failure.message).c_str());
+  std::fprintf(stderr, "%s %s\n", inRed(who).c_str(), oneLine(failure.message).c_str());
   if (failure.advice.empty()) return;
-  std::fprintf(stderr, "%s %s\n", who.c_str(), one_line(failure.advice).c_str());
+  std::fprintf(stderr, "%s %s\n", who.c_str(), oneLine(failure.advice).c_str());
 }
 
-void print_result(Command command, const Outcome& outcome) {
+void printResult(Command command, const Outcome& outcome) {
   if (command == Command::kGet) {
     std::printf("%s: %llu bytes\n", outcome.result.c_str(),
                 static_cast<unsigned long long>(outcome.bytes));
   } else {
-    std::printf("%s\n", one_line(outcome.result).c_str());
+    std::printf("%s\n", oneLine(outcome.result).c_str());
   }
 }
 
-void print_json(const Account& account) {
+void printJson(const Account& account) {
   const bool well = account.failure.message.empty();
-  print_line({{"ok", well},
-              {"command", text_or_null(account.command)},
-              {"url", text_or_null(account.url)},
-              {"status", value_or_null(account.status)},
-              {"code", value_or_null(account.code)},
-              {"message", account.failure.message},
-              {"advice", account.failure.advice},
-              {"bytes", account.outcome.bytes},
-              {"seconds", account.outcome.seconds},
-              {"result", well ? Json(account.outcome.result) : Json()}});
+  printLine({{"ok", well},
+             {"command", textOrNull(account.command)},
+             {"url", textOrNull(account.url)},
+             {"status", valueOrNull(account.status)},
+             {"code", valueOrNull(account.code)},
+             {"message", account.failure.message},
+             {"advice", account.failure.advice},
+             {"bytes", account.outcome.bytes},
+             {"seconds", account.outcome.seconds},
+             {"result", well ? Json(account.outcome.result) : Json()}});
 }
 
-void print_load(const Load& load) {
+void printLoad(const Load& load) {
   std::printf("%-12s %llu, %llu failed\n", "commands",
               static_cast<unsigned long long>(load.commands),
               static_cast<unsigned long long>(load.failed()));
   std::printf("%-12s %.3f\n", "seconds", load.seconds);
-  std::printf("%-12s %.1f\n", "a second", a_second(load));
+  std::printf("%-12s %.1f\n", "a second", commandsPerSecond(load));
   if (load.bytes != 0) {
-    std::printf("%-12s %s\n", "bytes", transfer_summary(load.bytes, load.seconds).c_str());
+    std::printf("%-12s %s\n", "bytes", transferSummary(load.bytes, load.seconds).c_str());
   }
   for (const Figure& figure : kFigures) {
     const std::optional<double> time = percentile(load.times, figure.percent);
@@ -88,7 +88,7 @@ void print_load(const Load& load) {
   }
 }
 
-void print_load_json(const Request& request, const Load& load) {
+void printLoadJson(const Request& request, const Load& load) {
   Json failures = Json::array();
   for (const auto& [status, failed] : load.failures) {
     failures.push_back({{"status", status},
@@ -97,7 +97,7 @@ void print_load_json(const Request& request, const Load& load) {
                         {"advice", failed.last.advice}});
   }
   Json object = {{"ok", load.failed() == 0 && !load.cancelled},
-                 {"command", command_name(request.command)},
+                 {"command", commandName(request.command)},
                  {"url", request.url},
                  {"commands", load.commands},
                  {"failed", load.failed()},
@@ -105,18 +105,18 @@ void print_load_json(const Request& request, const Load& load) {
                  {"failures", failures},
                  {"bytes", load.bytes},
                  {"seconds", load.seconds},
-                 {"commands_a_second", a_second(load)}};
+                 {"commands_a_second", commandsPerSecond(load)}};
   for (const Figure& figure : kFigures) {
-    object[figure.key] = value_or_null(percentile(load.times, figure.percent));
+    object[figure.key] = valueOrNull(percentile(load.times, figure.percent));
   }
-  print_line(object);
+  printLine(object);
 }
 
-void flush_output() {
+void flushOutput() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     throw std::runtime_error(
         "the result cannot be written: check what the standard output goes to");
   }
 }
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -8,7 +8,7 @@
 #include "commands.h"
 #include "load.h"
 
-namespace orla {
+namespace orla::cli {
 
 /*
  * What the user is told: results on the standard output, as text or as one JSON object in a line,
@@ -17,10 +17,10 @@ namespace orla {
  */
 
 /* "orla: COMMAND: message", and a second such line with the advice. An empty command is left out. */
-void print_failure(const std::string& command, const Failure& failure);
+void printFailure(const std::string& command, const Failure& failure);
 
 /* The result of a command that did well. */
-void print_result(Command command, const Outcome& outcome);
+void printResult(Command command, const Outcome& outcome);
 
 /* One command's object. */
 struct Account {
@@ -31,13 +31,13 @@ struct Account {
   Failure failure;                    // empty texts when all went well
   Outcome outcome;
 };
-void print_json(const Account& account);
+void printJson(const Account& account);
 
 /* A run of many commands: how many, how fast, and by status what failed. */
-void print_load(const Load& load);
-void print_load_json(const Request& request, const Load& load);
+void printLoad(const Load& load);
+void printLoadJson(const Request& request, const Load& load);
 
 /* Throws std::runtime_error when the standard output has not taken everything. */
-void flush_output();
+void flushOutput();
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -7,15 +7,15 @@
 
 #include "system.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
-std::atomic<bool> interrupt_seen{false};
+std::atomic<bool> interruptSeen{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
 
-extern "C" void on_interrupt(int) {
+extern "C" void onInterrupt(int) {
   const int error = errno;  // of the call that is interrupted
-  interrupt_seen = true;
+  interruptSeen = true;
   // A notice that cannot be shown changes nothing.
   [[maybe_unused]] const ssize_t shown =
       ::write(STDERR_FILENO, kInterruptNotice, sizeof kInterruptNotice - 1);
@@ -24,36 +24,36 @@ extern "C" void on_interrupt(int) {
 
 }  // namespace
 
-std::vector<std::string> command_line(int argc, char** argv) {
+std::vector<std::string> commandLine(int argc, char** argv) {
   return {argv + 1, argv + argc};
 }
 
-std::string library_path(const std::string& path) {
+std::string libraryPath(const std::string& path) {
   return path.find('/') == std::string::npos ? "./" + path : path;
 }
 
-bool is_terminal(std::FILE* stream) {
+bool isTerminal(std::FILE* stream) {
   return ::isatty(::fileno(stream)) != 0;
 }
 
-bool enable_colour(std::FILE* stream) {
+bool enableColor(std::FILE* stream) {
   const char* kind = std::getenv("TERM");
-  return is_terminal(stream) && kind != nullptr && std::string_view(kind) != "dumb";
+  return isTerminal(stream) && kind != nullptr && std::string_view(kind) != "dumb";
 }
 
-void catch_first_interrupt() {
+void catchFirstInterrupt() {
   struct sigaction action {};
   // Ignored by whoever started the program, as in the background of a script: it stays so.
   if (::sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;
   action = {};
-  action.sa_handler = on_interrupt;
+  action.sa_handler = onInterrupt;
   // The default comes back with the first signal: the second one ends the process.
   action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
   ::sigaction(SIGINT, &action, nullptr);
 }
 
 bool interrupted() {
-  return interrupt_seen;
+  return interruptSeen;
 }
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -10,14 +10,14 @@
 
 #include "system.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
-std::atomic<bool> interrupt_seen{false};
+std::atomic<bool> interruptSeen{false};
 
 /* Runs on a thread of its own. What it leaves unhandled ends the process. */
-BOOL WINAPI on_control(DWORD event) {
-  if (event != CTRL_C_EVENT || interrupt_seen.exchange(true)) return FALSE;
+BOOL WINAPI onControl(DWORD event) {
+  if (event != CTRL_C_EVENT || interruptSeen.exchange(true)) return FALSE;
   std::fputs(kInterruptNotice, stderr);
   std::fflush(stderr);
   return TRUE;
@@ -35,20 +35,20 @@ std::wstring widen(const std::string& text) {
  * `replaced` takes whether a character had no counterpart; one that only looks alike is none. It is
  * null for UTF-8, which has them all and does not allow to ask.
  */
-std::string narrow(const std::wstring& wide, UINT code_page, BOOL* replaced) {
+std::string narrow(const std::wstring& wide, UINT codePage, BOOL* replaced) {
   const DWORD flags = replaced == nullptr ? 0 : WC_NO_BEST_FIT_CHARS;
   const int size = static_cast<int>(wide.size());
   const int length =
-      WideCharToMultiByte(code_page, flags, wide.data(), size, nullptr, 0, nullptr, replaced);
+      WideCharToMultiByte(codePage, flags, wide.data(), size, nullptr, 0, nullptr, replaced);
   std::string text(static_cast<std::size_t>(length), '\0');
-  WideCharToMultiByte(code_page, flags, wide.data(), size, text.data(), length, nullptr, replaced);
+  WideCharToMultiByte(codePage, flags, wide.data(), size, text.data(), length, nullptr, replaced);
   return text;
 }
 
 }  // namespace
 
 /* The C runtime's own arguments have lost what the system's character set lacks. */
-std::vector<std::string> command_line(int, char**) {
+std::vector<std::string> commandLine(int, char**) {
   int count = 0;
   wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
   if (wide == nullptr) throw std::runtime_error("cannot read the command line");
@@ -58,7 +58,7 @@ std::vector<std::string> command_line(int, char**) {
   return arguments;
 }
 
-std::string library_path(const std::string& path) {
+std::string libraryPath(const std::string& path) {
   std::string local = path;
   std::replace(local.begin(), local.end(), '/', '\\');
   if (local.find('\\') == std::string::npos) {
@@ -75,11 +75,11 @@ std::string library_path(const std::string& path) {
   return local;
 }
 
-bool is_terminal(std::FILE* stream) {
+bool isTerminal(std::FILE* stream) {
   return _isatty(_fileno(stream)) != 0;
 }
 
-bool enable_colour(std::FILE* stream) {
+bool enableColor(std::FILE* stream) {
   constexpr DWORD kEscapeSequences = 4;  // ENABLE_VIRTUAL_TERMINAL_PROCESSING, since Windows 10
   const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
   DWORD mode = 0;
@@ -87,12 +87,12 @@ bool enable_colour(std::FILE* stream) {
          SetConsoleMode(console, mode | kEscapeSequences) != 0;
 }
 
-void catch_first_interrupt() {
-  SetConsoleCtrlHandler(on_control, TRUE);
+void catchFirstInterrupt() {
+  SetConsoleCtrlHandler(onControl, TRUE);
 }
 
 bool interrupted() {
-  return interrupt_seen;
+  return interruptSeen;
 }
 
-}  // namespace orla
+}  // namespace orla::cli

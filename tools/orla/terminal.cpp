@@ -5,29 +5,29 @@
 
 #include "system.h"
 
-namespace orla {
+namespace orla::cli {
 namespace {
 
-std::string in_colour(const char* start, const std::string& text) {
-  return colour_wanted() ? start + text + "\x1b[0m" : text;
+std::string inColor(const char* start, const std::string& text) {
+  return colorWanted() ? start + text + "\x1b[0m" : text;
 }
 
 }  // namespace
 
-bool colour_wanted() {
+bool colorWanted() {
   static const bool wanted = [] {
     const char* refused = std::getenv("NO_COLOR");
-    return (refused == nullptr || *refused == '\0') && enable_colour(stderr);
+    return (refused == nullptr || *refused == '\0') && enableColor(stderr);
   }();
   return wanted;
 }
 
-std::string in_red(const std::string& text) {
-  return in_colour("\x1b[1;31m", text);
+std::string inRed(const std::string& text) {
+  return inColor("\x1b[1;31m", text);
 }
 
-std::string in_green(const std::string& text) {
-  return in_colour("\x1b[32m", text);
+std::string inGreen(const std::string& text) {
+  return inColor("\x1b[32m", text);
 }
 
-}  // namespace orla
+}  // namespace orla::cli

@@ -2,13 +2,13 @@
 
 #include <string>
 
-namespace orla {
+namespace orla::cli {
 
 /* True when the standard error stream is a terminal that shows colours, and NO_COLOR is not set or empty. */
-bool colour_wanted();
+bool colorWanted();
 
 /* The text in red and bold for failures, in green for the bar; as it stands without colour. */
-std::string in_red(const std::string& text);
-std::string in_green(const std::string& text);
+std::string inRed(const std::string& text);
+std::string inGreen(const std::string& text);
 
-}  // namespace orla
+}  // namespace orla::cli
