@@ -1,4 +1,4 @@
-"""Help, the manual pages and the completion name the same; the form of the pages has no fault."""
+"""Help, manual pages and completion have the same commands and options; groff accepts the pages."""
 import re
 import subprocess
 import unittest
@@ -27,7 +27,7 @@ class ManualTest(unittest.TestCase):
                               (ARGUMENTS.client, TOOLS / "orla" / "orla.1")):
             with self.subTest(page):
                 self.assertEqual(said("groff", "-man", "-ww", "-z", page), "")
-                # Examples may show options of other programs.
+                # Examples may contain options of other programs.
                 text = re.sub(r"(?ms)^\.EX$.*?^\.EE$", "", page.read_text()).replace(r"\-", "-")
                 commands = re.findall(r"(?m)^  (\w+)   ", said(program, "--help"))
                 described = text.partition(".SH COMMANDS\n")[2].partition(".SH")[0]
@@ -37,7 +37,7 @@ class ManualTest(unittest.TestCase):
                            for words in ((), *((command,) for command in commands))}
                 self.assertEqual(set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text)),
                                  set().union(*options.values()))
-        for words, told in options.items():  # Of the client.
+        for words, told in options.items():  # The options of the client.
             self.assertEqual(completed(*words, "--"), sorted(told))
         self.assertEqual(completed("''"), sorted(commands))
 

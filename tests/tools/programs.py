@@ -1,10 +1,10 @@
-"""What the tests of whole programs share: servers, and a client that runs under an emulator or not.
+"""Shared by the tests that start programs: servers, and a client that may run under an emulator.
 
-Such a test is run as
+Run such a test as
 
   X_test.py [CASE[.test]...] --client PROGRAM --devserver PROGRAM [--emulator PROGRAM]
 
-with this folder in PYTHONPATH. Every wait is bounded.
+with this directory in PYTHONPATH. Every wait has a time limit.
 """
 import argparse
 import contextlib
@@ -28,14 +28,14 @@ ARGUMENTS = argparse.Namespace()
 
 
 def exchange(port, request):
-    """Sends the bytes; returns those that come until the server closes."""
+    """Sends the bytes; returns those that are received until the server closes the connection."""
     with socket.create_connection(("127.0.0.1", port), WAIT) as connection:
         connection.sendall(request)
         return b"".join(iter(lambda: connection.recv(1 << 16), b""))
 
 
 class DevServer(subprocess.Popen):
-    """The development server on a free port and a folder of its own, ended by its process id."""
+    """The development server on a free port, terminated by its process id."""
 
     def __init__(self, folder, *options, **streams):
         command = [ARGUMENTS.devserver, "--dir", str(folder), "--port", "0", *options]
@@ -55,7 +55,7 @@ class DevServer(subprocess.Popen):
                 self.kill()
 
     def ask(self, method, target, body=None, headers=()):
-        """Sends one request as it stands; returns status and body."""
+        """Sends one request unchanged; returns status and body."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, WAIT)
         with contextlib.closing(connection):
             connection.request(method, target, body, dict(headers))
@@ -68,9 +68,9 @@ class DevServer(subprocess.Popen):
 
 
 class ScriptedServer(socketserver.ThreadingTCPServer):
-    """Answers each request with a piece and, where there is a second, with that after go.
+    """Answers each request with the first piece at once, and with the others after `go` is set.
 
-    All that came until clients hung up is in received, once the server has ended."""
+    After the server has ended, `received` has every byte that the clients sent."""
 
     def __init__(self, *pieces):
         super().__init__(("127.0.0.1", 0), None)
@@ -114,8 +114,8 @@ class ProgramTestCase(unittest.TestCase):
         return process
 
     def run_client(self, *arguments, **how):
-        """Runs the client in the work folder; returns its exit code, output and messages."""
-        # Into files: pipes stay open as long as Wine's own services, which outlive the client.
+        """Runs the client in the work directory; returns its exit code, output and messages."""
+        # Files, not pipes: Wine's services inherit the pipes and outlive the client.
         files = self.folder / "output", self.folder / "messages"
         with files[0].open("w") as out, files[1].open("w") as messages:
             ended = self.start(*arguments, stdout=out, stderr=messages, **how).wait(WAIT)

@@ -16,14 +16,14 @@ constexpr auto kRedrawEvery = std::chrono::milliseconds(100);
 constexpr int kBarWidth = 30;
 constexpr int kBlockWidth = 5;
 
-/* The block runs to the right end and back, a step for each so many bytes. */
+/// Where the block starts. It moves to the right end and back, one step per kBytesPerStep.
 int blockPosition(std::uint64_t bytes) {
   constexpr int kRun = kBarWidth - kBlockWidth;
   const int step = static_cast<int>(bytes / kBytesPerStep % (2 * kRun));
   return step < kRun ? step : 2 * kRun - step;
 }
 
-/* "0:07", "12:05:00"; dashes for more than four days, or when nothing tells. */
+/// "0:07", "12:05:00"; dashes for more than four days, or if the time is unknown (NaN, infinity).
 std::string readableTime(double seconds) {
   if (!(seconds < 360000)) return "--:--";
   const int whole = static_cast<int>(std::lround(seconds));

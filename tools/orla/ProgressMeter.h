@@ -6,22 +6,20 @@
 
 namespace orla::cli {
 
-/*
- * Shows on the standard error stream how far a download, or a run of many commands, has come. On a
- * terminal it is a bar; as long as the size is not known, a block runs along it as the bytes arrive.
- * Elsewhere there is a line at 1 MiB and at each doubling, and none for commands.
- */
+/// Shows the progress of a download, or of a run of many commands, on the standard error stream. On a
+/// terminal it draws a bar; if the size is unknown, a block moves along the bar as bytes arrive.
+/// Elsewhere it prints a line at 1 MiB and at each doubling, and nothing for commands.
 class ProgressMeter {
  public:
   enum class Unit { kBytes, kCommands };
 
-  /* `expected` is the whole, 0 when it is not known. A silent meter shows nothing. */
+  /// `expected` is the total, 0 if it is unknown. A silent meter shows nothing.
   ProgressMeter(bool silent, Unit unit, std::uint64_t expected);
 
-  /* So much is done. */
+  /// `done` bytes or commands are done.
   void update(std::uint64_t done);
 
-  /* Ends the bar's line; all may be done or not. Further calls do nothing. */
+  /// Ends the line of the bar, whether or not everything is done. Further calls do nothing.
   void end();
 
  private:
@@ -41,10 +39,10 @@ class ProgressMeter {
   bool lineOpen_ = false;
 };
 
-/* "512 bytes", "1.5 MiB". */
+/// "512 bytes", "1.5 MiB".
 std::string readableSize(double bytes);
 
-/* "8388608 bytes in 0.1 s (62.7 MiB/s)" */
+/// "8388608 bytes in 0.1 s (62.7 MiB/s)".
 std::string transferSummary(std::uint64_t bytes, double seconds);
 
 }  // namespace orla::cli

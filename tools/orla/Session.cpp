@@ -43,12 +43,12 @@ bool isHidden(std::string_view character) {
 
 Library::Library() {
   if (const orla_status status = ORLAInitialize(0, nullptr); status != ORLA_OK) {
-    throw SessionError("the library cannot be made ready", status,
+    throw SessionError("the library cannot be initialized", status,
                        "free memory, or end other programs that use the library; then try again");
   }
   // ORLAConnect, ORLADisconnect and ORLACleanup end the program if they cannot lock the table of
-  // connections. A command returns ORLA_ERROR_GENERAL instead, so one is tried first, on a handle
-  // that never exists.
+  // connections. A command returns ORLA_ERROR_GENERAL instead, so call one first, for a handle that
+  // never exists.
   std::uint16_t major = 0;
   std::uint16_t minor = 0;
   if (const orla_status status = ORLAGetVersion(0, &major, &minor); status == ORLA_ERROR_GENERAL) {
@@ -65,7 +65,7 @@ Library::~Library() {
 Connection::Connection(const std::string& url) {
   const orla_status status = ORLAConnect(url.c_str(), "", 0, &handle_);
   if (status != ORLA_OK) {
-    throw SessionError("the library makes no connection", status,
+    throw SessionError("the library cannot create a connection", status,
                        "write the URL as http://host[:port]/path");
   }
 }

@@ -7,7 +7,7 @@
 
 namespace orla::cli {
 
-/* The library cannot be used: its status, and what to do. */
+/// The library cannot be used. Has the status that it returned, and advice for the user.
 class SessionError : public std::runtime_error {
  public:
   SessionError(const char* what, orla_status status, const char* advice)
@@ -32,7 +32,8 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-/* A connection of the library's, of which there are ORLA_MAX_CONNECTIONS. Throws SessionError. */
+/// One of the library's connections, of which ORLA_MAX_CONNECTIONS may exist. The constructor throws
+/// SessionError.
 class Connection {
  public:
   explicit Connection(const std::string& url);
@@ -46,10 +47,9 @@ class Connection {
   std::uint32_t handle_ = 0;
 };
 
-/*
- * The library's message as one line. It keeps one for all threads and never clears it: only after a
- * process's first failure, with no other command under way, does it surely belong to that failure.
- */
+/// The library's message as one line. The library keeps one message for all threads and never clears
+/// it. It certainly belongs to a failure only if that is the first one of the process, and no other
+/// command runs.
 std::string lastMessage();
 
 /// The text of the server or the library as one line that is safe to show: without the line end, and

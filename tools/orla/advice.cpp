@@ -3,23 +3,24 @@
 namespace orla::cli {
 namespace {
 
-/* What the library says of any failure that it met on this side of the wire. */
+/// The library's message for every failure on this machine, for example of a file.
 constexpr char kUninformative[] = "Transport internal error";
 
-/* Whether the library's message may tell something: else it is none, kUninformative, or that of an
-   earlier failure. */
+/// Returns false for a status whose message is missing, kUninformative, or that of an earlier
+/// failure.
 bool hasMessage(orla_status status) {
   return status != ORLA_ERROR_ARGUMENT && status != ORLA_ERROR_TOO_LARGE &&
          status != ORLA_ERROR_NO_SUCH_FILE && status != ORLA_ERROR_SHORT_READ;
 }
 
-/* The cause of a failure for which the library has no message. */
+/// The cause of a failure for which the library has no message.
 std::string causeOf(const Request& request, orla_status status) {
   const std::string& file = request.file;
   if (status == ORLA_ERROR_ARGUMENT) return "the path, the name or the identities are too long";
   switch (request.command) {
     case Command::kVersion:
-      return status == ORLA_ERROR_TRANSPORT ? "the server's answer is no version" : "no connection";
+      return status == ORLA_ERROR_TRANSPORT ? "the server's answer is not a version"
+                                            : "no connection";
     case Command::kName:
       return "no connection";
     case Command::kSend:
@@ -37,13 +38,14 @@ std::string causeOf(const Request& request, orla_status status) {
 
 std::string adviceForGeneralError(const Request& request, const std::string& message) {
   if (message.starts_with("HTTP ")) {
-    return request.url + " refused or redirects; its log tells why";
+    return request.url + " refused or redirected the request; its log shows why";
   }
   if (request.command == Command::kGet) {
-    return "check that the folder of " + request.file + " exists, may be written and has room";
+    return "check that the directory of " + request.file +
+           " exists, is writable and has free space";
   }
   if (request.command == Command::kSend) {
-    return "check that " + request.file + " is a file that may be read";
+    return "check that " + request.file + " is a readable file";
   }
   return "the library could not connect to " + request.url + "; try again";
 }
@@ -54,35 +56,40 @@ std::string adviceFor(const Request& request, orla_status status, const std::str
   switch (status) {
     case ORLA_ERROR_TRANSPORT:
       if (message.empty() || message.starts_with("HTTP ")) {
-        return "check the path of " + url + ": something else answers there";
+        return "check the path of " + url + ": another kind of server answers there";
       }
       if (message.starts_with("RWInetHostNotFoundError")) {
-        return "check the host's name in " + url + ", and that this machine finds its IPv4 address";
+        return "check the host name in " + url +
+               ", and that this machine can look up its IPv4 address";
       }
-      return "check that a management server runs at " + url + ", and the network on the way";
+      return "check that a management server runs at " + url + ", and that the network reaches it";
     case ORLA_ERROR_ARGUMENT:
       return "shorten them: the path of " + url +
-             ", the identities and the name take at most 2069 bytes together, a file's path 519";
+             ", the identities and the name together may take 2069 bytes, and the path of a file "
+             "519";
     case ORLA_ERROR_UNAUTHORIZED:
       if (!message.starts_with("HTTP ")) {
-        return "end the programs that use it, and check that it is there and may be replaced";
+        return "close the programs that use it, and check that it still exists and is writable";
       }
-      return url + " wants a log-in, which this client has none for";
+      return url + " requires a login, which this client does not support";
     case ORLA_ERROR_NO_SUCH_DOWNLOAD:
-      return "the server has no " + request.target +
-             ", or does not give it out; check the target: of " + url + " only host and port count";
+      return "the server does not have " + request.target +
+             ", or denies access; check the target, because only host and port of " + url +
+             " are used";
     case ORLA_ERROR_NOT_FOUND:
-      return "check the path of " + url + ": no management server answers there, or not to you";
+      return "check the path of " + url +
+             ": no management server answers there, or it denies access";
     case ORLA_ERROR_TOO_LARGE:
       return "split the package, or free memory";
     case ORLA_ERROR_REQUEST:
-      return url + " does not take this request; its log tells why";
+      return url + " does not accept this request; its log shows why";
     case ORLA_ERROR_NOT_MODIFIED:
-      return url + " has nothing new; a cache on the way may answer in its place";
+      return url + " has nothing new; or a cache between it and this machine answers for it";
     case ORLA_ERROR_NO_SUCH_FILE:
-      return "check its path and that of its folder";
+      return "check the path of the file and of its directory";
     case ORLA_ERROR_SHORT_READ:
-      return "check that no other program writes " + file + ", and the disk; then send it again";
+      return "check that no other program writes to " + file +
+             ", and that the disk is intact; then send again";
     default:
       return adviceForGeneralError(request, message);
   }
@@ -101,7 +108,7 @@ Failure describe(const Request& request, const Outcome& outcome,
   if (status == ORLA_OK) {
     return {"received " + std::to_string(outcome.bytes) + " bytes, not the " +
                 std::to_string(request.size) + " of --size",
-            request.file + " holds what came; check --size, or fetch it again"};
+            request.file + " has what was received; check --size, or download it again"};
   }
   const std::string message = hasMessage(status) ? libraryMessage : "";
   std::string text = message;

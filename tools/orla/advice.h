@@ -6,19 +6,17 @@
 
 namespace orla::cli {
 
-/* Why a command failed, for its user: what happened, and where and what to do about it. */
+/// Why a command failed, in the words for its user: what happened and where, and what to do.
 struct Failure {
   std::string message;
   std::string advice;
 };
 
-/* Whether the command failed, or came with a file of another size than its user expects. */
+/// Returns true if the command failed, or if a downloaded file does not have the expected size.
 bool hasFailed(const Request& request, const Outcome& outcome);
 
-/*
- * Such a failure: "status 4: " and the library's message. Where it has none, or one that tells
- * nothing, the cause stands in its place or behind it.
- */
+/// Describes a failure: "status 4: " and the library's message. If there is no message, the cause
+/// replaces it; if the message is uninformative, the cause follows it.
 Failure describe(const Request& request, const Outcome& outcome, const std::string& libraryMessage);
 
 }  // namespace orla::cli

@@ -14,13 +14,13 @@ namespace {
 constexpr std::int64_t kMaxRepeat = 1'000'000;
 
 constexpr char kOutcome[] =
-    "Exit code: 0 done; 1 the server, the network or a file said no; 2 bad usage.\n"
-    "Environment: no colour is shown if NO_COLOR is set and not empty.";
+    "Exit code: 0 success; 1 the command failed; 2 bad usage.\n"
+    "Environment: if NO_COLOR is set and not empty, no color is used.";
 
 constexpr char kAppText[] =
-    "\"orla SUBCOMMAND --help\" tells a subcommand's arguments and shows examples.\n"
-    "Results go to the standard output, progress and failures to the standard error.\n"
-    "An https URL is spoken to in plain HTTP, on port 80 unless it names one.\n"
+    "\"orla SUBCOMMAND --help\" shows a subcommand's arguments, with examples.\n"
+    "Results go to standard output, progress and errors to standard error.\n"
+    "An https URL uses plain HTTP without encryption, on port 80 by default.\n"
     "\n"
     "Examples:\n"
     "  orla version http://server/agent\n"
@@ -29,8 +29,8 @@ constexpr char kAppText[] =
     "  orla get http://server/agent /result.pkg copy.pkg";
 
 constexpr char kVersionText[] =
-    "The version is printed as \"major.minor\". This is the quickest way to see that\n"
-    "a management server answers.\n"
+    "Prints the version as \"major.minor\". This is the quickest way to check that a\n"
+    "management server answers.\n"
     "\n"
     "Examples:\n"
     "  orla version http://server/agent\n"
@@ -38,7 +38,7 @@ constexpr char kVersionText[] =
     "  orla version http://server/agent --repeat 1000 --parallel 8";
 
 constexpr char kNameText[] =
-    "Nothing is uploaded: the server only tells which name a package would get.\n"
+    "Nothing is uploaded. The server returns the name that the package would get.\n"
     "\n"
     "Examples:\n"
     "  orla name http://server/agent --type 7 --identity ws0042 inventory\n"
@@ -46,7 +46,7 @@ constexpr char kNameText[] =
 
 constexpr char kSendText[] =
     "The whole file is held in memory while it is sent, once for each command that\n"
-    "--parallel runs at a time. The server's answer is, as a rule, the name under\n"
+    "--parallel runs at the same time. The server's answer is usually the name under\n"
     "which it stored the package.\n"
     "\n"
     "Examples:\n"
@@ -54,27 +54,28 @@ constexpr char kSendText[] =
     "  orla send http://server/agent result.pkg --type 7 --identity i --name new.pkg";
 
 constexpr char kGetText[] =
-    "FILE is replaced only when the download is complete: Ctrl-C leaves it as it\n"
-    "was. After it the rest of the reply is still read, and dropped; a second Ctrl-C\n"
-    "ends at once.\n"
+    "FILE is replaced only when the download is complete. Ctrl-C cancels the download\n"
+    "and leaves FILE unchanged, but the rest of the reply is still read and dropped.\n"
+    "A second Ctrl-C ends the program immediately.\n"
     "\n"
     "Examples:\n"
     "  orla get http://server /7-ws0042-inventory.pkg result.pkg\n"
     "  orla get http://server /7-ws0042-inventory.pkg result.pkg --size 8000000\n"
     "  orla get http://server '/a%20b.pkg?part=2' b.pkg --silent --json";
 
-/* What goes into a request as it stands must not end or split its first line. */
+/// A text that goes into a request unchanged must not end or split the request's first line. Returns
+/// the error, or an empty text.
 std::string checkRequestText(const std::string& text) {
   const bool bad = std::any_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte <= 0x20 || byte == 0x7F;
   });
-  return bad ? "blanks and control characters must be percent-encoded" : "";
+  return bad ? "spaces and control characters must be percent-encoded" : "";
 }
 
 /// The library percent-encodes identities and names, but sends one unchanged if it takes more than
 /// 2069 bytes in that form. Such a value must not need encoding, because it could end or split the
-/// request's first line.
+/// request's first line. Returns the error, or an empty text.
 std::string checkEncodedText(const std::string& text) {
   constexpr std::string_view kUnescaped =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.*";
@@ -106,22 +107,21 @@ CLI::App* addCommand(CLI::App& app, Command command, const char* title, const ch
 
 void addCommonOptions(CLI::App* command, Arguments& arguments) {
   command->add_flag("--json", arguments.json,
-                    "Print one line of JSON in place of the result, also\n"
+                    "Print one line of JSON instead of the result, also\n"
                     "on failure: ok, command, url, status, code, message,\n"
                     "advice, bytes, seconds, result");
-  command->add_flag("--silent", arguments.silent,
-                    "Show no progress; failures are shown all the same");
+  command->add_flag("--silent", arguments.silent, "Show no progress; errors are still shown");
   CLI::Option* repeat = command
                             ->add_option("--repeat", arguments.repeat,
-                                         "Run the command N times in all, 1 to 1000000, and\n"
-                                         "print in place of the results how many failed and\n"
-                                         "how long they took; Ctrl-C ends the run")
+                                         "Run the command N times in total, 1 to 1000000, and\n"
+                                         "print how many failed and how long they took instead\n"
+                                         "of the results; Ctrl-C ends the run")
                             ->type_name("N")
                             ->check(CLI::Range(std::int64_t{1}, kMaxRepeat).description(""));
   command
       ->add_option("--parallel", arguments.parallel,
-                   "Run M of them at a time, 1 to 30, each on a thread\n"
-                   "and a connection of its own")
+                   "Run M of them at the same time, 1 to 30, each with\n"
+                   "its own thread and connection")
       ->type_name("M")
       ->check(CLI::Range(1, int{ORLA_MAX_CONNECTIONS}).description(""))
       ->needs(repeat);
@@ -134,23 +134,22 @@ void addKindOptions(CLI::App* command, Request& request) {
       ->check(CLI::Range(1, 65535).description(""));
   command
       ->add_option("--identity", request.identities,
-                   "What the package belongs to; several values, or\n"
-                   "several times; best put last")
+                   "What the package belongs to; takes several values,\n"
+                   "and may be repeated; best given last")
       ->required()
       ->type_name("TEXT")
       ->check([](const std::string& text) { return checkEncodedText(text); });
 }
 
-/* Tells why the command line cannot be run; the exit code is that of bad usage. */
+/// Prints why the command line is invalid. Returns the exit code for bad usage.
 int reportBadUsage(const CLI::App& app, const CLI::ParseError& error,
                    const std::vector<std::string>& words) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   const std::string command = commands.empty() ? "" : commands.front()->get_name();
   const std::string help = command.empty() ? "orla --help" : "orla " + command + " --help";
-  Failure failure{error.what(), "run \"" + help + "\" for what it takes"};
+  Failure failure{error.what(), "run \"" + help + "\" to see the arguments"};
   if (!words.empty() && words.front().starts_with('-')) {
-    failure.advice =
-        "options stand behind the subcommand: orla version URL --json; " + failure.advice;
+    failure.advice = "options follow the subcommand: orla version URL --json; " + failure.advice;
   } else if (command.empty() && !words.empty()) {
     failure.message = "no such subcommand: " + words.front();
   }
@@ -169,7 +168,7 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
   CLI::App app{"The command-line client of a management server."};
   app.name("orla");
   app.get_formatter()->column_width(24);
-  // A download's target starts with a slash, on every system.
+  // On Windows too, the slash at the start of a download's target does not begin an option.
   app.allow_windows_style_options(false);
   app.set_version_flag("--version", "orla " ORLA_VERSION, "Print the program's version and exit");
   app.require_subcommand(1);
@@ -186,41 +185,39 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
 
   CLI::App* send = addCommand(app, Command::kSend, "Upload a package and print the server's answer",
                               kSendText, arguments);
-  send->add_option("FILE", request.file, "The package, of less than 4 GiB")
-      ->required()
-      ->type_name("");
+  send->add_option("FILE", request.file, "The package, less than 4 GiB")->required()->type_name("");
   addKindOptions(send, request);
   CLI::Option* givenName =
       send->add_option("--name", request.name,
-                       "Name that the server is told; FILE's own by default,\n"
-                       "none if empty")
+                       "The file name to send; by default that of FILE;\n"
+                       "none is sent if it is empty")
           ->check([](const std::string& text) { return checkEncodedText(text); });
   addCommonOptions(send, arguments);
 
   CLI::App* get = addCommand(app, Command::kGet, "Download a file", kGetText, arguments);
   get->add_option("TARGET", request.target,
-                  "What to ask the server for: /path?query, sent as it\n"
-                  "stands; a missing first / is added. Of URL only host\n"
-                  "and port count")
+                  "What to request: /path?query, sent unchanged; a\n"
+                  "missing first / is added. Only host and port of URL\n"
+                  "are used")
       ->required()
       ->type_name("")
       ->check([](const std::string& text) { return checkRequestText(text); });
   get->add_option("FILE", request.file,
-                  "Where to put it; with --parallel 2 or more, thread K\n"
+                  "The local file; with --parallel 2 or more, thread K\n"
                   "writes FILE.K")
       ->required()
       ->type_name("");
-  get->add_option("--counter", request.counter, "Sent along as the download's counter")
+  get->add_option("--counter", request.counter, "The counter to send with the request")
       ->check([](const std::string& text) { return checkRequestText(text); });
   get->add_option("--size", request.size,
-                  "The size to expect, in bytes: progress then tells\n"
-                  "the time left, and a file of another size is a\n"
-                  "failure, though it is in place")
+                  "The expected size in bytes. Progress then shows the\n"
+                  "time left. A file of another size is an error, but\n"
+                  "stays in place")
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, INT64_MAX).description(""));
   addCommonOptions(get, arguments);
 
-  // Last, so that the commands' own help does not repeat it.
+  // Set last, because subcommands inherit the footer that exists when they are added.
   app.footer(std::string(kAppText) + "\n\n" + kOutcome);
 
   try {
@@ -231,8 +228,8 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
       if (!problem.empty()) throw CLI::ValidationError("the name of FILE", problem);
     }
   } catch (const CLI::ParseError& error) {
-    const bool told = error.get_exit_code() == 0;
-    line.exitCode = told ? app.exit(error) : reportBadUsage(app, error, words);
+    const bool isHelp = error.get_exit_code() == 0;
+    line.exitCode = isHelp ? app.exit(error) : reportBadUsage(app, error, words);
     return line;
   }
 

@@ -11,7 +11,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/* Longer answers of the server are cut. */
+/// Longer answers of the server are cut to this size.
 constexpr std::uint32_t kAnswerSize = 64 * 1024;
 
 double secondsSince(Clock::time_point start) {
@@ -22,32 +22,32 @@ std::vector<const char*> pointers(const std::vector<std::string>& texts) {
   std::vector<const char*> result;
   result.reserve(texts.size() + 1);
   for (const std::string& text : texts) result.push_back(text.c_str());
-  // The library wants an array also for no identity at all.
+  // The library requires an array even if there is no identity.
   result.push_back(nullptr);
   return result;
 }
 
-/* A download under way. The record comes first: its address is the download's. */
+/// A running download. The record is first, because its address must be that of the download.
 struct Download {
   orla_progress_record record;
   const Progress* progress;
   std::uint64_t bytes;
-  bool cancelled;
+  bool canceled;
 };
 static_assert(std::is_standard_layout_v<Download> && offsetof(Download, record) == 0);
 
-/* Brings the count up to date with the record's, which wraps at 4 GiB. */
+/// Updates the count from that of the record, which wraps at 4 GiB.
 void countBytes(Download& download) {
   download.bytes += download.record.byte_count - static_cast<std::uint32_t>(download.bytes);
 }
 
-/* Called by the library, which no exception may reach. */
+/// The progress function. It must not throw, because the library calls it.
 extern "C" void ORLA_CALL onProgress(orla_progress_record* record, const void*,
                                      std::uint32_t) noexcept {
   auto& download = *reinterpret_cast<Download*>(record);
   countBytes(download);
   if (interrupted()) {
-    download.cancelled = true;
+    download.canceled = true;
     record->status = ORLA_PROGRESS_CANCEL;
     return;
   }
@@ -69,7 +69,7 @@ Outcome askName(const Request& request, std::uint32_t handle) {
   Outcome outcome;
   const std::vector<const char*> identities = pointers(request.identities);
   std::uint32_t size = kAnswerSize;
-  // One byte more than the library fills: a full answer comes without its terminating zero.
+  // The library does not terminate an answer that fills the buffer, so it is not told the last byte.
   std::vector<char> answer(kAnswerSize + 1);
   const auto start = Clock::now();
   outcome.status = ORLAGetPackageName(handle, request.type,
@@ -84,7 +84,7 @@ Outcome sendPackage(const Request& request, std::uint32_t handle) {
   Outcome outcome;
   const std::string path = libraryPath(request.file);
   const std::vector<const char*> identities = pointers(request.identities);
-  // The name goes in and the answer comes out in one buffer.
+  // The buffer passes the name in and receives the answer.
   std::vector<char> answer(kAnswerSize + 1);
   if (request.name.size() >= answer.size()) {
     outcome.status = ORLA_ERROR_ARGUMENT;
@@ -112,7 +112,7 @@ Outcome getFile(const Request& request, std::uint32_t handle, const Progress& pr
                        request.counter.empty() ? nullptr : request.counter.c_str());
   outcome.seconds = secondsSince(start);
   if (outcome.status == ORLA_OK) countBytes(download);
-  outcome.cancelled = download.cancelled && outcome.status == ORLA_ERROR_REQUEST;
+  outcome.canceled = download.canceled && outcome.status == ORLA_ERROR_REQUEST;
   outcome.bytes = download.bytes;
   outcome.result = request.file;
   return outcome;

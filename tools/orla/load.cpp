@@ -15,24 +15,24 @@
 namespace orla::cli {
 namespace {
 
-/* What the threads share. */
+/// What the threads share.
 struct Run {
   std::int64_t repeat;
   std::atomic<std::int64_t> begun{0};
-  std::mutex mutex;  // guards all below
+  std::mutex mutex;  // guards the members below
   ProgressMeter& meter;
   Load load;
 };
 
-/* Commands, until all have begun. */
+/// Runs commands until all have begun or the user interrupts.
 void work(Run& run, const Request& request, std::uint32_t handle) {
   while (!interrupted() && run.begun++ < run.repeat) {
     const Outcome outcome = perform(request, handle, nullptr);
     const bool failed = hasFailed(request, outcome);
-    // At once: the next failure of any thread brings the library another message.
+    // Read the message immediately: the next failure of any thread replaces it.
     Failure failure = failed ? describe(request, outcome, lastMessage()) : Failure();
     const std::scoped_lock lock(run.mutex);
-    if (outcome.cancelled) return;
+    if (outcome.canceled) return;
     Load& load = run.load;
     ++load.commands;
     if (failed) {
@@ -51,7 +51,7 @@ void work(Run& run, const Request& request, std::uint32_t handle) {
 
 Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, ProgressMeter& meter) {
   Run run{repeat, {}, {}, meter, {}};
-  // Made by this thread, so that a URL that cannot be read fails once.
+  // Created by this thread, so that an invalid URL is reported once.
   std::deque<Connection> connections;
   std::deque<Request> requests;
   for (unsigned thread = 1; thread <= std::min<std::int64_t>(parallel, repeat); ++thread) {
@@ -72,20 +72,20 @@ Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, Pro
       }
       for (std::future<void>& thread : threads) thread.get();
     } catch (...) {
-      run.begun = repeat;  // The others end with the command that they are at.
+      run.begun = repeat;  // The other threads stop after their current command.
       throw;
     }
   }
   Load load = std::move(run.load);
   load.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  load.cancelled = interrupted() && load.commands < repeat;
+  load.canceled = interrupted() && load.commands < repeat;
   std::sort(load.times.begin(), load.times.end());
   return load;
 }
 
 std::optional<double> percentile(const std::vector<double>& times, unsigned percent) {
   if (times.empty()) return std::nullopt;
-  // The nearest rank, from 1.
+  // The nearest rank, counted from 1.
   const std::size_t rank = (times.size() * percent + 99) / 100;
   return times[std::max<std::size_t>(rank, 1) - 1];
 }

@@ -1,9 +1,7 @@
-/*
- * orla: the command-line client of a management server.
- *
- * Results go to the standard output, progress and failures to the standard error stream. Exit code:
- * 0 done, 1 the server, the network or a local file said no, 2 a bad command line.
- */
+// orla: the command-line client of a management server.
+//
+// Results go to standard output, progress and errors to standard error. Exit code: 0 success, 1 the
+// command failed, 2 bad usage.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -21,7 +19,7 @@
 namespace orla::cli {
 namespace {
 
-/* Runs the command once; what it tells is in the account when it ends, also by an exception. */
+/// Runs the command once and fills the account, which is also valid if an exception is thrown.
 void run(const Arguments& arguments, Account& account) {
   const Request& request = arguments.request;
   const Connection connection(request.url);
@@ -37,8 +35,8 @@ void run(const Arguments& arguments, Account& account) {
 
   const Outcome& outcome = account.outcome;
   account.status = outcome.status;
-  if (outcome.cancelled) {
-    account.failure = {"cancelled", request.file + " is as it was"};
+  if (outcome.canceled) {
+    account.failure = {"canceled", request.file + " is unchanged"};
   } else if (hasFailed(request, outcome)) {
     std::uint32_t code = ORLA_NO_CODE;
     if (ORLAGetLastError(&code) == 0) account.code = code;
@@ -63,16 +61,16 @@ int runOnce(const Arguments& arguments, Account& account) {
   return well ? 0 : 1;
 }
 
-/* The run is over: what went wrong goes to the standard error stream, by status. */
+/// Prints the failures of a run to standard error, one entry per status.
 void printFailures(const Arguments& arguments, const Load& load) {
   const std::string name = commandName(arguments.request.command);
   for (const auto& [status, failed] : load.failures) {
     printFailure(name, {std::to_string(failed.count) + " of " + std::to_string(load.commands) +
-                            " failed like this: " + failed.last.message,
+                            " failed with " + failed.last.message,
                         failed.last.advice});
   }
-  if (load.cancelled) {
-    printFailure(name, {"cancelled after " + std::to_string(load.commands) + " of " +
+  if (load.canceled) {
+    printFailure(name, {"canceled after " + std::to_string(load.commands) + " of " +
                             std::to_string(arguments.repeat) + " commands",
                         ""});
   }
@@ -92,10 +90,10 @@ int runMany(const Arguments& arguments) {
   } else {
     printLoad(load);
   }
-  return load.failed() == 0 && !load.cancelled ? 0 : 1;
+  return load.failed() == 0 && !load.canceled ? 0 : 1;
 }
 
-/* What keeps the command from running at all is told like its failure. */
+/// Runs the command. If it cannot start, the reason is reported like a failure of the command.
 int runCommand(const Arguments& arguments) {
   const Request& request = arguments.request;
   Account account{commandName(request.command), request.url, {}, {}, {}, {}};

@@ -1,8 +1,8 @@
 # Completion of orla for bash: subcommands, options and file names. Source this file, or install it
-# as "orla" in bash-completion's folder of completions. It needs nothing but bash itself.
+# as "orla" in bash-completion's directory of completions. It needs only bash.
 
-# _orla_words : the words of the command line up to the cursor, in words. Bash splits words also at
-# ":" and "=", which stand in URLs: what no blank separates is put together again.
+# _orla_words: sets words to the words of the command line up to the cursor. Bash also splits words at
+# ":" and "=", which URLs contain, so this joins the pieces that no space separates.
 _orla_words() {
   local rest=${COMP_LINE:0:COMP_POINT} i piece
   words=()
@@ -12,7 +12,7 @@ _orla_words() {
       words+=("")
       rest=${rest#"${rest%%[![:blank:]]*}"}
     fi
-    # The last word may go on behind the cursor.
+    # The last word may continue after the cursor.
     [[ $rest == "$piece"* ]] || piece=$rest
     words[-1]+=$piece
     rest=${rest#"$piece"}
@@ -26,7 +26,7 @@ _orla() {
   local common="--help --json --silent --repeat --parallel"
   COMPREPLY=()
 
-  # Which subcommand, which option waits for its value, and how many places are taken.
+  # Find the subcommand, the option that still needs its value, and the number of positional arguments.
   for ((i = 1; i < ${#words[@]} - 1; i++)); do
     word=${words[i]}
     case $word in
@@ -34,7 +34,7 @@ _orla() {
       -*) option="" ;;
       *)
         if [[ -n $option ]]; then
-          # Identities go on up to the next option.
+          # --identity takes every word up to the next option.
           [[ $option == --identity ]] || option=""
         elif [[ -z $command ]]; then
           command=$word
@@ -55,13 +55,13 @@ _orla() {
   esac
 
   if [[ -n $option && ! ($option == --identity && $current == -*) ]]; then
-    return # A value that only the user knows.
+    return # Only the user knows the value.
   elif [[ $current == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
   elif [[ -z $command ]]; then
     mapfile -t COMPREPLY < <(compgen -W "version name send get" -- "$current")
   elif ((places + 1 == files)); then
-    # A file, as bash itself completes it.
+    # Complete a file name as bash does.
     compopt -o default 2>/dev/null
   fi
 }

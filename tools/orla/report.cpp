@@ -22,7 +22,7 @@ Json textOrNull(const std::string& text) {
 }
 
 void printLine(const Json& object) {
-  // Bytes that are no UTF-8 become U+FFFD. ASCII alone passes through every console's code page.
+  // Invalid UTF-8 becomes U+FFFD. The output is ASCII, because every console can show that.
   std::puts(object.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
 }
 
@@ -96,12 +96,12 @@ void printLoadJson(const Request& request, const Load& load) {
                         {"message", failed.last.message},
                         {"advice", failed.last.advice}});
   }
-  Json object = {{"ok", load.failed() == 0 && !load.cancelled},
+  Json object = {{"ok", load.failed() == 0 && !load.canceled},
                  {"command", commandName(request.command)},
                  {"url", request.url},
                  {"commands", load.commands},
                  {"failed", load.failed()},
-                 {"cancelled", load.cancelled},
+                 {"cancelled", load.canceled},
                  {"failures", failures},
                  {"bytes", load.bytes},
                  {"seconds", load.seconds},
@@ -114,8 +114,7 @@ void printLoadJson(const Request& request, const Load& load) {
 
 void flushOutput() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    throw std::runtime_error(
-        "the result cannot be written: check what the standard output goes to");
+    throw std::runtime_error("the result cannot be written; check where standard output goes");
   }
 }
 

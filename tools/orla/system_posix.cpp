@@ -11,12 +11,12 @@ namespace orla::cli {
 namespace {
 
 std::atomic<bool> interruptSeen{false};
-static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
+static_assert(std::atomic<bool>::is_always_lock_free);  // because a signal handler sets it
 
 extern "C" void onInterrupt(int) {
-  const int error = errno;  // of the call that is interrupted
+  const int error = errno;  // of the interrupted call
   interruptSeen = true;
-  // A notice that cannot be shown changes nothing.
+  // If the notice cannot be written, the signal still counts.
   [[maybe_unused]] const ssize_t shown =
       ::write(STDERR_FILENO, kInterruptNotice, sizeof kInterruptNotice - 1);
   errno = error;
@@ -43,11 +43,11 @@ bool enableColor(std::FILE* stream) {
 
 void catchFirstInterrupt() {
   struct sigaction action {};
-  // Ignored by whoever started the program, as in the background of a script: it stays so.
+  // The parent process ignores it, as a script does for programs in the background.
   if (::sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;
   action = {};
   action.sa_handler = onInterrupt;
-  // The default comes back with the first signal: the second one ends the process.
+  // The first signal restores the default action, so the second one ends the process.
   action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
   ::sigaction(SIGINT, &action, nullptr);
 }

@@ -1,4 +1,4 @@
-// windows.h first: shellapi.h needs it.
+// windows.h must come first, because shellapi.h needs it.
 // clang-format off
 #include <windows.h>
 #include <shellapi.h>
@@ -15,7 +15,7 @@ namespace {
 
 std::atomic<bool> interruptSeen{false};
 
-/* Runs on a thread of its own. What it leaves unhandled ends the process. */
+/// Called on a separate thread. The system ends the process for an event that returns FALSE.
 BOOL WINAPI onControl(DWORD event) {
   if (event != CTRL_C_EVENT || interruptSeen.exchange(true)) return FALSE;
   std::fputs(kInterruptNotice, stderr);
@@ -31,10 +31,8 @@ std::wstring widen(const std::string& text) {
   return wide;
 }
 
-/*
- * `replaced` takes whether a character had no counterpart; one that only looks alike is none. It is
- * null for UTF-8, which has them all and does not allow to ask.
- */
+/// `replaced` is set to whether the code page lacks a character; a similar one does not count. It must
+/// be null for UTF-8, which has every character, because the system refuses to report it there.
 std::string narrow(const std::wstring& wide, UINT codePage, BOOL* replaced) {
   const DWORD flags = replaced == nullptr ? 0 : WC_NO_BEST_FIT_CHARS;
   const int size = static_cast<int>(wide.size());
@@ -47,7 +45,8 @@ std::string narrow(const std::wstring& wide, UINT codePage, BOOL* replaced) {
 
 }  // namespace
 
-/* The C runtime's own arguments have lost what the system's character set lacks. */
+/// The arguments of main() cannot be used: they lack the characters that the system's character set
+/// does not have.
 std::vector<std::string> commandLine(int, char**) {
   int count = 0;
   wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -62,15 +61,15 @@ std::string libraryPath(const std::string& path) {
   std::string local = path;
   std::replace(local.begin(), local.end(), '/', '\\');
   if (local.find('\\') == std::string::npos) {
-    // "c:file" lies in the current folder of its drive.
+    // "c:file" is in the current directory of its drive.
     local.insert(local.size() > 1 && local[1] == ':' ? 2 : 0, ".\\");
   }
-  // The library opens files in the system's character set.
+  // The library expects paths in the system's character set.
   BOOL replaced = FALSE;
   local = narrow(widen(local), CP_ACP, GetACP() == CP_UTF8 ? nullptr : &replaced);
   if (replaced) {
-    throw std::invalid_argument("the system's character set cannot express the path, rename it: " +
-                                path);
+    throw std::invalid_argument(
+        "the system's character set cannot express this path; rename the file: " + path);
   }
   return local;
 }

@@ -4,10 +4,10 @@
 
 namespace orla::cli {
 
-/* True when the standard error stream is a terminal that shows colours, and NO_COLOR is not set or empty. */
+/// Returns true if standard error is a terminal that shows colors, and NO_COLOR is unset or empty.
 bool colorWanted();
 
-/* The text in red and bold for failures, in green for the bar; as it stands without colour. */
+/// The text in bold red for failures, or in green for the bar; unchanged if colors are off.
 std::string inRed(const std::string& text);
 std::string inGreen(const std::string& text);
 
