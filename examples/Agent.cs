@@ -1,10 +1,10 @@
-// An agent for Windows in C#: asks the server's version and the name of a package and, given a target
-// and a file, downloads with progress; Ctrl-C cancels.
+// An agent for Windows in C#: prints the server's version and the name of a package and, with a target
+// and a file, downloads and shows the progress. Ctrl-C cancels.
 //
 //   Agent URL [TARGET FILE]
 //
-// ORLACl.dll is for 32-bit processes: compile for x86 ("csc /platform:x86 Agent.cs", or
-// <PlatformTarget>x86</PlatformTarget>), and put the DLL beside the program.
+// ORLACl.dll is for 32-bit processes, so compile for x86 ("csc /platform:x86 Agent.cs", or
+// <PlatformTarget>x86</PlatformTarget>). The DLL must be in the directory of the program.
 using System;
 using System.Globalization;
 using System.Runtime.InteropServices;
@@ -15,19 +15,19 @@ static class Orla
     public const uint Ok = 0, NoCode = 0xFFFFFFFF, ProgressCancel = 11, ProgressAbandon = 9;
     public const int MessageSize = 1024;
 
-    // The progress record: 278 bytes without gaps. Byte count and status lie at odd places for their
-    // size, so the record stays in unmanaged memory and is read and written by offset.
+    // The progress record: 278 bytes without padding. Its byte count and status are not aligned, so the
+    // record is in unmanaged memory, and is read and written by offset.
     public const int RecordSize = 278, StatusOffset = 10, ByteCountOffset = 274;
 
-    // A delegate that is handed to the library must be kept alive until the call returns. It must not
-    // throw: an exception cannot pass through the library.
+    // A delegate that is passed to the library must be kept alive until the call returns. It must not
+    // throw, because an exception cannot pass through the library.
     [UnmanagedFunctionPointer(CallingConvention.StdCall)]
     public delegate void Progress(IntPtr record, IntPtr data, uint length);
 
     const string Dll = "ORLACl.dll";
 
-    // The DLL exports each function under its name and the size of its arguments. Strings are bytes: a
-    // path in the system's code page, which must be able to spell it; anything else as UTF-8.
+    // The DLL adds the size of the arguments to each exported name. Strings are bytes: a path is in the
+    // system's code page, which must have all of its characters; everything else is UTF-8.
     [DllImport(Dll, EntryPoint = "_ORLAInitialize@8", CallingConvention = CallingConvention.StdCall)]
     public static extern uint Initialize(uint flag, byte[] text);
 
@@ -42,8 +42,8 @@ static class Orla
     public static extern uint GetPackageName(uint handle, uint type, uint count, IntPtr[] identities,
                                              [Out] byte[] name, ref uint size);
 
-    // name: the file name and its zero, in a buffer with room for the answer; size: that buffer's
-    // length, then the number of bytes sent.
+    // name: the zero-terminated file name, in a buffer with room for the answer. size: the length of
+    // that buffer; receives the number of bytes that were sent.
     [DllImport(Dll, EntryPoint = "_ORLASendPackage@28", CallingConvention = CallingConvention.StdCall,
                CharSet = CharSet.Ansi, BestFitMapping = false, ThrowOnUnmappableChar = true)]
     public static extern uint SendPackage(uint handle, uint type, uint count, IntPtr[] identities,
@@ -67,20 +67,20 @@ static class Orla
                CallingConvention = CallingConvention.StdCall)]
     public static extern uint GetLastErrorMsg([Out] byte[] buffer, uint size);
 
-    // The text as the library takes it, with its terminating zero.
+    // The text in the form that the library requires: UTF-8 with a terminating zero.
     public static byte[] Bytes(string text)
     {
         return Encoding.UTF8.GetBytes(text + "\0");
     }
 
-    // The text in a buffer that the library filled, and did not end with a zero if it is full.
+    // The text in a buffer that the library has filled. It has no terminating zero if it is full.
     public static string Text(byte[] buffer)
     {
         int end = Array.IndexOf(buffer, (byte)0);
         return Encoding.UTF8.GetString(buffer, 0, end < 0 ? buffer.Length : end);
     }
 
-    // The text without what could control a terminal: the server may send any bytes.
+    // Replaces the characters that could control a terminal, because the server may send any bytes.
     public static string Printable(string text)
     {
         StringBuilder result = new StringBuilder();
@@ -93,7 +93,7 @@ static class Orla
         return result.ToString();
     }
 
-    // No message tells of these: the library's would be that of an earlier failure.
+    // The library sets no message for these, so its message would be that of an earlier failure.
     static readonly uint[] WithoutMessage = { 6, 11, 14, 24 };
 
     public static void Require(uint status, string call)
@@ -107,7 +107,7 @@ static class Orla
 
 static class Agent
 {
-    static volatile bool cancelled;
+    static volatile bool canceled;
 
     static int Main(string[] args)
     {
@@ -123,8 +123,8 @@ static class Agent
         }
         Console.CancelKeyPress += delegate(object sender, ConsoleCancelEventArgs key)
         {
-            key.Cancel = !cancelled;  // The second Ctrl-C ends the process.
-            cancelled = true;
+            key.Cancel = !canceled;  // The second Ctrl-C ends the process.
+            canceled = true;
         };
         try
         {
@@ -163,7 +163,7 @@ static class Agent
     {
         byte[] name = new byte[1024];
         uint size = (uint)name.Length;
-        // Never null, also without identities: the array has one place more.
+        // The library refuses a null pointer, so the array has one more element.
         GCHandle[] pins = new GCHandle[identities.Length];
         IntPtr[] pointers = new IntPtr[identities.Length + 1];
         for (int i = 0; i < identities.Length; ++i)
@@ -197,10 +197,10 @@ static class Agent
             {
                 failure = error;
             }
-            if (cancelled || failure != null)
+            if (canceled || failure != null)
                 Marshal.WriteInt32(record, Orla.StatusOffset, (int)Orla.ProgressCancel);
         };
-        path = System.IO.Path.GetFullPath(path);  // The library needs a folder in it, and "\".
+        path = System.IO.Path.GetFullPath(path);  // The library requires a directory, and "\".
         IntPtr memory = Marshal.AllocHGlobal(Orla.RecordSize);
         try
         {

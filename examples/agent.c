@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
       if (*byte < ' ' || *byte > '~') *byte = '?';
     }
     printf("No version: status %u: %s\n", (unsigned)status,
-           message[0] ? message : "see docs/errors.md");
+           message[0] ? message : "docs/errors.md lists the causes");
   }
   ORLACleanup();
   return status == ORLA_OK ? 0 : 1;

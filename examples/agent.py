@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""An agent in Python: asks the server's version and, given a target and a file, downloads.
+"""An agent in Python: prints the server's version and, with a target and a file, downloads.
 
     agent.py URL [TARGET FILE]
 
-Needs bindings/python/orlacl.py in PYTHONPATH, and the library where the module finds it: beside it,
-in the system's folders, or named by ORLA_LIBRARY.
+PYTHONPATH must contain bindings/python. The module finds the library beside itself, in the system's
+directories, or at the path in ORLA_LIBRARY.
 """
 import sys
 
@@ -12,7 +12,7 @@ import orlacl
 
 
 def printable(text: str) -> str:
-    """The text of a server, without what could control a terminal."""
+    """Replaces the characters of a server's text that could control a terminal."""
     return "".join(character if character.isprintable() else "?" for character in text)
 
 

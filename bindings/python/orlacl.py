@@ -1,4 +1,4 @@
-"""ORLACl for Python: the ten functions of the client library, over ctypes.
+"""ORLACl for Python: the ten functions of the client library, called through ctypes.
 
     import orlacl
 
@@ -7,13 +7,19 @@
         server.send("result.pkg", 7, ["ws0042", "inventory"])
         server.download("/result.pkg", "copy.pkg")
 
-Python 3.9 or later. On Windows it must be a 32-bit Python, as the library is.
+Requires Python 3.9 or later. On Windows Python must be a 32-bit one, because the library is.
 
-Texts are str, sent as UTF-8, or bytes, sent as they are. Local paths are in the system's own
-encoding, and on Windows limited to the characters of its code page. What the library refuses or
-meets is raised as Error; what cannot be passed to it, as ValueError or TypeError.
+Texts are str, which is sent as UTF-8, or bytes, which are sent unchanged. Local paths use the
+system's own encoding; on Windows they are limited to the characters of its code page. If the
+library returns an error, Error is raised. Arguments that cannot be passed to it raise ValueError or
+TypeError.
 
-Any thread may use any object. Other Python threads run on while a command waits.
+Any thread may use any object. Other Python threads continue to run while a command blocks.
+
+Before initialize, connect, disconnect and cleanup the module checks that the library can lock its
+table of connections, and raises Error if it cannot, because the library would end the process. If
+the lock is lost between the check and the call, the process still ends; docs/processes.md has the
+causes.
 """
 from __future__ import annotations
 
@@ -33,7 +39,8 @@ __all__ = ["Connection", "Error", "Library", "PROGRESS_ABANDON", "PROGRESS_CANCE
 Text = Union[str, bytes]
 Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
-#: What a progress function returns to stop a download: Error with REQUEST, or with NOT_MODIFIED.
+#: A progress function returns one of these to stop the download, which then raises Error with the
+#: status REQUEST or NOT_MODIFIED.
 PROGRESS_CANCEL = 11
 PROGRESS_ABANDON = 9
 
@@ -50,7 +57,7 @@ _UNESCAPED = frozenset(string.ascii_letters.encode() + string.digits.encode() + 
 
 
 class Status(enum.IntEnum):
-    """What a function of the library returns; the header says when."""
+    """The statuses that the library returns. The header describes them."""
 
     OK = 0
     GENERAL = 1
@@ -67,21 +74,22 @@ class Status(enum.IntEnum):
     VERSION_TEXT = 58
 
 
-#: The statuses whose message says nothing: it is that of an earlier failure, or only "Transport
-#: internal error".
+#: The library sets no useful message for these: it keeps that of an earlier failure, or sets
+#: "Transport internal error".
 _WITHOUT_MESSAGE = (Status.ARGUMENT, Status.TOO_LARGE, Status.NO_SUCH_FILE, Status.SHORT_READ)
 
 
 class Error(Exception):
     """A function of the library failed.
 
-    status   what it returned
-    code     the calling thread's code, None when it has none. Only Connection.version sets one,
-             VERSION_TEXT, and it stays.
-    message  the library's message, read right after the failure. The library keeps one for the
-             process, and a failure without a message leaves the one before: so it can be that of
-             an earlier failure, or of another thread's. Empty for a status that never has one.
-             It may hold any bytes that the server sent, also those that control a terminal.
+    status   the status that it returned
+    code     the error code of the calling thread, or None. Only Connection.version sets one,
+             VERSION_TEXT, and nothing clears it.
+    message  the library's message, read right after the failure. The library keeps one message for
+             the process, and a failure without a message does not change it. So it can be the
+             message of an earlier failure, or of another thread. Empty for a status that never has
+             a message. It can contain any bytes that the server sent, including those that control
+             a terminal.
     """
 
     def __init__(self, call: str, status: int, code: Optional[int], message: str) -> None:
@@ -93,14 +101,14 @@ class Error(Exception):
 
 
 class Sent(NamedTuple):
-    """A package that was uploaded: the server's answer, and the number of bytes."""
+    """An uploaded package: the server's answer, and the number of bytes that were sent."""
 
     answer: str
     size: int
 
 
 class _Record(ctypes.Structure):
-    """The progress record: 278 bytes without gaps."""
+    """The progress record: 278 bytes without padding."""
 
     _layout_ = "ms"
     _pack_ = 1
@@ -128,10 +136,10 @@ _FUNCTIONS: "dict[str, tuple[Any, ...]]" = {
 
 
 def _load(path: Optional[Path]) -> ctypes.CDLL:
-    """The library, its functions declared under their plain names."""
+    """Loads the library and declares its functions under their plain names."""
     path = path or os.environ.get("ORLA_LIBRARY")
-    folder = os.path.dirname(os.path.abspath(__file__))
-    beside = [os.path.join(folder, name) for name in _FILE_NAMES]
+    directory = os.path.dirname(os.path.abspath(__file__))
+    beside = [os.path.join(directory, name) for name in _FILE_NAMES]
     if path:
         name = os.fsdecode(path)
         candidates = [os.path.abspath(name) if os.path.exists(name) else name]
@@ -151,12 +159,12 @@ def _load(path: Optional[Path]) -> ctypes.CDLL:
         except OSError as error:
             failure = failure or error
     else:
-        hint = "name its file as an argument or in ORLA_LIBRARY"
+        hint = "pass its path as an argument or in ORLA_LIBRARY"
         if _WINDOWS and sys.maxsize > 2**32:
-            hint = "it is for 32-bit programs, and this Python is a 64-bit one"
+            hint = "it is for 32-bit programs, but this is a 64-bit Python"
         raise OSError(f"ORLACl cannot be loaded: {failure} ({hint})") from failure
     for function, arguments in _FUNCTIONS.items():
-        # A 32-bit DLL exports each under its name and the size of its arguments.
+        # A 32-bit DLL adds the size of the arguments to the exported name.
         entry = library[f"_{function}@{4 * len(arguments)}" if _WINDOWS else function]
         entry.argtypes, entry.restype = arguments, _u32
         setattr(library, function, entry)
@@ -171,14 +179,14 @@ def _bytes(text: Text, what: str) -> bytes:
     else:
         raise TypeError(f"{what} must be str or bytes, not {type(text).__name__}")
     if b"\0" in encoded:
-        raise ValueError(f"{what} holds a zero byte: {text!r}")
+        raise ValueError(f"{what} contains a zero byte: {text!r}")
     return encoded
 
 
 def _encodable(text: Text, what: str) -> bytes:
-    """The library percent-encodes identities and names, but sends one unchanged if it takes more than
-    2069 bytes in that form. Such a value must not need encoding, because it could end or split the
-    request's first line."""
+    """The library percent-encodes identities and names, but sends one unchanged if it takes more
+    than 2069 bytes in that form. Such a value must not need encoding, because it could end or split
+    the request's first line."""
     encoded = _bytes(text, what)
     escaped = sum(byte not in _UNESCAPED for byte in encoded)
     if escaped and len(encoded) + 2 * escaped > _MAX_ENCODED:
@@ -187,15 +195,16 @@ def _encodable(text: Text, what: str) -> bytes:
 
 
 def _target(text: Text, what: str) -> bytes:
-    """What goes into the request line as it stands must not end or split it."""
+    """A text that goes into the request line unchanged must not end or split it."""
     encoded = _bytes(text, what)
     if any(byte <= 0x20 or byte == 0x7F for byte in encoded):
-        raise ValueError(f"{what} holds characters that must be percent-encoded: {text!r}")
+        raise ValueError(f"{what} contains characters that must be percent-encoded: {text!r}")
     return encoded
 
 
 def _path(path: Path) -> bytes:
-    """The path as the library takes it: with a folder in it, and the system's own separators."""
+    """Converts a path to what the library requires: at least one separator, and only the system's
+    own."""
     name = os.fsdecode(path)
     if os.altsep:
         name = name.replace(os.altsep, os.sep)
@@ -206,12 +215,12 @@ def _path(path: Path) -> bytes:
 
 
 class _Use:
-    """What the objects that share one loaded library must agree on."""
+    """The state that all Library objects of one loaded library share."""
 
     def __init__(self) -> None:
         self.lock = threading.Lock()
         self.entered = 0
-        #: Counts the clean-ups. A handle from before one may by now be another connection's.
+        #: The number of cleanups. A handle that is older than one may belong to another connection.
         self.period = 0
 
 
@@ -219,12 +228,14 @@ _uses: "dict[int, _Use]" = {}
 
 
 class Library:
-    """The loaded library, found by `path`, else by the environment variable ORLA_LIBRARY, else
-    beside this module, else by the system. OSError when there is none.
+    """The loaded library. It is looked for at `path`, then in the environment variable
+    ORLA_LIBRARY, then beside this module, then by the system. Raises OSError if it cannot be
+    loaded.
 
-    As a context manager it is initialised for the block. The library itself does not count: one
-    clean-up ends the connections of the whole process. So blocks are counted here, and the last one
-    to end cleans up. Do not mix them with initialize and cleanup.
+    As a context manager it is initialized for the block. One cleanup closes the connections of the
+    whole process, because the library does not count initializations. So this module counts the
+    blocks, and only the last one to end cleans up. Do not mix blocks with calls of initialize and
+    cleanup.
     """
 
     def __init__(self, path: Optional[Path] = None) -> None:
@@ -245,20 +256,20 @@ class Library:
                 self.cleanup()
 
     def initialize(self, flag: int = 0, text: Optional[Text] = None) -> None:
-        """Makes the library ready. With a flag other than 0, `text` must not be empty."""
+        """Initializes the library. If the flag is not 0, `text` must not be empty."""
         given = None if text is None else _bytes(text, "the text")
         self._require_lock("initialize")
         self._require("initialize", self._dll.ORLAInitialize(flag, given))
 
     def cleanup(self) -> None:
-        """Ends every connection of the process. A further initialize starts anew."""
+        """Closes every connection of the process. The library can be initialized again."""
         self._require_lock("cleanup")
         self._use.period += 1
         self._require("cleanup", self._dll.ORLACleanup())
 
     def connect(self, url: Text, credential: Text = "") -> Connection:
-        """A connection to the server that the URL names; nothing is sent yet. The credential is
-        kept, and sent to nobody."""
+        """Creates a connection for the server in the URL. Nothing is sent yet. The credential is
+        stored, but never sent."""
         handle = _u32()
         texts = _target(url, "the URL"), _bytes(credential, "the credential")
         self._require_lock("connect")
@@ -266,25 +277,26 @@ class Library:
         return Connection(self, handle.value)
 
     def last_error(self) -> Optional[int]:
-        """The calling thread's code; None when it has none."""
+        """The error code of the calling thread, or None."""
         code = _u32()
         self._dll.ORLAGetLastError(ctypes.byref(code))
         return None if code.value == _NO_CODE else code.value
 
     def last_message(self) -> str:
-        """The library's message: that of the last failure with one, of any thread."""
+        """The library's message: that of the last failure that had one, in any thread."""
         message = ctypes.create_string_buffer(_MESSAGE_SIZE)
         self._dll.ORLAGetLastErrorMsg(message, _MESSAGE_SIZE)
         return message.value.decode("utf-8", "backslashreplace")
 
     def _require_lock(self, call: str) -> None:
-        """Raises Error if the table of connections cannot be locked: ORLAConnect, ORLADisconnect and
-        ORLACleanup would end the process then. A command returns GENERAL instead, so one is called
-        first, on a handle that never exists."""
+        """Raises Error if the table of connections cannot be locked: ORLAConnect, ORLADisconnect
+        and ORLACleanup would end the process then. A command returns GENERAL instead, so one is
+        called first, on a handle that never exists."""
         unused = ctypes.c_uint16()
-        if self._dll.ORLAGetVersion(0, ctypes.byref(unused), ctypes.byref(unused)) == Status.GENERAL:
+        status = self._dll.ORLAGetVersion(0, ctypes.byref(unused), ctypes.byref(unused))
+        if status == Status.GENERAL:
             raise Error(call, Status.GENERAL, self.last_error(),
-                        "the table of connections cannot be locked; docs/processes.md has the causes")
+                        "the table of connections cannot be locked; see docs/processes.md")
 
     def _require(self, call: str, status: int) -> None:
         if status != Status.OK:
@@ -293,15 +305,15 @@ class Library:
 
 
 class Connection:
-    """A server, by Library.connect. As a context manager it is given back at the end of the block.
+    """A connection from Library.connect. As a context manager it is disconnected after the block.
 
-    Once it is given back, or the library was cleaned up, its commands raise Error with ARGUMENT.
+    After disconnect, or after a cleanup of the library, its commands raise Error with ARGUMENT.
     """
 
     def __init__(self, library: Library, handle: int) -> None:
         self._library = library
         self._period = library._use.period
-        self._own = [handle]  # Whoever takes it out disconnects.
+        self._own = [handle]  # The thread that removes the handle disconnects it.
 
     def __enter__(self) -> Connection:
         return self
@@ -311,17 +323,17 @@ class Connection:
 
     @property
     def handle(self) -> int:
-        """The library's handle; 0, which is none, when this object no longer owns it."""
+        """The library's handle, or 0 if this object does not own it any more."""
         own = self._own[:1]
         return own[0] if own and self._period == self._library._use.period else 0
 
     def disconnect(self) -> None:
-        """Gives the connection back. A second time nothing happens: the handle may be another's."""
+        """Disconnects. A second call does nothing, because the handle may have been reused."""
         handle = self.handle
         try:
             self._own.pop()
         except IndexError:
-            return  # Another thread was first.
+            return  # It is already disconnected, or another thread is doing it.
         if handle:
             self._library._require_lock("disconnect")
             self._library._require("disconnect", self._library._dll.ORLADisconnect(handle))
@@ -334,7 +346,8 @@ class Connection:
         return major.value, minor.value
 
     def package_name(self, type: int, identities: Iterable[Text] = ()) -> str:
-        """The name under which a package is to be stored, cut at 64 KiB. The type is 1 to 65535."""
+        """Returns the name under which the server would store a package, cut to 64 KiB. The type is
+        1 to 65535."""
         answer, size = ctypes.create_string_buffer(_ANSWER_SIZE + 1), _u32(_ANSWER_SIZE)
         self._library._require("package_name", self._library._dll.ORLAGetPackageName(
             self.handle, *_kind(type, identities), answer, ctypes.byref(size)))
@@ -342,13 +355,15 @@ class Connection:
 
     def send(self, path: Path, type: int, identities: Iterable[Text] = (),
              name: Optional[Text] = None) -> Sent:
-        """Uploads the file at `path`, which is held in memory meanwhile: below 4 GiB, and below
-        2 GiB on Windows. The server is told `name`: the file's own by default, none when it is
-        empty. Its answer is cut at 64 KiB."""
+        """Uploads the file at `path`. The whole file is held in memory: it must be smaller than 4
+        GiB, on Windows smaller than 2 GiB. `name` is the file name that is sent to the server: by
+        default that of the file; none is sent if it is empty. The server's answer is cut to 64
+        KiB."""
         local = _path(path)
-        told = _encodable(os.path.basename(os.fsdecode(path)) if name is None else name, "the name")
-        # The name goes in and the answer comes out in one buffer.
-        answer = ctypes.create_string_buffer(told, max(_ANSWER_SIZE, len(told)) + 1)
+        own_name = os.path.basename(os.fsdecode(path))
+        sent_name = _encodable(own_name if name is None else name, "the name")
+        # The buffer passes the name in and receives the answer.
+        answer = ctypes.create_string_buffer(sent_name, max(_ANSWER_SIZE, len(sent_name)) + 1)
         size = _u32(_ANSWER_SIZE)
         self._library._require("send", self._library._dll.ORLASendPackage(
             self.handle, *_kind(type, identities), local, answer, ctypes.byref(size)))
@@ -357,14 +372,14 @@ class Connection:
     def download(self, target: Text, path: Path,
                  progress: Optional[Callable[[int, bytes], Optional[int]]] = None,
                  counter: Optional[Text] = None) -> int:
-        """Downloads into the file at `path`, which is replaced when all is there, and untouched
-        before. Returns the number of bytes.
+        """Downloads to the file at `path`, which is replaced only when the download is complete.
+        Returns the number of bytes.
 
         `progress` is called with the number of bytes so far and, the first time, with the first 512
-        bytes (b"" later); never for a file below 512 bytes. An exception that it raises cancels the
-        download and comes out of here; so does KeyboardInterrupt, once further data arrive. To
-        return PROGRESS_CANCEL or PROGRESS_ABANDON makes the download fail with Error. The rest of
-        the reply is read in each case, and dropped.
+        bytes (later with b""). It is not called for a file of less than 512 bytes. If it raises an
+        exception, the download is canceled and raises that exception. KeyboardInterrupt does the
+        same as soon as further data arrive. If it returns PROGRESS_CANCEL or PROGRESS_ABANDON, the
+        download raises Error. In each case the rest of the reply is still read and dropped.
         """
         sent, local = _target(target, "the target"), _path(path)
         count = None if counter is None else _target(counter, "the counter")
@@ -372,9 +387,10 @@ class Connection:
         failures: "list[BaseException]" = []
         listener = _listen(record, progress, failures)
         next(listener)
-        # A signal's exception may rise before the first line of a function, where no "try" catches
-        # it, and ctypes drops what leaves a callback. A generator waits inside its "try": it takes
-        # the three arguments, one after the other, as the key function of max().
+        # A signal can raise an exception before the first line of a function, where no "try"
+        # catches it, and ctypes drops an exception that leaves a callback. A generator waits inside
+        # its "try", so it is the callback: max() sends it the three arguments, one after the other,
+        # as its key function.
         callback = _Callback(functools.partial(max, key=listener.send))
         status = self._library._dll.ORLADownloadFile(self.handle, sent, local, callback,
                                                      ctypes.byref(record), count)
@@ -388,27 +404,27 @@ class Connection:
 
 def _kind(type: int,
           identities: Iterable[Text]) -> "tuple[int, int, ctypes.Array[ctypes.c_char_p]]":
-    """The arguments that say what a package is."""
+    """The arguments that describe a package."""
     if not 1 <= type <= 65535:
         raise ValueError(f"the type must be 1 to 65535: {type}")
     if isinstance(identities, (str, bytes)):
-        raise TypeError("the identities are a list of texts, not one text")
+        raise TypeError("identities must be a list of texts, not one text")
     texts = [_encodable(identity, "an identity") for identity in identities]
     if len(texts) > 65535:
         raise ValueError(f"at most 65535 identities: {len(texts)}")
-    # Never null, also for no identity at all.
+    # The library refuses a null pointer, so the array has one more element.
     return type, len(texts), (ctypes.c_char_p * (len(texts) + 1))(*texts)
 
 
 def _listen(record: _Record, progress: Optional[Callable[[int, bytes], Optional[int]]],
             failures: "list[BaseException]") -> Generator[int, Optional[int], None]:
-    """Takes the three arguments of each progress call, and gives the number of bytes so far."""
+    """Receives the three arguments of each progress call, and yields the number of bytes so far."""
     total = 0
     called = False
     while True:
         try:
             called = False
-            yield total  # The record's address.
+            yield total  # Receives the record's address.
             data = yield total
             length = yield total
             total += (record.byte_count - total) % 2**32
@@ -417,8 +433,8 @@ def _listen(record: _Record, progress: Optional[Callable[[int, bytes], Optional[
                 answer = progress(total, ctypes.string_at(data, length or 0) if data else b"")
                 if answer in (PROGRESS_CANCEL, PROGRESS_ABANDON):
                     record.status = answer
-        except BaseException as error:  # Whatever it is, the caller gets it.
+        except BaseException as error:  # The caller of the download receives any exception.
             if isinstance(error, GeneratorExit) and not called:
-                return  # By close(), which runs when the download is over.
+                return  # close() was called, because the download has ended.
             failures.append(error)
             record.status = PROGRESS_CANCEL

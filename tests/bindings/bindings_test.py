@@ -1,4 +1,5 @@
-"""The Python module over the built library; with it, what docs/errors.md and docs/wire.md state."""
+"""The Python module with the built library. Also checks the tables and samples of docs/errors.md and
+docs/wire.md."""
 import os
 import re
 import signal
@@ -21,7 +22,7 @@ class BindingsTest(ProgramTestCase):
         self.library = self.enterContext(orlacl.Library())
 
     def server(self, answer):
-        """A connection to a server that gives this answer, or of this URL."""
+        """Connects to a server that gives this answer, or to this URL."""
         url = self.enterContext(ScriptedServer(answer)).url if isinstance(answer, bytes) else answer
         return self.library.connect(url)
 
@@ -49,7 +50,7 @@ class BindingsTest(ProgramTestCase):
                 calls = []
 
                 def progress(count, _):
-                    calls.append(count)  # The signal comes while the library waits for the second piece.
+                    calls.append(count)  # The signal arrives while the library waits for the second piece.
                     threading.Thread(target=go_on).start()
                     stop()
 
@@ -86,11 +87,11 @@ class BindingsTest(ProgramTestCase):
                 self.assertRaisesRegex(orlacl.Error, "docs/processes.md", function, *arguments)
 
     def check(self, wanted, call):
-        """Status, code and message, in a thread of its own, which has no code before."""
+        """Checks status, code and message of a call. It runs in a new thread, which has no code yet."""
         def run():
             self.library.cleanup()
             self.library.initialize()
-            self.assertRaises(orlacl.Error, self.server, "before")  # Its message stays if none is set.
+            self.assertRaises(orlacl.Error, self.server, "before")  # Its message remains if the call sets none.
             try:
                 status = call() and "0"
             except orlacl.Error as error:
@@ -125,8 +126,8 @@ class BindingsTest(ProgramTestCase):
             for example, *wanted in rows:
                 self.check(tuple(wanted), lambda: eval(
                     example, {"library": self.library, "server": self.server(devserver.url)}))
-        self.assertEqual(len(http + transport + rows), document.count("\n| ") - 6)  # Less three heads.
-        # A file that is cut off while it is read, 24, is left to orla_faults_test.
+        self.assertEqual(len(http + transport + rows), document.count("\n| ") - 6)  # Without the heads of three tables.
+        # orla_faults_test covers 24, a file that is truncated while it is read.
         self.assertEqual(self.checked | {"24"}, {str(int(status)) for status in orlacl.Status} | {"–"})
 
     def test_wire(self):

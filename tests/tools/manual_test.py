@@ -37,8 +37,8 @@ class ManualTest(unittest.TestCase):
                            for words in ((), *((command,) for command in commands))}
                 self.assertEqual(set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text)),
                                  set().union(*options.values()))
-        for words, told in options.items():  # The options of the client.
-            self.assertEqual(completed(*words, "--"), sorted(told))
+        for words, names in options.items():  # The options of the client.
+            self.assertEqual(completed(*words, "--"), sorted(names))
         self.assertEqual(completed("''"), sorted(commands))
 
 

@@ -155,14 +155,14 @@ class OrlaTest(ProgramTestCase):
         ended = (0, 0xC000013A & 0xFF, -signal.SIGKILL) if ARGUMENTS.emulator else (-signal.SIGINT,)
         half = reply(200, b"x" * 4096, length=8192)
         (self.work / "got").write_bytes(b"old")
-        for told, pieces, *command in (
+        for message, pieces, *command in (
                 (b"orla: get: canceled", (half, b"x" * 4096), "get", "/x", "got"),
                 (b"canceled after 1 of 3 commands", (b"", reply(200, b"2.5.1")),
                  "version", "--repeat", "3")):
             with ScriptedServer(*pieces) as server:
                 process = self.interrupt(server, *command)
                 server.go.set()
-                shown(process.stderr.fileno(), told)
+                shown(process.stderr.fileno(), message)
                 self.assertEqual((process.wait(WAIT), os.listdir(self.work)), (1, ["got"]))
         with ScriptedServer(half, b"") as server:
             process = self.interrupt(server, "get", "/x", "got")

@@ -6,8 +6,8 @@
 
 namespace orla::cli {
 
-/// Shows the progress of a download, or of a run of many commands, on the standard error stream. On a
-/// terminal it draws a bar; if the size is unknown, a block moves along the bar as bytes arrive.
+/// Shows the progress of a download, or of a run of many commands, on the standard error stream. On
+/// a terminal it draws a bar; if the size is unknown, a block moves along the bar as bytes arrive.
 /// Elsewhere it prints a line at 1 MiB and at each doubling, and nothing for commands.
 class ProgressMeter {
  public:

@@ -7,9 +7,9 @@
 namespace orla::cli {
 namespace {
 
-/// The characters that control a terminal, that are invisible, or that change the order of others, as
-/// ranges of their UTF-8 form, which sorts by code point. The first range begins at the empty text,
-/// because a string literal cannot begin with a zero byte.
+/// The characters that control a terminal, that are invisible, or that change the order of others,
+/// as ranges of their UTF-8 form, which sorts by code point. The first range begins at the empty
+/// text, because a string literal cannot begin with a zero byte.
 constexpr std::string_view kHidden[][2] = {
     {"", "\x1F"},                      // U+0000 to U+001F
     {"\x7F", "\x7F"},                  // U+007F

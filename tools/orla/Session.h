@@ -21,9 +21,9 @@ class SessionError : public std::runtime_error {
   const char* advice_;
 };
 
-/// The library, initialized; cleaned up by the destructor, which must run after every connection and
-/// thread has ended. The constructor throws SessionError, also if the table of connections cannot be
-/// locked.
+/// The library, initialized; cleaned up by the destructor, which must run after every connection
+/// and thread has ended. The constructor throws SessionError, also if the table of connections
+/// cannot be locked.
 class Library {
  public:
   Library();
@@ -32,8 +32,8 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-/// One of the library's connections, of which ORLA_MAX_CONNECTIONS may exist. The constructor throws
-/// SessionError.
+/// One of the library's connections, of which ORLA_MAX_CONNECTIONS may exist. The constructor
+/// throws SessionError.
 class Connection {
  public:
   explicit Connection(const std::string& url);
@@ -47,13 +47,13 @@ class Connection {
   std::uint32_t handle_ = 0;
 };
 
-/// The library's message as one line. The library keeps one message for all threads and never clears
-/// it. It certainly belongs to a failure only if that is the first one of the process, and no other
-/// command runs.
+/// The library's message as one line. The library keeps one message for all threads and never
+/// clears it. It certainly belongs to a failure only if that is the first one of the process, and
+/// no other command runs.
 std::string lastMessage();
 
-/// The text of the server or the library as one line that is safe to show: without the line end, and
-/// with "?" for each character that controls a terminal, is invisible, or reorders others.
+/// The text of the server or the library as one line that is safe to show: without the line end,
+/// and with "?" for each character that controls a terminal, is invisible, or reorders others.
 std::string oneLine(std::string text);
 
 }  // namespace orla::cli

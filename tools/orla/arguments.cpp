@@ -63,8 +63,8 @@ constexpr char kGetText[] =
     "  orla get http://server /7-ws0042-inventory.pkg result.pkg --size 8000000\n"
     "  orla get http://server '/a%20b.pkg?part=2' b.pkg --silent --json";
 
-/// A text that goes into a request unchanged must not end or split the request's first line. Returns
-/// the error, or an empty text.
+/// A text that goes into a request unchanged must not end or split the request's first line.
+/// Returns the error, or an empty text.
 std::string checkRequestText(const std::string& text) {
   const bool bad = std::any_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);

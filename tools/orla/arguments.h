@@ -18,8 +18,9 @@ struct Arguments {
   unsigned parallel = 1;
 };
 
-/// The result of reading the command line. If exitCode is set, the program must end with it, because
-/// help, the version or an error has been printed: 0 after help or the version, 2 after an error.
+/// The result of reading the command line. If exitCode is set, the program must end with it,
+/// because help, the version or an error has been printed: 0 after help or the version, 2 after an
+/// error.
 struct CommandLine {
   Arguments arguments;
   std::optional<int> exitCode;

@@ -69,7 +69,8 @@ Outcome askName(const Request& request, std::uint32_t handle) {
   Outcome outcome;
   const std::vector<const char*> identities = pointers(request.identities);
   std::uint32_t size = kAnswerSize;
-  // The library does not terminate an answer that fills the buffer, so it is not told the last byte.
+  // The library does not terminate an answer that fills the buffer, so one byte more is allocated
+  // than it may fill.
   std::vector<char> answer(kAnswerSize + 1);
   const auto start = Clock::now();
   outcome.status = ORLAGetPackageName(handle, request.type,

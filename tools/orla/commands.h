@@ -43,8 +43,8 @@ struct Outcome {
 /// Receives the number of bytes that a download has received so far.
 using Progress = std::function<void(std::uint64_t bytes)>;
 
-/// Runs the command on a connection for its URL, on the calling thread, and blocks until it is done.
-/// A download replaces its file only when it is complete. If Ctrl-C is caught, it cancels the
+/// Runs the command on a connection for its URL, on the calling thread, and blocks until it is
+/// done. A download replaces its file only when it is complete. If Ctrl-C is caught, it cancels the
 /// download; the rest of the reply is still read and dropped. Throws std::invalid_argument if the
 /// system's character set cannot express the path of the file.
 Outcome perform(const Request& request, std::uint32_t handle, const Progress& progress);

@@ -29,13 +29,13 @@ struct Load {
   std::int64_t failed() const { return commands - static_cast<std::int64_t>(times.size()); }
 };
 
-/// Runs the command `repeat` times in total, on `parallel` threads at the same time, each with its own
-/// connection. With two threads or more, thread K (counted from 1) downloads to the file's name with
-/// ".K" appended. If Ctrl-C is caught, the first one prevents further commands from starting.
+/// Runs the command `repeat` times in total, on `parallel` threads at the same time, each with its
+/// own connection. With two threads or more, thread K (counted from 1) downloads to the file's name
+/// with ".K" appended. If Ctrl-C is caught, the first one prevents further commands from starting.
 Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, ProgressMeter& meter);
 
-/// The smallest of the ascending times that at least `percent` in 100 of them do not exceed. Empty if
-/// there are no times.
+/// The smallest of the ascending times that at least `percent` in 100 of them do not exceed. Empty
+/// if there are no times.
 std::optional<double> percentile(const std::vector<double>& times, unsigned percent);
 
 }  // namespace orla::cli

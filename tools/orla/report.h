@@ -11,11 +11,11 @@
 namespace orla::cli {
 
 // What the user sees: results on standard output, as text or as one line with a JSON object, and
-// failures on standard error. Characters of the server that could control a terminal are shown as "?"
-// in text and are escaped in JSON, which is ASCII and valid for any bytes.
+// failures on standard error. Characters of the server that could control a terminal are shown as
+// "?" in text and are escaped in JSON, which is ASCII and valid for any bytes.
 
-/// Prints "orla: COMMAND: message", and a second such line with the advice. An empty command or advice
-/// is left out.
+/// Prints "orla: COMMAND: message", and a second such line with the advice. An empty command or
+/// advice is left out.
 void printFailure(const std::string& command, const Failure& failure);
 
 /// Prints the result of a successful command.

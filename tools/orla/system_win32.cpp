@@ -31,8 +31,9 @@ std::wstring widen(const std::string& text) {
   return wide;
 }
 
-/// `replaced` is set to whether the code page lacks a character; a similar one does not count. It must
-/// be null for UTF-8, which has every character, because the system refuses to report it there.
+/// `replaced` is set to whether the code page lacks a character; a similar one does not count. It
+/// must be null for UTF-8, which has every character, because the system refuses to report it
+/// there.
 std::string narrow(const std::wstring& wide, UINT codePage, BOOL* replaced) {
   const DWORD flags = replaced == nullptr ? 0 : WC_NO_BEST_FIT_CHARS;
   const int size = static_cast<int>(wide.size());
