@@ -7,19 +7,9 @@
 namespace orla::cli {
 namespace {
 
-/// The characters that control a terminal, that are invisible, or that change the order of others,
-/// as ranges of their UTF-8 form, which sorts by code point. The first range begins at the empty
-/// text, because a string literal cannot begin with a zero byte.
-constexpr std::string_view kHidden[][2] = {
-    {"", "\x1F"},                      // U+0000 to U+001F
-    {"\x7F", "\x7F"},                  // U+007F
-    {"\x80", "\x9F"},                  // the same as U+0080 to U+009F for a terminal without UTF-8
-    {"\xC2\x80", "\xC2\x9F"},          // U+0080 to U+009F
-    {"\xE2\x80\x8B", "\xE2\x80\x8F"},  // U+200B to U+200F
-    {"\xE2\x80\xA8", "\xE2\x80\xAE"},  // U+2028 to U+202E
-    {"\xE2\x81\xA0", "\xE2\x81\xA9"},  // U+2060 to U+2069
-    {"\xEF\xBB\xBF", "\xEF\xBB\xBF"},  // U+FEFF
-};
+/// The characters that control a terminal, that are invisible, or that change the order of others.
+constexpr char32_t kHidden[][2] = {{0x0000, 0x001F}, {0x007F, 0x009F}, {0x200B, 0x200F},
+                                   {0x2028, 0x202E}, {0x2060, 0x2069}, {0xFEFF, 0xFEFF}};
 
 /// The length of the UTF-8 sequence that begins with this byte; 1 if none does.
 std::size_t encodedLength(char first) {
@@ -33,10 +23,20 @@ bool isContinuation(char byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-bool isHidden(std::string_view character) {
-  return std::any_of(std::begin(kHidden), std::end(kHidden), [&](const auto& range) {
-    return range[0] <= character && character <= range[1];
-  });
+/// The code point of a UTF-8 sequence. For an invalid or incomplete one, the value of its first byte,
+/// which is what a terminal without UTF-8 reads.
+char32_t codePoint(std::string_view sequence) {
+  const auto first = static_cast<unsigned char>(sequence.front());
+  if (sequence.size() == 1 || sequence.size() < encodedLength(sequence.front())) return first;
+  char32_t code = first & (0x7FU >> sequence.size());
+  for (const char byte : sequence.substr(1)) code = code << 6 | (byte & 0x3FU);
+  return code;
+}
+
+bool isHidden(std::string_view sequence) {
+  const char32_t code = codePoint(sequence);
+  return std::any_of(std::begin(kHidden), std::end(kHidden),
+                     [&](const auto& range) { return range[0] <= code && code <= range[1]; });
 }
 
 }  // namespace
