@@ -1,9 +1,12 @@
 """Tests of the development server as a program, and of its status page in a browser."""
 import json
 import os
+import re
 import socket
 import subprocess
+import time
 from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
 from urllib.parse import unquote_to_bytes
 
 from programs import ARGUMENTS, WAIT, DevServer, ProgramTestCase, exchange, main
@@ -47,6 +50,22 @@ class Browser(subprocess.Popen):
             if (shown.includes(%s)) found(shown); }, 20))""" % json.dumps(text)
         answer = self.order("Runtime.evaluate", expression=look, awaitPromise=True)
         return answer["result"]["value"]
+
+
+def recorded(server, count):
+    """The server's status when it has recorded so many requests: it does so after it answered."""
+    limit = time.monotonic() + WAIT
+    while time.monotonic() < limit:
+        status = json.loads(server.ask("GET", "/orla-status/status.json")[1])
+        if status["requests_total"] >= count:
+            return status
+    raise AssertionError(f"{status['requests_total']} requests instead of {count}")
+
+
+def peak_memory(process):
+    """The largest resident set of the process so far, in bytes."""
+    status = Path(f"/proc/{process.pid}/status").read_text()
+    return int(re.search(r"VmHWM:\s*(\d+) kB", status)[1]) << 10
 
 
 class DevServerTest(ProgramTestCase):
@@ -163,10 +182,7 @@ class DevServerTest(ProgramTestCase):
                        "&Type=%zz" + "&%41" * 70)
             for i in range(400):
                 server.ask("GET", f"/none&Counter={i}")
-            for _ in range(1000):  # A request is recorded after it is answered.
-                status = json.loads(server.ask("GET", "/orla-status/status.json")[1])
-                if status["requests_total"] == 402:
-                    break
+            status = recorded(server, 402)
             later = json.loads(server.ask("GET", "/orla-status/status.json?after=401")[1])
             self.assertEqual(server.ask("GET", status["packages"][0]["path"])[1], b"x")
         self.assertEqual([entry["id"] for entry in status["requests"]], list(range(103, 403)))
@@ -179,6 +195,36 @@ class DevServerTest(ProgramTestCase):
         with DevServer(self.stored, "--silent", stderr=stream) as server:
             server.ask("GET", "/")
         self.assertEqual(log.read_bytes(), lines)
+
+    def test_large_heads(self):
+        head, limit = b"GET /none HTTP/1.1\r\n", 64 * 1024
+        head += b"a: b\r\n" * 10_000
+        fitting = head + b"c: " + b"x" * (limit - len(head) - 7) + b"\r\n\r\n"
+        chunked = (b"POST /?ORLACommand=UploadPackage&Type=1&FileName=%b HTTP/1.1\r\n"
+                   b"Transfer-Encoding: chunked\r\n\r\n")
+        cases = (  # status, the answer's line, request
+            (404, b"no such package", fitting),
+            (431, b"larger than 65536 bytes", fitting.replace(b"c", b"cc")),
+            (431, b"larger than 65536 bytes", head + b"a: b\r\n" * 500_000 + b"\r\n"),
+            (431, b"larger than 65536 bytes", head + b"c: " + b"x" * 3_000_000 + b"\r\n\r\n"),
+            (400, b"", b"GET /none HTTP/1.1\r\nc: " + b"x" * 3_000_000 + b"\r\n\r\n"),
+            (414, b"", b"GET /" + b"x" * 3_000_000 + b" HTTP/1.1\r\nX: x\r\n\r\n"),
+            (200, b"many", chunked % b"many" + b"1\r\nx\r\n" * 40_000 + b"0\r\n\r\n"),
+            (400, b"ended early", chunked % b"line" + b"1;" + b"x" * 70_000))
+        with DevServer(self.stored) as server:
+            server.ask("GET", "/none")
+            before = peak_memory(server)
+            for status, line, request in cases:
+                with self.subTest(request[:80], size=len(request)):
+                    self.assertRegex(exchange(server.port, request), b"(?s)^HTTP/1.1 %d .*%b" % (status, line))
+            with self.assertRaises(OSError):  # A head without an end: the connection is closed.
+                with socket.create_connection(("127.0.0.1", server.port), WAIT) as connection:
+                    connection.sendall(b"GET /none HTTP/1.1\r\n")
+                    for _ in range(1000):
+                        connection.sendall(b"a: b\r\n" * 20_000)
+            self.assertLess(peak_memory(server) - before, 32 << 20)
+            self.assertEqual(server.ask("GET", "/many"), (200, b"x" * 40_000))
+        self.assertEqual(os.listdir(self.stored), ["many"])
 
     def test_page(self):
         (self.stored / "f\u00fcr & 50%25.pkg").write_bytes(b"x")

@@ -44,6 +44,13 @@ std::string storage_name(const Command& command) {
   return name;
 }
 
+void checkHead() {
+  if (HttpServer::isHeadCut()) {
+    throw Refusal(431, "the head of the request is larger than " +
+                           std::to_string(HttpServer::kMaxHeadSize) + " bytes");
+  }
+}
+
 std::string peer_text(const httplib::Request& request) {
   if (request.remote_addr.empty()) return "";
   const bool bracketed = request.remote_addr.find(':') != std::string::npos;
@@ -134,6 +141,7 @@ httplib::Server::HandlerResponse DevServer::route(const httplib::Request& reques
   current.emplace();
   if (StatusPage::owns(request.target)) {
     try {
+      checkHead();
       page_.answer(request, response);
     } catch (const Refusal& refusal) {
       response.status = refusal.status();
@@ -152,7 +160,7 @@ httplib::Server::HandlerResponse DevServer::route(const httplib::Request& reques
 }
 
 DevServer::Answer DevServer::get(const httplib::Request& request) const {
-  check_fail();
+  checkRequest();
   if (request.method == "POST") {
     throw Refusal(415, "a package is sent as the plain body, not as a form");
   }
@@ -180,7 +188,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
   std::optional<PackageStore::Upload> upload;
   std::optional<Refusal> refusal;
   try {
-    check_fail();
+    checkRequest();
     const CommandTarget target = parse_target(request.target);
     if (!target.command || target.command->word != Command::Word::kUploadPackage) {
       throw Refusal(405, "POST is for the UploadPackage command");
@@ -238,7 +246,8 @@ DevServer::Answer DevServer::text(std::string content) {
           }};
 }
 
-void DevServer::check_fail() const {
+void DevServer::checkRequest() const {
+  checkHead();
   if (options_.fail != 0) {
     throw Refusal(options_.fail,
                   "--fail answers every command with " + std::to_string(options_.fail));

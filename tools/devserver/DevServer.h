@@ -4,10 +4,10 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <httplib.h>
 #include <mutex>
 #include <string>
 
+#include "HttpServer.h"
 #include "Options.h"
 #include "PackageStore.h"
 #include "RequestLog.h"
@@ -66,7 +66,7 @@ class DevServer {
   Answer post(const httplib::Request& request, const httplib::Response& response,
               const httplib::ContentReader& body) const;
   Answer package(const std::string& name) const;
-  void check_fail() const;
+  void checkRequest() const;
   void answer(httplib::Response& response, const std::function<Answer()>& make);
   void frame(httplib::Response& response, Answer answer) const;
   void wait_delay();
@@ -76,7 +76,7 @@ class DevServer {
   PackageStore store_;
   RequestLog log_;
   StatusPage page_;
-  httplib::Server server_;
+  HttpServer server_;
   socket_t listener_ = INVALID_SOCKET;
   std::atomic<bool> ended_{false};
   std::mutex mutex_;
