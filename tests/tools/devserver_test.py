@@ -9,7 +9,21 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from urllib.parse import unquote_to_bytes
 
-from programs import ARGUMENTS, WAIT, DevServer, ProgramTestCase, exchange, main
+from programs import (ARGUMENTS, WAIT, DevServer, ProgramTestCase, ScriptedServer, exchange, main,
+                      reply)
+
+HOSTILE_PAGE = """<!DOCTYPE html><iframe name="answer"></iframe>
+<form method="post" enctype="text/plain" target="answer"
+      action="@SERVER@?ORLACommand=UploadPackage&Type=1&FileName=form"><input name="x"></form>
+<script>
+async function attack() {
+  const order = {method: "POST", mode: "no-cors", body: "x"};
+  await fetch("@SERVER@?ORLACommand=UploadPackage&Type=1&FileName=fetch", order);
+  await fetch("@SERVER@package", {mode: "no-cors"});
+  document.forms[0].submit();
+}
+attack();
+</script>"""
 
 
 class Browser(subprocess.Popen):
@@ -19,6 +33,7 @@ class Browser(subprocess.Popen):
         self.link, link = socket.socketpair()
         self.link.settimeout(WAIT)
         command = ("HOME=. exec chromium --headless --no-sandbox --disable-dev-shm-usage "
+                   "--host-resolver-rules='MAP rebound.example 127.0.0.1' "
                    f"--user-data-dir=. --remote-debugging-pipe 3<&{link.fileno()} 4>&3")
         with link:
             super().__init__(["bash", "-c", command], cwd=folder, stdout=subprocess.PIPE,
@@ -196,6 +211,62 @@ class DevServerTest(ProgramTestCase):
             server.ask("GET", "/")
         self.assertEqual(log.read_bytes(), lines)
 
+    def test_request_sources(self):
+        (self.stored / "package").write_bytes(b"content")
+        same, other = "Origin: http://localhost:1\r\n", "Origin: http://localhost:2\r\n"
+        cross = "Sec-Fetch-Site: cross-site\r\n"
+        allowed = ["Host: " + host for host in (
+            "127.0.0.1", "192.0.2.7:80", "127.1:8080", "0x7f.1", "[::1]", "[2001:db8::7]:8080",
+            "localhost", "LocalHost:8080", "localhost:")]
+        allowed += ["X: y", f"Host: localhost:1\r\n{same}", "Host: [::]\r\nHost: [::]",
+                    "Host: localhost\r\nSec-Fetch-Site: same-origin", "Sec-Fetch-Site: none"]
+        refused = ["Host: " + host for host in (
+            "rebound.example", "rebound.example:8080", "127.0.0.1.example", "1.example",
+            "localhost.example", "127.0.0.1 x", "127.0.0.1:x", "localhost:80:80", "::1", "[::1", "[::1]x:80", "[localhost]",
+            "[127.0.0.1]", "x@127.0.0.1", "127.0.0.1:80\r\nHost: rebound.example")]
+        refused += ["Host: localhost:1\r\n" + origin for origin in (
+            other, "Origin: https://localhost:1", "Origin: http://localhost", "Origin: null",
+            same + other, "Origin: http://127.0.0.1:1", cross, same + cross, "sec-fetch-site: Cross-Site")]
+        refused += ["Origin: http://", "Origin: http://localhost:1"]
+        upload = "/?ORLACommand=UploadPackage&Type=1&FileName=new"
+        with DevServer(self.stored) as server:
+            def ask(line, headers, body=""):
+                return exchange(server.port, f"{line} HTTP/1.1\r\nContent-Length: {len(body)}\r\n"
+                                             f"{headers.rstrip()}\r\n\r\n{body}".encode())
+            for headers in allowed:
+                with self.subTest(headers):
+                    self.assertRegex(ask("GET /package", headers), rb"(?s)^HTTP/1.1 200 .*content$")
+                    self.assertRegex(ask("POST " + upload, headers, "x"), b"^HTTP/1.1 200 ")
+                    (self.stored / "new").unlink()
+            for headers in refused:
+                for line in "GET /package", "POST " + upload, "GET /orla-status/", "PUT /package":
+                    with self.subTest(headers, line=line):
+                        answer = ask(line, headers, "x" * line.startswith("P"))
+                        self.assertRegex(answer, b"^HTTP/1.1 403 ")
+                        self.assertRegex(answer, rb"\r\n\r\n[^\n]*(Host|Origin|Sec-Fetch)[^\n]*\n$")
+                        self.assertEqual(os.listdir(self.stored), ["package"])
+            status = recorded(server, 2 * len(allowed) + 4 * len(refused))
+        page, put = status["requests"][-2:]
+        for entry in page, put:
+            self.assertEqual(entry["status"], 403)
+            self.assertIn("Origin header", entry["reason"])
+
+    def test_own_host_name(self):
+        name = socket.gethostname()
+        try:
+            socket.getaddrinfo(name, None)
+        except OSError as error:
+            self.skipTest(f"this machine's name {name} has no address: {error}")
+        command = [ARGUMENTS.devserver, "--dir", self.stored, "--port", "0", "--host", name]
+        server = self.enterContext(subprocess.Popen(command, stdout=subprocess.PIPE))
+        self.addCleanup(server.wait, WAIT)
+        self.addCleanup(server.terminate)
+        host = server.stdout.readline().decode().partition("://")[2].rstrip("/\n")
+        for asked, status in ((host, b"404"), (host.upper(), b"404"), ("x" + host, b"403")):
+            with socket.create_connection((name, int(host.rpartition(":")[2])), WAIT) as connection:
+                connection.sendall(f"GET /none HTTP/1.1\r\nHost: {asked}\r\n\r\n".encode())
+                self.assertEqual(connection.recv(1 << 16).split()[1], status)
+
     def test_large_heads(self):
         head, limit = b"GET /none HTTP/1.1\r\n", 64 * 1024
         head += b"a: b\r\n" * 10_000
@@ -216,7 +287,8 @@ class DevServerTest(ProgramTestCase):
             before = peak_memory(server)
             for status, line, request in cases:
                 with self.subTest(request[:80], size=len(request)):
-                    self.assertRegex(exchange(server.port, request), b"(?s)^HTTP/1.1 %d .*%b" % (status, line))
+                    wanted = b"(?s)^HTTP/1.1 %d .*%b" % (status, line)
+                    self.assertRegex(exchange(server.port, request), wanted)
             with self.assertRaises(OSError):  # A head without an end: the connection is closed.
                 with socket.create_connection(("127.0.0.1", server.port), WAIT) as connection:
                     connection.sendall(b"GET /none HTTP/1.1\r\n")
@@ -225,6 +297,25 @@ class DevServerTest(ProgramTestCase):
             self.assertLess(peak_memory(server) - before, 32 << 20)
             self.assertEqual(server.ask("GET", "/many"), (200, b"x" * 40_000))
         self.assertEqual(os.listdir(self.stored), ["many"])
+
+    def test_pages_of_other_sites(self):
+        (self.stored / "package").write_bytes(b"content")
+        with DevServer(self.stored) as server:
+            page = reply(200, HOSTILE_PAGE.replace("@SERVER@", server.url).encode())
+            with ScriptedServer(page) as hostile, Browser(self.work) as browser:
+                # Another port is another origin, whose pages cannot read the package that they get.
+                # Another host name is another site.
+                for host, expected in (("127.0.0.1", [403, 200, 403]), ("localhost", [403] * 3)):
+                    before = recorded(server, 0)["requests_total"]
+                    browser.order("Page.navigate", url=hostile.url.replace("127.0.0.1", host))
+                    with self.subTest(host):
+                        requests = recorded(server, before + 3)["requests"][before:]
+                        self.assertEqual([entry["status"] for entry in requests], expected)
+                        self.assertEqual([entry["method"] for entry in requests],
+                                         ["POST", "GET", "POST"])
+                browser.order("Page.navigate", url=f"http://rebound.example:{server.port}/package")
+                browser.until("the Host header")
+        self.assertEqual(os.listdir(self.stored), ["package"])
 
     def test_page(self):
         (self.stored / "f\u00fcr & 50%25.pkg").write_bytes(b"x")

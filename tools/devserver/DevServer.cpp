@@ -13,6 +13,7 @@
 
 #include "CommandTarget.h"
 #include "Refusal.h"
+#include "RequestSource.h"
 
 namespace orla {
 namespace {
@@ -44,11 +45,12 @@ std::string storage_name(const Command& command) {
   return name;
 }
 
-void checkHead() {
+void checkHead(const httplib::Request& request, const std::string& ownHost) {
   if (HttpServer::isHeadCut()) {
     throw Refusal(431, "the head of the request is larger than " +
                            std::to_string(HttpServer::kMaxHeadSize) + " bytes");
   }
+  checkSource(request, ownHost);
 }
 
 std::string peer_text(const httplib::Request& request) {
@@ -107,6 +109,7 @@ DevServer::DevServer(const Options& options)
 }
 
 int DevServer::bind(const std::string& host, int port) {
+  host_ = host;
   if (port == 0) {
     port = server_.bind_to_any_port(host);
   } else if (!server_.bind_to_port(host, port)) {
@@ -141,9 +144,10 @@ httplib::Server::HandlerResponse DevServer::route(const httplib::Request& reques
   current.emplace();
   if (StatusPage::owns(request.target)) {
     try {
-      checkHead();
+      checkHead(request, host_);
       page_.answer(request, response);
     } catch (const Refusal& refusal) {
+      current->record.reason = refusal.what();
       response.status = refusal.status();
       response.set_content(refusal.what() + std::string("\n"), kText);
     } catch (const std::system_error& error) {
@@ -160,7 +164,7 @@ httplib::Server::HandlerResponse DevServer::route(const httplib::Request& reques
 }
 
 DevServer::Answer DevServer::get(const httplib::Request& request) const {
-  checkRequest();
+  checkRequest(request);
   if (request.method == "POST") {
     throw Refusal(415, "a package is sent as the plain body, not as a form");
   }
@@ -188,7 +192,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
   std::optional<PackageStore::Upload> upload;
   std::optional<Refusal> refusal;
   try {
-    checkRequest();
+    checkRequest(request);
     const CommandTarget target = parse_target(request.target);
     if (!target.command || target.command->word != Command::Word::kUploadPackage) {
       throw Refusal(405, "POST is for the UploadPackage command");
@@ -246,8 +250,8 @@ DevServer::Answer DevServer::text(std::string content) {
           }};
 }
 
-void DevServer::checkRequest() const {
-  checkHead();
+void DevServer::checkRequest(const httplib::Request& request) const {
+  checkHead(request, host_);
   if (options_.fail != 0) {
     throw Refusal(options_.fail,
                   "--fail answers every command with " + std::to_string(options_.fail));
@@ -312,7 +316,9 @@ void DevServer::wait_delay() {
 /* Called when the answer is sent, also for a request that the HTTP library refused by itself. */
 void DevServer::record(const httplib::Request& request, const httplib::Response& response) {
   Current ended = std::exchange(current, std::nullopt).value_or(Current());
-  if (StatusPage::owns(request.target)) return;
+  // The page asks once a second, so its requests are left out, but not those that are refused because
+  // of where they come from.
+  if (StatusPage::owns(request.target) && response.status != 403) return;
   RequestRecord& record = ended.record;
   record.duration = std::chrono::duration_cast<std::chrono::microseconds>(
       std::chrono::steady_clock::now() - ended.start);

@@ -66,7 +66,7 @@ class DevServer {
   Answer post(const httplib::Request& request, const httplib::Response& response,
               const httplib::ContentReader& body) const;
   Answer package(const std::string& name) const;
-  void checkRequest() const;
+  void checkRequest(const httplib::Request& request) const;
   void answer(httplib::Response& response, const std::function<Answer()>& make);
   void frame(httplib::Response& response, Answer answer) const;
   void wait_delay();
@@ -77,6 +77,7 @@ class DevServer {
   RequestLog log_;
   StatusPage page_;
   HttpServer server_;
+  std::string host_;  // the address or name that bind() was given
   socket_t listener_ = INVALID_SOCKET;
   std::atomic<bool> ended_{false};
   std::mutex mutex_;

@@ -1,6 +1,5 @@
 #include "HttpServer.h"
 
-#include <algorithm>
 #include <poll.h>
 #include <string>
 #include <string_view>
