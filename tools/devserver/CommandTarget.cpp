@@ -6,7 +6,7 @@
 
 #include "Refusal.h"
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
 using Parameters = std::map<std::string, std::string, std::less<>>;
@@ -24,7 +24,7 @@ std::optional<unsigned> decimal(std::string_view text) {
 }
 
 /* None when a percent sign has no two hexadecimal digits. */
-std::optional<std::string> percent_decode(std::string_view text) {
+std::optional<std::string> percentDecode(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] != '%') {
@@ -42,27 +42,27 @@ std::optional<std::string> percent_decode(std::string_view text) {
   return decoded;
 }
 
-std::string decoded_or_refused(std::string_view text) {
-  auto decoded = percent_decode(text);
+std::string decodedOrRefused(std::string_view text) {
+  auto decoded = percentDecode(text);
   if (!decoded) refuse("a percent sign needs two hexadecimal digits");
   return *std::move(decoded);
 }
 
 /* Cuts the first parameter off a query that is not empty. */
-std::string_view take_parameter(std::string_view& query) {
+std::string_view takeParameter(std::string_view& query) {
   const std::string_view parameter = query.substr(0, query.find('&'));
   query.remove_prefix(std::min(query.size(), parameter.size() + 1));
   return parameter;
 }
 
-Parameters parse_query(std::string_view query) {
+Parameters parseQuery(std::string_view query) {
   Parameters parameters;
   while (!query.empty()) {
-    const std::string_view parameter = take_parameter(query);
+    const std::string_view parameter = takeParameter(query);
     const std::size_t equals = parameter.find('=');
     if (equals == std::string_view::npos) refuse("a parameter has no value");
     const std::string name(parameter.substr(0, equals));
-    if (!parameters.emplace(name, decoded_or_refused(parameter.substr(equals + 1))).second) {
+    if (!parameters.emplace(name, decodedOrRefused(parameter.substr(equals + 1))).second) {
       refuse("the parameter " + name + " is given twice");
     }
   }
@@ -76,16 +76,16 @@ std::optional<std::string> take(Parameters& parameters, std::string_view name) {
   return parameters.extract(found).mapped();
 }
 
-Command::Word parse_word(std::string_view word) {
+Command::Word parseWord(std::string_view word) {
   if (word == "GetVersion") return Command::Word::kGetVersion;
   if (word == "CompileName") return Command::Word::kCompileName;
   if (word == "UploadPackage") return Command::Word::kUploadPackage;
   refuse("unknown command");
 }
 
-Command parse_command(Parameters parameters) {
+Command parseCommand(Parameters parameters) {
   Command command;
-  command.word = parse_word(take(parameters, "ORLACommand").value());
+  command.word = parseWord(take(parameters, "ORLACommand").value());
   if (command.word != Command::Word::kGetVersion) {
     const auto type = decimal(take(parameters, "Type").value_or(""));
     if (!type || *type < 1 || *type > 65535) refuse("Type must be a number from 1 to 65535");
@@ -97,7 +97,7 @@ Command parse_command(Parameters parameters) {
     if (take(parameters, "Encoding").value_or("UTF-8") != "UTF-8") refuse("Encoding must be UTF-8");
   }
   if (command.word == Command::Word::kUploadPackage) {
-    command.file_name = take(parameters, "FileName").value_or("");
+    command.fileName = take(parameters, "FileName").value_or("");
   }
   if (!parameters.empty()) {
     refuse("the parameter " + parameters.begin()->first +
@@ -122,24 +122,24 @@ Split split(std::string_view target) {
 
 }  // namespace
 
-bool names_command(std::string_view target) {
+bool namesCommand(std::string_view target) {
   const std::string_view query = target.substr(std::min(target.find('?'), target.size()));
   return query.starts_with("?ORLACommand=") || query.find("&ORLACommand=") != query.npos;
 }
 
-CommandTarget parse_target(std::string_view target) {
+CommandTarget parseTarget(std::string_view target) {
   if (target.empty() || target.front() != '/') refuse("the target must start with a slash");
-  CommandTarget parsed{decoded_or_refused(split(target).path), std::nullopt};
-  if (names_command(target)) {
-    parsed.command = parse_command(parse_query(target.substr(target.find('?') + 1)));
+  CommandTarget parsed{decodedOrRefused(split(target).path), std::nullopt};
+  if (namesCommand(target)) {
+    parsed.command = parseCommand(parseQuery(target.substr(target.find('?') + 1)));
   }
   return parsed;
 }
 
-TargetDescription describe_target(std::string_view target) {
+TargetDescription describeTarget(std::string_view target) {
   constexpr std::size_t kDescribed = 64;
   const auto readable = [](std::string_view text) {
-    return percent_decode(text).value_or(std::string(text));
+    return percentDecode(text).value_or(std::string(text));
   };
   auto [path, query] = split(target);
   TargetDescription description{"", readable(path), {}};
@@ -148,7 +148,7 @@ TargetDescription describe_target(std::string_view target) {
       description.parameters.emplace_back("...", query);
       break;
     }
-    const std::string_view parameter = take_parameter(query);
+    const std::string_view parameter = takeParameter(query);
     const std::string_view name = parameter.substr(0, parameter.find('='));
     std::string value = readable(parameter.substr(std::min(parameter.size(), name.size() + 1)));
     if (name == "ORLACommand" && description.command.empty()) {
@@ -160,4 +160,4 @@ TargetDescription describe_target(std::string_view target) {
   return description;
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

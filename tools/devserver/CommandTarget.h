@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace orla {
+namespace orla::devserver {
 
 /*
  * A server command, as it stands in a request target:
@@ -22,7 +22,7 @@ struct Command {
   Word word = Word::kGetVersion;
   std::uint16_t type = 0;               // 1 to 65535; 0 for the version command
   std::vector<std::string> identities;  // in their order, decoded
-  std::string file_name;                // decoded; empty when none was given
+  std::string fileName;                 // decoded; empty when none was given
 };
 
 /* A request target taken apart: a command, or the path of a stored file. */
@@ -42,10 +42,10 @@ struct CommandTarget {
  * or does not belong to the command, a bad or missing type, identities not numbered 0, 1, 2 and so
  * on, an encoding other than UTF-8.
  */
-CommandTarget parse_target(std::string_view target);
+CommandTarget parseTarget(std::string_view target);
 
 /* Whether the query of the target names a command, a known one or not. */
-bool names_command(std::string_view target);
+bool namesCommand(std::string_view target);
 
 /*
  * What a request target says, for people to read. Nothing is refused: what cannot be decoded stands
@@ -57,6 +57,6 @@ struct TargetDescription {
   std::vector<std::pair<std::string, std::string>> parameters;  // the other ones, in their order
 };
 
-TargetDescription describe_target(std::string_view target);
+TargetDescription describeTarget(std::string_view target);
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -15,7 +15,7 @@
 #include "Refusal.h"
 #include "RequestSource.h"
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
 constexpr std::size_t kPieceSize = 256 * 1024;
@@ -33,15 +33,15 @@ struct Current {
 thread_local std::optional<Current> current;
 
 /* What the file system reports: a full disk and the like. */
-Refusal storage_refusal(const std::system_error& error) {
+Refusal storageRefusal(const std::system_error& error) {
   const bool full = error.code().value() == ENOSPC || error.code().value() == EDQUOT;
   return Refusal(full ? 507 : 500, error.what());
 }
 
 /* The name under which an upload is stored. */
-std::string storage_name(const Command& command) {
-  std::string name = command.file_name.empty() ? compile_name(command) : command.file_name;
-  if (!is_package_name(name)) throw Refusal(400, "no package can be stored under this name");
+std::string storageName(const Command& command) {
+  std::string name = command.fileName.empty() ? compileName(command) : command.fileName;
+  if (!isPackageName(name)) throw Refusal(400, "no package can be stored under this name");
   return name;
 }
 
@@ -53,7 +53,7 @@ void checkHead(const httplib::Request& request, const std::string& ownHost) {
   checkSource(request, ownHost);
 }
 
-std::string peer_text(const httplib::Request& request) {
+std::string peerText(const httplib::Request& request) {
   if (request.remote_addr.empty()) return "";
   const bool bracketed = request.remote_addr.find(':') != std::string::npos;
   const std::string host = bracketed ? "[" + request.remote_addr + "]" : request.remote_addr;
@@ -86,7 +86,7 @@ DevServer::DevServer(const Options& options)
       });
   server_.set_read_timeout(kStallSeconds);
   server_.set_write_timeout(kStallSeconds);
-  server_.set_payload_max_length(options_.max_upload);
+  server_.set_payload_max_length(options_.maxUpload);
   server_.set_logger([this](const httplib::Request& request, const httplib::Response& response) {
     record(request, response);
   });
@@ -171,13 +171,13 @@ DevServer::Answer DevServer::get(const httplib::Request& request) const {
   if (request.method != "GET" && request.method != "HEAD") {
     throw Refusal(405, "only GET, HEAD and POST are served");
   }
-  const CommandTarget target = parse_target(request.target);
+  const CommandTarget target = parseTarget(request.target);
   if (!target.command) return package(target.path.substr(1));
   switch (target.command->word) {
     case Command::Word::kGetVersion:
       return text(options_.version);
     case Command::Word::kCompileName:
-      return text(storage_name(*target.command));
+      return text(storageName(*target.command));
     case Command::Word::kUploadPackage:
       break;
   }
@@ -193,16 +193,16 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
   std::optional<Refusal> refusal;
   try {
     checkRequest(request);
-    const CommandTarget target = parse_target(request.target);
+    const CommandTarget target = parseTarget(request.target);
     if (!target.command || target.command->word != Command::Word::kUploadPackage) {
       throw Refusal(405, "POST is for the UploadPackage command");
     }
-    name = storage_name(*target.command);
+    name = storageName(*target.command);
     upload.emplace(store_, name);
   } catch (const Refusal& error) {
     refusal = error;
   } catch (const std::system_error& error) {
-    refusal = storage_refusal(error);
+    refusal = storageRefusal(error);
   }
 
   // A request that announces no body has none: an empty package comes so.
@@ -214,12 +214,12 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
     if (refusal) return true;
     try {
       // A chunked body tells its size only at its end.
-      if (received > options_.max_upload) throw Refusal(413, "the package is too large");
+      if (received > options_.maxUpload) throw Refusal(413, "the package is too large");
       upload->write(data, size);
     } catch (const Refusal& error) {
       refusal = error;
     } catch (const std::system_error& error) {
-      refusal = storage_refusal(error);
+      refusal = storageRefusal(error);
     }
     return true;
   });
@@ -271,9 +271,9 @@ void DevServer::answer(httplib::Response& response, const std::function<Answer()
   } catch (const Refusal& refusal) {
     refuse(refusal);
   } catch (const std::system_error& error) {
-    refuse(storage_refusal(error));
+    refuse(storageRefusal(error));
   }
-  wait_delay();
+  waitDelay();
   // "Not modified" has no body in any framing.
   if (response.status != 304) frame(response, std::move(answer));
 }
@@ -295,20 +295,20 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
   }
   // Without a length the whole is sent, also to one who asks for a range of it.
   if (response.status == -1) response.status = 200;
-  const auto send_all = [send, size](std::size_t offset, httplib::DataSink& sink) mutable {
+  const auto sendAll = [send, size](std::size_t offset, httplib::DataSink& sink) mutable {
     if (offset < size) return send(offset, size - offset, sink);
     sink.done();
     return true;
   };
   if (options_.framing == Framing::kChunked) {
-    response.set_chunked_content_provider(answer.type, send_all);
+    response.set_chunked_content_provider(answer.type, sendAll);
   } else {
-    response.set_content_provider(answer.type, send_all);
+    response.set_content_provider(answer.type, sendAll);
   }
 }
 
 /* Ends early when the server is stopped. */
-void DevServer::wait_delay() {
+void DevServer::waitDelay() {
   std::unique_lock lock(mutex_);
   stopped_.wait_for(lock, options_.delay, [this] { return stopping_; });
 }
@@ -323,9 +323,9 @@ void DevServer::record(const httplib::Request& request, const httplib::Response&
   record.duration = std::chrono::duration_cast<std::chrono::microseconds>(
       std::chrono::steady_clock::now() - ended.start);
   record.time = std::chrono::system_clock::now() - record.duration;
-  record.peer = peer_text(request);
+  record.peer = peerText(request);
   record.method = request.method;
-  record.target = describe_target(request.target);
+  record.target = describeTarget(request.target);
   if (record.target.command.empty() && (record.method == "GET" || record.method == "HEAD")) {
     record.target.command = "Download";
   }
@@ -337,4 +337,4 @@ void DevServer::record(const httplib::Request& request, const httplib::Response&
   log_.add(std::move(record));
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

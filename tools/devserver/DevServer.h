@@ -13,7 +13,7 @@
 #include "RequestLog.h"
 #include "StatusPage.h"
 
-namespace orla {
+namespace orla::devserver {
 
 /*
  * The management server of a developer's desk: answers the agent's four commands on a folder of its
@@ -69,7 +69,7 @@ class DevServer {
   void checkRequest(const httplib::Request& request) const;
   void answer(httplib::Response& response, const std::function<Answer()>& make);
   void frame(httplib::Response& response, Answer answer) const;
-  void wait_delay();
+  void waitDelay();
   void record(const httplib::Request& request, const httplib::Response& response);
 
   const Options options_;
@@ -85,4 +85,4 @@ class DevServer {
   bool stopping_ = false;  // under mutex_
 };
 
-}  // namespace orla
+}  // namespace orla::devserver

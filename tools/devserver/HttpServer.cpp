@@ -5,7 +5,7 @@
 #include <string_view>
 #include <sys/socket.h>
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
 // A client reads the refusal only after it has sent its whole head, so this much more is read and
@@ -104,4 +104,4 @@ bool HttpServer::process_and_close_socket(socket_t socket) {
   return served;
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <httplib.h>
 
-namespace orla {
+namespace orla::devserver {
 
 /// The server of the HTTP library, which would hold header lines of any size in memory, with a limit
 /// on them. Each connection carries one request.
@@ -21,4 +21,4 @@ class HttpServer : public httplib::Server {
   bool process_and_close_socket(socket_t socket) override;
 };
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace orla {
+namespace orla::devserver {
 
 /* How the body of an answer is delimited. */
 enum class Framing {
@@ -16,12 +16,12 @@ enum class Framing {
 /* What the command line settles for the whole run. */
 struct Options {
   std::string folder;
-  std::string version = "1.0.0";                      // the answer to GetVersion
-  std::uint64_t max_upload = std::uint64_t{1} << 30;  // bytes
-  std::chrono::milliseconds delay{0};                 // before each answer to a command
-  int fail = 0;                                       // HTTP status of every such answer; 0: none
-  Framing framing = Framing::kLength;                 // of these answers
-  bool silent = false;                                // no line for each request
+  std::string version = "1.0.0";                     // the answer to GetVersion
+  std::uint64_t maxUpload = std::uint64_t{1} << 30;  // bytes
+  std::chrono::milliseconds delay{0};                // before each answer to a command
+  int fail = 0;                                      // HTTP status of every such answer; 0: none
+  Framing framing = Framing::kLength;                // of these answers
+  bool silent = false;                               // no line for each request
 };
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -13,10 +13,10 @@
 #include <unistd.h>
 #include <utility>
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
-constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kMaxNameSize = 200;
 
 [[noreturn]] void fail(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -27,12 +27,12 @@ int checked(int descriptor, const std::string& what) {
   return descriptor;
 }
 
-bool is_letter_or_digit(char c) {
+bool isLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
 /* Whether a Windows agent would open a device under this name; an extension does not help. */
-bool is_device_name(std::string_view name) {
+bool isDeviceName(std::string_view name) {
   std::string stem(name.substr(0, name.find('.')));
   stem.erase(stem.find_last_not_of(' ') + 1);
   std::transform(stem.begin(), stem.end(), stem.begin(), [](char c) {
@@ -105,7 +105,7 @@ PackageStore::PackageStore(const std::filesystem::path& folder) {
 }
 
 std::optional<PackageStore::Package> PackageStore::open(const std::string& name) const {
-  if (!is_package_name(name)) return std::nullopt;
+  if (!isPackageName(name)) return std::nullopt;
   // Not blocking: a pipe that lies in the folder must not hold the server up.
   FileDescriptor file(
       ::openat(folder_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -128,55 +128,55 @@ PackageStore::Listing PackageStore::list(std::size_t most) const {
     errno = error;
     fail(what);
   }
-  const auto next_entry = [&] {
+  const auto nextEntry = [&] {
     errno = 0;
     const dirent* entry = ::readdir(folder.get());
     if (entry == nullptr && errno != 0) fail(what);
     return entry;
   };
   Listing listing;
-  std::multimap<std::chrono::system_clock::time_point, Listing::Entry> by_time;
-  while (const dirent* entry = next_entry()) {
+  std::multimap<std::chrono::system_clock::time_point, Listing::Entry> byTime;
+  while (const dirent* entry = nextEntry()) {
     struct stat status {};
-    if (!is_package_name(entry->d_name) ||
+    if (!isPackageName(entry->d_name) ||
         ::fstatat(folder_.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
         !S_ISREG(status.st_mode)) {
       continue;
     }
     ++listing.total;
-    const auto since_epoch = std::chrono::seconds(status.st_mtim.tv_sec) +
-                             std::chrono::nanoseconds(status.st_mtim.tv_nsec);
-    const std::chrono::system_clock::time_point stored(since_epoch);
-    by_time.emplace(
+    const auto sinceEpoch = std::chrono::seconds(status.st_mtim.tv_sec) +
+                            std::chrono::nanoseconds(status.st_mtim.tv_nsec);
+    const std::chrono::system_clock::time_point stored(sinceEpoch);
+    byTime.emplace(
         stored, Listing::Entry{entry->d_name, static_cast<std::uint64_t>(status.st_size), stored});
-    if (by_time.size() > most) by_time.erase(by_time.begin());
+    if (byTime.size() > most) byTime.erase(byTime.begin());
   }
-  std::for_each(by_time.rbegin(), by_time.rend(),
+  std::for_each(byTime.rbegin(), byTime.rend(),
                 [&](auto& found) { listing.newest.push_back(std::move(found.second)); });
   return listing;
 }
 
-bool is_package_name(std::string_view name) {
-  if (name.empty() || name.size() > kLongestName) return false;
+bool isPackageName(std::string_view name) {
+  if (name.empty() || name.size() > kMaxNameSize) return false;
   constexpr std::string_view kForbidden = "/\\:*?\"<>|";
   const bool bad = std::any_of(name.begin(), name.end(), [&](char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte < 0x20 || byte == 0x7F || kForbidden.find(c) != std::string_view::npos;
   });
-  const auto is_edge = [](char c) { return c == '.' || c == ' '; };
-  return !bad && !is_edge(name.front()) && !is_edge(name.back()) && !is_device_name(name);
+  const auto isEdge = [](char c) { return c == '.' || c == ' '; };
+  return !bad && !isEdge(name.front()) && !isEdge(name.back()) && !isDeviceName(name);
 }
 
-std::string compile_name(const Command& command) {
+std::string compileName(const Command& command) {
   std::string name = std::to_string(command.type);
   for (const std::string& identity : command.identities) {
     name += '-';
     std::transform(identity.begin(), identity.end(), std::back_inserter(name), [](char c) {
-      const bool kept = is_letter_or_digit(c) || c == '-' || c == '.' || (c & 0x80) != 0;
+      const bool kept = isLetterOrDigit(c) || c == '-' || c == '.' || (c & 0x80) != 0;
       return kept ? c : '_';
     });
   }
   return name + ".pkg";
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

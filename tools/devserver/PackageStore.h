@@ -10,7 +10,7 @@
 
 #include "CommandTarget.h"
 
-namespace orla {
+namespace orla::devserver {
 
 /* Sole owner of a file descriptor; closes it. */
 class FileDescriptor {
@@ -91,13 +91,13 @@ class PackageStore {
  * no control characters, none of / \ : * ? " < > |, no leading dot or blank, no trailing one, and
  * not the name of a device.
  */
-bool is_package_name(std::string_view name);
+bool isPackageName(std::string_view name);
 
 /*
  * The name under which a package of this type and these identities is stored, such as
  * "7-ws0042-inventory.pkg". What is not a letter, a digit, "-", "." or above 0x7F becomes "_".
  * The same command gives the same name, but unlike ones may share a name.
  */
-std::string compile_name(const Command& command);
+std::string compileName(const Command& command);
 
-}  // namespace orla
+}  // namespace orla::devserver

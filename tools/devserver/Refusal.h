@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace orla {
+namespace orla::devserver {
 
 /* Why a request is not served: the HTTP status of the answer, and the line that is its body. */
 class Refusal : public std::runtime_error {
@@ -16,4 +16,4 @@ class Refusal : public std::runtime_error {
   int status_;
 };
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -6,11 +6,11 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
 /* As in JSON, less the quotation marks. Bytes that are not UTF-8 become U+FFFD. */
-std::string json_text(const std::string& text, bool ascii) {
+std::string jsonText(const std::string& text, bool ascii) {
   const std::string quoted =
       nlohmann::json(text).dump(-1, ' ', ascii, nlohmann::json::error_handler_t::replace);
   return quoted.substr(1, quoted.size() - 2);
@@ -26,13 +26,13 @@ std::string escaped(const std::string& text) {
                                              {"\\u2028", "\\u202e"},
                                              {"\\u2060", "\\u2069"},
                                              {"\\ufeff", "\\ufeff"}};
-  const std::string plain = json_text(text, false);
+  const std::string plain = jsonText(text, false);
   std::string result;
   for (std::size_t i = 0, size = 0; i < plain.size(); i += size) {
     size = 1;
     while (i + size < plain.size() && (plain[i + size] & 0xC0) == 0x80) ++size;
     const std::string character = plain.substr(i, size);
-    const std::string code = json_text(character, true);
+    const std::string code = jsonText(character, true);
     const bool hidden = std::any_of(std::begin(kRanges), std::end(kRanges), [&](const auto& range) {
       return range[0] <= code && code <= range[1];
     });
@@ -41,21 +41,21 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
-std::string or_dash(const std::string& text) {
+std::string orDash(const std::string& text) {
   return text.empty() ? "-" : escaped(text);
 }
 
-std::string in_quotes(const std::string& text) {
+std::string inQuotes(const std::string& text) {
   return '"' + escaped(text) + '"';
 }
 
-std::string log_line(const RequestRecord& record) {
-  std::string line = utc_text(record.time) + ' ' + or_dash(record.peer) + ' ' +
-                     or_dash(record.method) + ' ' +
-                     (record.target.command.empty() ? "-" : in_quotes(record.target.command)) +
-                     ' ' + in_quotes(record.target.path);
+std::string logLine(const RequestRecord& record) {
+  std::string line = utcText(record.time) + ' ' + orDash(record.peer) + ' ' +
+                     orDash(record.method) + ' ' +
+                     (record.target.command.empty() ? "-" : inQuotes(record.target.command)) + ' ' +
+                     inQuotes(record.target.path);
   for (const auto& [name, value] : record.target.parameters) {
-    line += ' ' + escaped(name) + '=' + in_quotes(value);
+    line += ' ' + escaped(name) + '=' + inQuotes(value);
   }
   char numbers[100];
   std::snprintf(numbers, sizeof numbers, ": %d, received %llu, sent %llu, %.1f ms", record.status,
@@ -69,7 +69,7 @@ std::string log_line(const RequestRecord& record) {
 }  // namespace
 
 void RequestLog::add(RequestRecord record) {
-  if (!silent_) std::fprintf(stderr, "%s\n", log_line(record).c_str());
+  if (!silent_) std::fprintf(stderr, "%s\n", logLine(record).c_str());
   const std::lock_guard lock(mutex_);
   record.id = ++total_;
   records_.push_back(std::move(record));
@@ -85,7 +85,7 @@ RequestLog::Extract RequestLog::after(std::uint64_t id) const {
   return extract;
 }
 
-std::string utc_text(std::chrono::system_clock::time_point time) {
+std::string utcText(std::chrono::system_clock::time_point time) {
   const auto milliseconds =
       std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
   const std::time_t seconds =
@@ -99,4 +99,4 @@ std::string utc_text(std::chrono::system_clock::time_point time) {
   return text;
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -10,7 +10,7 @@
 
 #include "CommandTarget.h"
 
-namespace orla {
+namespace orla::devserver {
 
 /* A request as it was served. The texts come from the network and may hold any bytes. */
 struct RequestRecord {
@@ -53,6 +53,6 @@ class RequestLog {
 };
 
 /* As in "2026-02-28T09:30:00.125Z". */
-std::string utc_text(std::chrono::system_clock::time_point time);
+std::string utcText(std::chrono::system_clock::time_point time);
 
-}  // namespace orla
+}  // namespace orla::devserver

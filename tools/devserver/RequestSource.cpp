@@ -7,7 +7,7 @@
 
 #include "Refusal.h"
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
 bool equalsIgnoringCase(const std::string& a, const std::string& b) {
@@ -69,4 +69,4 @@ void checkSource(const httplib::Request& request, const std::string& ownHost) {
   }
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

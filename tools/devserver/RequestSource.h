@@ -3,7 +3,7 @@
 #include <httplib.h>
 #include <string>
 
-namespace orla {
+namespace orla::devserver {
 
 /// Refuses with 403 a request that a browser may have sent for a page of another site. Such a page
 /// must neither store packages nor read them, and with DNS rebinding its own host name leads to this
@@ -16,4 +16,4 @@ namespace orla {
 /// Agents and other programs may leave all three headers out.
 void checkSource(const httplib::Request& request, const std::string& ownHost);
 
-}  // namespace orla
+}  // namespace orla::devserver

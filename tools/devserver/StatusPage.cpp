@@ -8,7 +8,7 @@
 #include "Refusal.h"
 #include "page.h"
 
-namespace orla {
+namespace orla::devserver {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -20,7 +20,7 @@ constexpr char kContentSecurityPolicy[] =
     "require-trusted-types-for 'script'";
 
 /* The path under which the package is downloaded. */
-std::string package_path(const std::string& name) {
+std::string packagePath(const std::string& name) {
   constexpr std::string_view kPlain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -36,7 +36,7 @@ std::string package_path(const std::string& name) {
   return path;
 }
 
-const char* framing_text(Framing framing) {
+const char* framingText(Framing framing) {
   switch (framing) {
     case Framing::kChunked:
       return "chunked";
@@ -48,20 +48,20 @@ const char* framing_text(Framing framing) {
   return "length";
 }
 
-Json to_json(const PackageStore::Listing::Entry& package) {
+Json toJson(const PackageStore::Listing::Entry& package) {
   return {{"name", package.name},
-          {"path", package_path(package.name)},
+          {"path", packagePath(package.name)},
           {"size", package.size},
-          {"stored", utc_text(package.stored)}};
+          {"stored", utcText(package.stored)}};
 }
 
-Json to_json(const RequestRecord& record) {
+Json toJson(const RequestRecord& record) {
   Json parameters = Json::array();
   for (const auto& [name, value] : record.target.parameters) {
     parameters.push_back({{"name", name}, {"value", value}});
   }
   return {{"id", record.id},
-          {"time", utc_text(record.time)},
+          {"time", utcText(record.time)},
           {"peer", record.peer},
           {"method", record.method},
           {"command", record.target.command},
@@ -75,7 +75,7 @@ Json to_json(const RequestRecord& record) {
 }
 
 /* The id after which requests are wanted: the query is empty, or "after=ID". */
-std::uint64_t wanted_after(std::string_view query) {
+std::uint64_t wantedAfter(std::string_view query) {
   constexpr std::string_view kAfter = "after=";
   if (query.empty()) return 0;
   std::uint64_t id = 0;
@@ -93,7 +93,7 @@ StatusPage::StatusPage(const Options& options, const PackageStore& store, const 
     : options_(options), store_(store), log_(log), started_(std::chrono::system_clock::now()) {}
 
 bool StatusPage::owns(std::string_view target) {
-  return target.starts_with(kPath) && !names_command(target);
+  return target.starts_with(kPath) && !namesCommand(target);
 }
 
 void StatusPage::answer(const httplib::Request& request, httplib::Response& response) const {
@@ -115,7 +115,7 @@ void StatusPage::answer(const httplib::Request& request, httplib::Response& resp
   } else if (part == "page.js") {
     response.set_content(kPageJs, "text/javascript; charset=utf-8");
   } else if (part == "status.json") {
-    response.set_content(json(wanted_after(query.substr(query.empty() ? 0 : 1))),
+    response.set_content(json(wantedAfter(query.substr(query.empty() ? 0 : 1))),
                          "application/json");
   } else {
     throw Refusal(404, "no such part of the status page");
@@ -127,19 +127,19 @@ std::string StatusPage::json(std::uint64_t after) const {
   const RequestLog::Extract extract = log_.after(after);
   Json status = {{"program", "orla-devserver"},
                  {"version", ORLA_VERSION},
-                 {"started", utc_text(started_)},
+                 {"started", utcText(started_)},
                  {"server_version", options_.version},
-                 {"max_upload", options_.max_upload},
+                 {"max_upload", options_.maxUpload},
                  {"delay_ms", options_.delay.count()},
                  {"fail", options_.fail},
-                 {"framing", framing_text(options_.framing)},
+                 {"framing", framingText(options_.framing)},
                  {"packages_total", listing.total},
                  {"packages", Json::array()},
                  {"requests_total", extract.total},
                  {"requests", Json::array()}};
-  for (const auto& package : listing.newest) status["packages"].push_back(to_json(package));
-  for (const auto& record : extract.records) status["requests"].push_back(to_json(record));
+  for (const auto& package : listing.newest) status["packages"].push_back(toJson(package));
+  for (const auto& record : extract.records) status["requests"].push_back(toJson(record));
   return status.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-}  // namespace orla
+}  // namespace orla::devserver

@@ -9,7 +9,7 @@
 #include "PackageStore.h"
 #include "RequestLog.h"
 
-namespace orla {
+namespace orla::devserver {
 
 /*
  * What the server is doing, for the browser, and as JSON for programs. The paths below kPath are no
@@ -40,4 +40,4 @@ class StatusPage {
   const std::chrono::system_clock::time_point started_;
 };
 
-}  // namespace orla
+}  // namespace orla::devserver

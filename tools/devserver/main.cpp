@@ -19,10 +19,11 @@
 #include "StatusPage.h"
 #include "standard_streams.h"
 
+namespace orla::devserver {
 namespace {
 
 /* Serves until SIGINT or SIGTERM; the caller's threads have both blocked. */
-bool serve_until_signal(orla::DevServer& server, const sigset_t& signals) {
+bool serveUntilSignal(DevServer& server, const sigset_t& signals) {
   bool served = false;
   std::thread listener([&] {
     served = server.run();
@@ -39,8 +40,7 @@ bool serve_until_signal(orla::DevServer& server, const sigset_t& signals) {
 }
 
 /* Reads the command line into options, host and port; throws what CLI11 makes of a bad one. */
-void parse(int argc, char** argv, CLI::App& app, orla::Options& options, std::string& host,
-           int& port) {
+void parse(int argc, char** argv, CLI::App& app, Options& options, std::string& host, int& port) {
   app.name("orla-devserver");
   app.set_version_flag("--version", "orla-devserver " ORLA_VERSION, "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this help and exit");
@@ -58,7 +58,7 @@ void parse(int argc, char** argv, CLI::App& app, orla::Options& options, std::st
   app.add_option("--server-version", options.version, "Answer to GetVersion")
       ->type_name("TEXT")
       ->capture_default_str();
-  app.add_option("--max-upload", options.max_upload, "Largest package; 64M and the like are read")
+  app.add_option("--max-upload", options.maxUpload, "Largest package; 64M and the like are read")
       ->type_name("BYTES")
       ->transform(CLI::AsSizeValue(false).description(""))
       ->default_str("1G");
@@ -78,11 +78,11 @@ void parse(int argc, char** argv, CLI::App& app, orla::Options& options, std::st
       ->check(CLI::Range(300, 599).description(""))
       ->group(trying);
   CLI::Option* chunked = app.add_flag_callback(
-                                "--chunked", [&] { options.framing = orla::Framing::kChunked; },
+                                "--chunked", [&] { options.framing = Framing::kChunked; },
                                 "Send bodies in chunks, without a length")
                              ->group(trying);
   CLI::Option* close = app.add_flag_callback(
-                              "--close", [&] { options.framing = orla::Framing::kClose; },
+                              "--close", [&] { options.framing = Framing::kClose; },
                               "Send bodies that end where the connection does")
                            ->group(trying);
   chunked->excludes(close);
@@ -101,17 +101,20 @@ void parse(int argc, char** argv, CLI::App& app, orla::Options& options, std::st
       "  orla-devserver --dir packages --chunked             does it need a length?\n"
       "  orla-devserver --dir packages --host 0.0.0.0        for agents on other machines");
   app.parse(argc, argv);
-  if (options.fail == 304 && options.framing != orla::Framing::kLength) {
+  if (options.fail == 304 && options.framing != Framing::kLength) {
     throw CLI::ValidationError(
         "--fail 304 answers without a body: --chunked and --close do not apply to it");
   }
 }
 
 }  // namespace
+}  // namespace orla::devserver
+
+using namespace orla::devserver;
 
 int main(int argc, char** argv) {
   if (!orla::openMissingStandardStreams()) return 1;
-  orla::Options options;
+  Options options;
   std::string host = "127.0.0.1";
   int port = 8080;
   CLI::App app{
@@ -134,7 +137,7 @@ int main(int argc, char** argv) {
   ::sigaddset(&signals, SIGTERM);
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   try {
-    orla::DevServer server(options);
+    DevServer server(options);
     const int bound = server.bind(host, port);
     if (bound < 0) {
       std::fprintf(
@@ -147,9 +150,9 @@ int main(int argc, char** argv) {
     const std::string shown = host.find(':') == std::string::npos ? host : "[" + host + "]";
     std::printf("orla-devserver: listening on http://%s:%d/\n", shown.c_str(), bound);
     std::printf("orla-devserver: status page http://%s:%d%s\n", shown.c_str(), bound,
-                orla::StatusPage::kPath);
+                StatusPage::kPath);
     std::fflush(stdout);
-    return serve_until_signal(server, signals) ? 0 : 1;
+    return serveUntilSignal(server, signals) ? 0 : 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "orla-devserver: %s\n", error.what());
     return 1;
