@@ -23,7 +23,7 @@ std::optional<unsigned> decimal(std::string_view text) {
   return value;
 }
 
-/* None when a percent sign has no two hexadecimal digits. */
+/// None when a percent sign has no two hexadecimal digits.
 std::optional<std::string> percentDecode(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -48,7 +48,7 @@ std::string decodedOrRefused(std::string_view text) {
   return *std::move(decoded);
 }
 
-/* Cuts the first parameter off a query that is not empty. */
+/// Cuts the first parameter off a query that is not empty.
 std::string_view takeParameter(std::string_view& query) {
   const std::string_view parameter = query.substr(0, query.find('&'));
   query.remove_prefix(std::min(query.size(), parameter.size() + 1));
@@ -69,7 +69,7 @@ Parameters parseQuery(std::string_view query) {
   return parameters;
 }
 
-/* Removes the parameter from the list and returns it. */
+/// Removes the parameter from the list and returns it.
 std::optional<std::string> take(Parameters& parameters, std::string_view name) {
   const auto found = parameters.find(name);
   if (found == parameters.end()) return std::nullopt;
@@ -106,7 +106,7 @@ Command parseCommand(Parameters parameters) {
   return command;
 }
 
-/* A target's path and its query; a counter may follow the path without a question mark. */
+/// A target's path and its query; a counter may follow the path without a question mark.
 struct Split {
   std::string_view path;
   std::string_view query;

@@ -9,13 +9,11 @@
 
 namespace orla::devserver {
 
-/*
- * A server command, as it stands in a request target:
- *
- *   /path?ORLACommand=GetVersion
- *   /path?ORLACommand=CompileName&Type=7&Identity0=a&Identity1=b%20c&Encoding=UTF-8
- *   /path?ORLACommand=UploadPackage&Type=7&Identity0=a&Encoding=UTF-8&FileName=x.pkg
- */
+/// A server command, as it stands in a request target:
+///
+///   /path?ORLACommand=GetVersion
+///   /path?ORLACommand=CompileName&Type=7&Identity0=a&Identity1=b%20c&Encoding=UTF-8
+///   /path?ORLACommand=UploadPackage&Type=7&Identity0=a&Encoding=UTF-8&FileName=x.pkg
 struct Command {
   enum class Word { kGetVersion, kCompileName, kUploadPackage };
 
@@ -25,32 +23,28 @@ struct Command {
   std::string fileName;                 // decoded; empty when none was given
 };
 
-/* A request target taken apart: a command, or the path of a stored file. */
+/// A request target taken apart: a command, or the path of a stored file.
 struct CommandTarget {
   std::string path;  // decoded; starts with "/"
   std::optional<Command> command;
 };
 
-/*
- * Reads the target of a request line. The path of a command may be any; the query of a target that
- * names no command is ignored. A "+" stands for itself: a blank arrives as "%20".
- *
- * A download's counter is appended to the target as it stands, which may have no query: the path
- * ends before "&Counter=" too.
- *
- * Refuses with 400: a bad percent escape, an unknown command or parameter, one that is given twice
- * or does not belong to the command, a bad or missing type, identities not numbered 0, 1, 2 and so
- * on, an encoding other than UTF-8.
- */
+/// Reads the target of a request line. The path of a command may be any; the query of a target that
+/// names no command is ignored. A "+" stands for itself: a blank arrives as "%20".
+///
+/// A download's counter is appended to the target as it stands, which may have no query: the path
+/// ends before "&Counter=" too.
+///
+/// Refuses with 400: a bad percent escape, an unknown command or parameter, one that is given twice
+/// or does not belong to the command, a bad or missing type, identities not numbered 0, 1, 2 and so
+/// on, an encoding other than UTF-8.
 CommandTarget parseTarget(std::string_view target);
 
-/* Whether the query of the target names a command, a known one or not. */
+/// Whether the query of the target names a command, a known one or not.
 bool namesCommand(std::string_view target);
 
-/*
- * What a request target says, for people to read. Nothing is refused: what cannot be decoded stands
- * as it came, and so does, as one parameter "...", what follows the first 64.
- */
+/// What a request target says, for people to read. Nothing is refused: what cannot be decoded stands
+/// as it came, and so does, as one parameter "...", what follows the first 64.
 struct TargetDescription {
   std::string command;  // the value of ORLACommand; empty when there is none
   std::string path;

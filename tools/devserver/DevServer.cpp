@@ -20,11 +20,11 @@ namespace {
 
 constexpr std::size_t kPieceSize = 256 * 1024;
 constexpr time_t kStallSeconds = 30;
-/* Up to 63 agents that wait for a delayed answer do not keep the status page from being served. */
+/// Up to 63 agents that wait for a delayed answer do not keep the status page from being served.
 constexpr std::size_t kThreads = 64;
 constexpr char kText[] = "text/plain; charset=utf-8";
 
-/* What is known of the request that this thread serves, from its head to its log line. */
+/// What is known of the request that this thread serves, from its head to its log line.
 struct Current {
   RequestRecord record;
   std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
@@ -32,13 +32,13 @@ struct Current {
 
 thread_local std::optional<Current> current;
 
-/* What the file system reports: a full disk and the like. */
+/// What the file system reports: a full disk and the like.
 Refusal storageRefusal(const std::system_error& error) {
   const bool full = error.code().value() == ENOSPC || error.code().value() == EDQUOT;
   return Refusal(full ? 507 : 500, error.what());
 }
 
-/* The name under which an upload is stored. */
+/// The name under which an upload is stored.
 std::string storageName(const Command& command) {
   std::string name = command.fileName.empty() ? compileName(command) : command.fileName;
   if (!isPackageName(name)) throw Refusal(400, "no package can be stored under this name");
@@ -138,7 +138,7 @@ void DevServer::stop() {
   server_.stop();
 }
 
-/* Answers every request but an upload, whose body is still to be read. */
+/// Answers every request but an upload, whose body is still to be read.
 httplib::Server::HandlerResponse DevServer::route(const httplib::Request& request,
                                                   httplib::Response& response) {
   current.emplace();
@@ -184,7 +184,7 @@ DevServer::Answer DevServer::get(const httplib::Request& request) const {
   throw Refusal(405, "UploadPackage needs the POST method");
 }
 
-/* Reads the body to its end also when it is refused: a client listens only after it has sent. */
+/// Reads the body to its end also when it is refused: a client listens only after it has sent.
 DevServer::Answer DevServer::post(const httplib::Request& request,
                                   const httplib::Response& response,
                                   const httplib::ContentReader& body) const {
@@ -258,7 +258,7 @@ void DevServer::checkRequest(const httplib::Request& request) const {
   }
 }
 
-/* Makes the answer, or that to its refusal, and sends it in the framing that was asked for. */
+/// Makes the answer, or that to its refusal, and sends it in the framing that was asked for.
 void DevServer::answer(httplib::Response& response, const std::function<Answer()>& make) {
   Answer answer;
   const auto refuse = [&](const Refusal& refusal) {
@@ -307,13 +307,13 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
   }
 }
 
-/* Ends early when the server is stopped. */
+/// Ends early when the server is stopped.
 void DevServer::waitDelay() {
   std::unique_lock lock(mutex_);
   stopped_.wait_for(lock, options_.delay, [this] { return stopping_; });
 }
 
-/* Called when the answer is sent, also for a request that the HTTP library refused by itself. */
+/// Called when the answer is sent, also for a request that the HTTP library refused by itself.
 void DevServer::record(const httplib::Request& request, const httplib::Response& response) {
   Current ended = std::exchange(current, std::nullopt).value_or(Current());
   // The page asks once a second, so its requests are left out, but not those that are refused because

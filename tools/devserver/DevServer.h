@@ -15,42 +15,38 @@
 
 namespace orla::devserver {
 
-/*
- * The management server of a developer's desk: answers the agent's four commands on a folder of its
- * own. Each connection carries one request, as the agents' do.
- *
- *   GET  any path?ORLACommand=GetVersion          the version text
- *   GET  any path?ORLACommand=CompileName&...     a name made of type and identities
- *   POST any path?ORLACommand=UploadPackage&...   stores the body under its FileName, or under the
- *                                                 compiled name; answers with that name
- *   GET  /name                                    the stored package
- *   GET  /orla-status/                            the status page
- *
- * Everything else is refused with a 4xx status and a line of reason, a file system that fails with
- * 500, or 507 when it is full. Requests are recorded for the status page, less those of the page
- * itself. Delay, failure and framing of the options are for all answers but the status page's.
- */
+/// The management server of a developer's desk: answers the agent's four commands on a folder of its
+/// own. Each connection carries one request, as the agents' do.
+///
+///   GET  any path?ORLACommand=GetVersion          the version text
+///   GET  any path?ORLACommand=CompileName&...     a name made of type and identities
+///   POST any path?ORLACommand=UploadPackage&...   stores the body under its FileName, or under the
+///                                                 compiled name; answers with that name
+///   GET  /name                                    the stored package
+///   GET  /orla-status/                            the status page
+///
+/// Everything else is refused with a 4xx status and a line of reason, a file system that fails with
+/// 500, or 507 when it is full. Requests are recorded for the status page, less those of the page
+/// itself. Delay, failure and framing of the options are for all answers but the status page's.
 class DevServer {
  public:
   explicit DevServer(const Options& options);
 
-  /*
-   * Starts to listen; connections wait until run(). Port 0 takes a free one. Returns the port, or
-   * -1 when the address cannot be bound.
-   */
+  /// Starts to listen; connections wait until run(). Port 0 takes a free one. Returns the port, or
+  /// -1 when the address cannot be bound.
   int bind(const std::string& host, int port);
 
-  /* Serves until stop(), then ends the requests in progress. False when accepting failed. */
+  /// Serves until stop(), then ends the requests in progress. False when accepting failed.
   bool run();
 
-  /* Ends run(), waiting for it to begin. Any thread but a request's own. */
+  /// Ends run(), waiting for it to begin. Any thread but a request's own.
   void stop();
 
  private:
-  /* What an answer sends, text or package. */
+  /// What an answer sends, text or package.
   struct Answer {
-    /* Puts at most so many bytes from this offset into the buffer; returns their number, 0 at the
-       end, or -1. */
+    /// Puts at most so many bytes from this offset into the buffer; returns their number, 0 at the
+    /// end, or -1.
     using Read = std::function<ssize_t(char* into, std::size_t most, std::uint64_t offset)>;
 
     std::string type;

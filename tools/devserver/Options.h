@@ -6,14 +6,14 @@
 
 namespace orla::devserver {
 
-/* How the body of an answer is delimited. */
+/// How the body of an answer is delimited.
 enum class Framing {
   kLength,   // "Content-Length"
   kChunked,  // "Transfer-Encoding: chunked"
   kClose     // neither: the body ends where the connection does
 };
 
-/* What the command line settles for the whole run. */
+/// What the command line settles for the whole run.
 struct Options {
   std::string folder;
   std::string version = "1.0.0";                     // the answer to GetVersion

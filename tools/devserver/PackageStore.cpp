@@ -31,7 +31,7 @@ bool isLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-/* Whether a Windows agent would open a device under this name; an extension does not help. */
+/// Whether a Windows agent would open a device under this name; an extension does not help.
 bool isDeviceName(std::string_view name) {
   std::string stem(name.substr(0, name.find('.')));
   stem.erase(stem.find_last_not_of(' ') + 1);
@@ -59,7 +59,7 @@ FileDescriptor::~FileDescriptor() {
 
 namespace {
 
-/* A leading dot keeps the file out of reach of every request. */
+/// A leading dot keeps the file out of reach of every request.
 std::string temporaryName() {
   static std::atomic<unsigned> uploads{0};
   return ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);

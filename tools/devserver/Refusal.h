@@ -5,7 +5,7 @@
 
 namespace orla::devserver {
 
-/* Why a request is not served: the HTTP status of the answer, and the line that is its body. */
+/// Why a request is not served: the HTTP status of the answer, and the line that is its body.
 class Refusal : public std::runtime_error {
  public:
   Refusal(int status, const std::string& reason) : std::runtime_error(reason), status_(status) {}

@@ -12,7 +12,7 @@
 
 namespace orla::devserver {
 
-/* A request as it was served. The texts come from the network and may hold any bytes. */
+/// A request as it was served. The texts come from the network and may hold any bytes.
 struct RequestRecord {
   std::uint64_t id = 0;  // from 1, in the order in which requests ended
   std::chrono::system_clock::time_point time;
@@ -26,10 +26,10 @@ struct RequestRecord {
   std::chrono::microseconds duration{0};
 };
 
-/* The last requests, a bounded number; a line for each on the standard error stream unless silent. */
+/// The last requests, a bounded number; a line for each on the standard error stream unless silent.
 class RequestLog {
  public:
-  /* Requests that are kept. A target is at most 8 KiB, so they fill a few MiB at most. */
+  /// Requests that are kept. A target is at most 8 KiB, so they fill a few MiB at most.
   static constexpr std::size_t kKept = 300;
 
   struct Extract {
@@ -39,10 +39,10 @@ class RequestLog {
 
   explicit RequestLog(bool silent) : silent_(silent) {}
 
-  /* Gives the record its id. Any thread. */
+  /// Gives the record its id. Any thread.
   void add(RequestRecord record);
 
-  /* The records with a larger id that are still kept. Any thread. */
+  /// The records with a larger id that are still kept. Any thread.
   Extract after(std::uint64_t id) const;
 
  private:
@@ -52,7 +52,7 @@ class RequestLog {
   std::uint64_t total_ = 0;
 };
 
-/* As in "2026-02-28T09:30:00.125Z". */
+/// As in "2026-02-28T09:30:00.125Z".
 std::string utcText(std::chrono::system_clock::time_point time);
 
 }  // namespace orla::devserver

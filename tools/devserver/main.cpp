@@ -1,9 +1,7 @@
-/*
- * orla-devserver: a management server on one folder, for demonstrations, tests and the development
- * of agents. It trusts whoever reaches it: no authentication, plain HTTP.
- *
- * Exit code: 0 after SIGINT or SIGTERM, 1 when it cannot serve, 2 for a bad command line.
- */
+// orla-devserver: a management server on one folder, for demonstrations, tests and the development
+// of agents. It trusts whoever reaches it: no authentication, plain HTTP.
+//
+// Exit code: 0 after SIGINT or SIGTERM, 1 when it cannot serve, 2 for a bad command line.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -22,7 +20,7 @@
 namespace orla::devserver {
 namespace {
 
-/* Serves until SIGINT or SIGTERM; the caller's threads have both blocked. */
+/// Serves until SIGINT or SIGTERM; the caller's threads have both blocked.
 bool serveUntilSignal(DevServer& server, const sigset_t& signals) {
   bool served = false;
   std::thread listener([&] {
@@ -39,7 +37,7 @@ bool serveUntilSignal(DevServer& server, const sigset_t& signals) {
   return served;
 }
 
-/* Reads the command line into options, host and port; throws what CLI11 makes of a bad one. */
+/// Reads the command line into options, host and port; throws what CLI11 makes of a bad one.
 void parse(int argc, char** argv, CLI::App& app, Options& options, std::string& host, int& port) {
   app.name("orla-devserver");
   app.set_version_flag("--version", "orla-devserver " ORLA_VERSION, "Print the version and exit");
