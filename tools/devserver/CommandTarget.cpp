@@ -23,7 +23,7 @@ std::optional<unsigned> decimal(std::string_view text) {
   return value;
 }
 
-/// None when a percent sign has no two hexadecimal digits.
+/// Returns none if a percent sign is not followed by two hexadecimal digits.
 std::optional<std::string> percentDecode(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -48,7 +48,7 @@ std::string decodedOrRefused(std::string_view text) {
   return *std::move(decoded);
 }
 
-/// Cuts the first parameter off a query that is not empty.
+/// Removes the first parameter from a query that is not empty, and returns it.
 std::string_view takeParameter(std::string_view& query) {
   const std::string_view parameter = query.substr(0, query.find('&'));
   query.remove_prefix(std::min(query.size(), parameter.size() + 1));
@@ -106,7 +106,7 @@ Command parseCommand(Parameters parameters) {
   return command;
 }
 
-/// A target's path and its query; a counter may follow the path without a question mark.
+/// The path of a target and its query. A counter may follow the path without a question mark.
 struct Split {
   std::string_view path;
   std::string_view query;

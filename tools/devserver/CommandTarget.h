@@ -9,7 +9,7 @@
 
 namespace orla::devserver {
 
-/// A server command, as it stands in a request target:
+/// A server command, as it is written in a request target:
 ///
 ///   /path?ORLACommand=GetVersion
 ///   /path?ORLACommand=CompileName&Type=7&Identity0=a&Identity1=b%20c&Encoding=UTF-8
@@ -19,36 +19,43 @@ struct Command {
 
   Word word = Word::kGetVersion;
   std::uint16_t type = 0;               // 1 to 65535; 0 for the version command
-  std::vector<std::string> identities;  // in their order, decoded
-  std::string fileName;                 // decoded; empty when none was given
+  std::vector<std::string> identities;  // in the order of the request, decoded
+  std::string fileName;                 // decoded; empty if missing
 };
 
-/// A request target taken apart: a command, or the path of a stored file.
+/// A parsed request target: a command, or the path of a stored file.
 struct CommandTarget {
   std::string path;  // decoded; starts with "/"
   std::optional<Command> command;
 };
 
-/// Reads the target of a request line. The path of a command may be any; the query of a target that
-/// names no command is ignored. A "+" stands for itself: a blank arrives as "%20".
+/// Parses the target of a request line. A command may have any path. The query of a target without
+/// a command is ignored. A "+" is not decoded, because agents send a space as "%20".
 ///
-/// A download's counter is appended to the target as it stands, which may have no query: the path
-/// ends before "&Counter=" too.
+/// Agents append a download's counter to the target unchanged, even if the target has no query. The
+/// path therefore also ends before "&Counter=".
 ///
-/// Refuses with 400: a bad percent escape, an unknown command or parameter, one that is given twice
-/// or does not belong to the command, a bad or missing type, identities not numbered 0, 1, 2 and so
-/// on, an encoding other than UTF-8.
+/// Throws a Refusal with status 400 for:
+///
+/// - an invalid percent escape;
+/// - an unknown command;
+/// - a parameter that is unknown, repeated, or not one of the command;
+/// - a missing or invalid type;
+/// - identities that are not numbered 0, 1, 2 and so on;
+/// - an encoding other than UTF-8.
 CommandTarget parseTarget(std::string_view target);
 
-/// Whether the query of the target names a command, a known one or not.
+/// Returns true if the query of the target contains a command, known or unknown.
 bool namesCommand(std::string_view target);
 
-/// What a request target says, for people to read. Nothing is refused: what cannot be decoded stands
-/// as it came, and so does, as one parameter "...", what follows the first 64.
+/// The parts of a request target, for people to read. Every target is accepted: a text that cannot
+/// be decoded is copied unchanged. So is the text after the first 64 parameters, as one parameter
+/// "...".
 struct TargetDescription {
-  std::string command;  // the value of ORLACommand; empty when there is none
+  std::string command;  // the value of ORLACommand; empty if missing
   std::string path;
-  std::vector<std::pair<std::string, std::string>> parameters;  // the other ones, in their order
+  std::vector<std::pair<std::string, std::string>>
+      parameters;  // the others, in the order of the request
 };
 
 TargetDescription describeTarget(std::string_view target);

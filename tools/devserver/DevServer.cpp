@@ -20,11 +20,11 @@ namespace {
 
 constexpr std::size_t kPieceSize = 256 * 1024;
 constexpr time_t kStallSeconds = 30;
-/// Up to 63 agents that wait for a delayed answer do not keep the status page from being served.
+/// Enough to serve the status page while up to 63 agents wait for a delayed answer.
 constexpr std::size_t kThreads = 64;
 constexpr char kText[] = "text/plain; charset=utf-8";
 
-/// What is known of the request that this thread serves, from its head to its log line.
+/// The state of the request that this thread serves, from its head to its log line.
 struct Current {
   RequestRecord record;
   std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
@@ -32,7 +32,7 @@ struct Current {
 
 thread_local std::optional<Current> current;
 
-/// What the file system reports: a full disk and the like.
+/// The answer to an error of the file system.
 Refusal storageRefusal(const std::system_error& error) {
   const bool full = error.code().value() == ENOSPC || error.code().value() == EDQUOT;
   return Refusal(full ? 507 : 500, error.what());
@@ -67,7 +67,7 @@ DevServer::DevServer(const Options& options)
       store_(options.folder),
       log_(options.silent),
       page_(options_, store_, log_) {
-  // The library's default would let two servers share a port without a word.
+  // The library's default would let two servers share a port without an error.
   server_.set_socket_options([this](socket_t socket) {
     const int yes = 1;
     ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
@@ -76,8 +76,8 @@ DevServer::DevServer(const Options& options)
   server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
   server_.set_tcp_nodelay(true);
   server_.set_keep_alive_max_count(1);
-  // The library announces the end of each connection, but to an agent "Connection: close" says that
-  // the body has no length. A client that asks for the connection to be kept must hear of it.
+  // The library sends "Connection: close" with every answer, but an agent reads it as "the body has
+  // no length". Only a client that sends a "Connection" header itself needs it.
   server_.set_post_routing_handler(
       [this](const httplib::Request& request, httplib::Response& response) {
         if (options_.framing != Framing::kClose && !request.has_header("Connection")) {
@@ -98,7 +98,7 @@ DevServer::DevServer(const Options& options)
                                     const httplib::ContentReader& body) {
     answer(response, [&] { return post(request, response, body); });
   });
-  // Refusals of the HTTP library itself get their line of reason here; only ours have a type.
+  // Adds the line with the reason to refusals of the HTTP library, which have no content type.
   server_.set_error_handler(
       httplib::Server::Handler([](const httplib::Request&, httplib::Response& response) {
         if (!response.has_header("Content-Type")) {
@@ -115,7 +115,7 @@ int DevServer::bind(const std::string& host, int port) {
   } else if (!server_.bind_to_port(host, port)) {
     port = -1;
   }
-  // The library lets five connections wait, which is too few for many agents at once.
+  // The library lets five connections wait, which is too few for many concurrent agents.
   if (port >= 0) ::listen(listener_, SOMAXCONN);
   return port;
 }
@@ -132,13 +132,13 @@ void DevServer::stop() {
     stopping_ = true;
   }
   stopped_.notify_all();
-  // A stop that comes before the accept loop runs would be lost.
+  // The library ignores a stop before its accept loop runs.
   while (!server_.is_running() && !ended_)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   server_.stop();
 }
 
-/// Answers every request but an upload, whose body is still to be read.
+/// Answers every request except an upload, whose body has not been read yet.
 httplib::Server::HandlerResponse DevServer::route(const httplib::Request& request,
                                                   httplib::Response& response) {
   current.emplace();
@@ -184,7 +184,8 @@ DevServer::Answer DevServer::get(const httplib::Request& request) const {
   throw Refusal(405, "UploadPackage needs the POST method");
 }
 
-/// Reads the body to its end also when it is refused: a client listens only after it has sent.
+/// Reads the whole body even if it is refused, because a client reads the answer only after it has
+/// sent the request.
 DevServer::Answer DevServer::post(const httplib::Request& request,
                                   const httplib::Response& response,
                                   const httplib::ContentReader& body) const {
@@ -205,7 +206,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
     refusal = storageRefusal(error);
   }
 
-  // A request that announces no body has none: an empty package comes so.
+  // A request without these headers has no body: the package is empty.
   const bool announced =
       request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
   std::uint64_t& received = current->record.received;
@@ -213,7 +214,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
     received += size;
     if (refusal) return true;
     try {
-      // A chunked body tells its size only at its end.
+      // The size of a chunked body is known only at its end.
       if (received > options_.maxUpload) throw Refusal(413, "the package is too large");
       upload->write(data, size);
     } catch (const Refusal& error) {
@@ -258,7 +259,8 @@ void DevServer::checkRequest(const httplib::Request& request) const {
   }
 }
 
-/// Makes the answer, or that to its refusal, and sends it in the framing that was asked for.
+/// Sends the answer that `make` returns, or the refusal that it throws, in the framing of the
+/// options.
 void DevServer::answer(httplib::Response& response, const std::function<Answer()>& make) {
   Answer answer;
   const auto refuse = [&](const Refusal& refusal) {
@@ -284,7 +286,8 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
                   std::uint64_t offset, std::uint64_t length, httplib::DataSink& sink) mutable {
     buffer.resize(static_cast<std::size_t>(std::min<std::uint64_t>(length, kPieceSize)));
     const ssize_t count = read(buffer.data(), buffer.size(), offset);
-    // A package that shrank under way cuts the connection: the client sees a truncated body.
+    // If the package became shorter meanwhile, the connection is closed: the client sees a
+    // truncated body.
     if (count <= 0 || !sink.write(buffer.data(), static_cast<std::size_t>(count))) return false;
     current->record.sent += static_cast<std::uint64_t>(count);
     return true;
@@ -293,7 +296,7 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
     if (size == 0) return response.set_content("", answer.type);
     return response.set_content_provider(size, answer.type, send);
   }
-  // Without a length the whole is sent, also to one who asks for a range of it.
+  // Without a length the whole body is sent, even if the client asks for a range.
   if (response.status == -1) response.status = 200;
   const auto sendAll = [send, size](std::size_t offset, httplib::DataSink& sink) mutable {
     if (offset < size) return send(offset, size - offset, sink);
@@ -307,17 +310,17 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
   }
 }
 
-/// Ends early when the server is stopped.
+/// Returns early if the server is stopped.
 void DevServer::waitDelay() {
   std::unique_lock lock(mutex_);
   stopped_.wait_for(lock, options_.delay, [this] { return stopping_; });
 }
 
-/// Called when the answer is sent, also for a request that the HTTP library refused by itself.
+/// Called after the answer was sent, also for a request that the HTTP library itself refused.
 void DevServer::record(const httplib::Request& request, const httplib::Response& response) {
   Current ended = std::exchange(current, std::nullopt).value_or(Current());
-  // The page asks once a second, so its requests are left out, but not those that are refused because
-  // of where they come from.
+  // The page asks once a second, so its requests are left out, but not those that are refused
+  // because of where they come from.
   if (StatusPage::owns(request.target) && response.status != 403) return;
   RequestRecord& record = ended.record;
   record.duration = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -332,7 +335,7 @@ void DevServer::record(const httplib::Request& request, const httplib::Response&
   record.status = response.status;
   const bool refused = response.status >= 400 && response.status < 500;
   if (refused && record.reason.empty()) record.reason = "refused by the HTTP parser";
-  // Its own refusals are plain bodies, not sent in pieces.
+  // Refusals of the library have a plain body, which frame() does not count.
   if (request.method != "HEAD") record.sent += response.body.size();
   log_.add(std::move(record));
 }

@@ -15,8 +15,8 @@
 
 namespace orla::devserver {
 
-/// The management server of a developer's desk: answers the agent's four commands on a folder of its
-/// own. Each connection carries one request, as the agents' do.
+/// A management server for developers: it answers the four commands of an agent and stores the
+/// packages in one directory. Each connection carries one request, as those of the agents do.
 ///
 ///   GET  any path?ORLACommand=GetVersion          the version text
 ///   GET  any path?ORLACommand=CompileName&...     a name made of type and identities
@@ -25,28 +25,30 @@ namespace orla::devserver {
 ///   GET  /name                                    the stored package
 ///   GET  /orla-status/                            the status page
 ///
-/// Everything else is refused with a 4xx status and a line of reason, a file system that fails with
-/// 500, or 507 when it is full. Requests are recorded for the status page, less those of the page
-/// itself. Delay, failure and framing of the options are for all answers but the status page's.
+/// Every other request is refused with a 4xx status and one line with the reason. If the file
+/// system fails, the status is 500, or 507 if it is full. Requests are recorded for the status
+/// page, except those of the page itself. The delay, the failure and the framing in the options
+/// apply to every answer except those of the status page.
 class DevServer {
  public:
   explicit DevServer(const Options& options);
 
-  /// Starts to listen; connections wait until run(). Port 0 takes a free one. Returns the port, or
-  /// -1 when the address cannot be bound.
+  /// Starts to listen on a host name or address. Connections wait until run() is called. Port 0
+  /// selects a free port. Returns the port, or -1 if the address cannot be bound.
   int bind(const std::string& host, int port);
 
-  /// Serves until stop(), then ends the requests in progress. False when accepting failed.
+  /// Serves until stop() is called, then finishes the requests in progress. Returns false if
+  /// accepting connections failed.
   bool run();
 
-  /// Ends run(), waiting for it to begin. Any thread but a request's own.
+  /// Ends run(), after waiting for it to begin. May be called on any thread that serves no request.
   void stop();
 
  private:
-  /// What an answer sends, text or package.
+  /// The body of an answer: a text or a package.
   struct Answer {
-    /// Puts at most so many bytes from this offset into the buffer; returns their number, 0 at the
-    /// end, or -1.
+    /// Copies at most `most` bytes from `offset` into the buffer. Returns their number, 0 at the
+    /// end, or -1 on failure.
     using Read = std::function<ssize_t(char* into, std::size_t most, std::uint64_t offset)>;
 
     std::string type;
@@ -73,7 +75,7 @@ class DevServer {
   RequestLog log_;
   StatusPage page_;
   HttpServer server_;
-  std::string host_;  // the address or name that bind() was given
+  std::string host_;  // the argument of bind()
   socket_t listener_ = INVALID_SOCKET;
   std::atomic<bool> ended_{false};
   std::mutex mutex_;

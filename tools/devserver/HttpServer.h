@@ -5,8 +5,8 @@
 
 namespace orla::devserver {
 
-/// The server of the HTTP library, which would hold header lines of any size in memory, with a limit
-/// on them. Each connection carries one request.
+/// The server of the HTTP library, which would hold header lines of any size in memory, with a
+/// limit on them. Each connection carries one request.
 class HttpServer : public httplib::Server {
  public:
   /// Bytes of a request's head, from the request line to the empty line. Many times what an agent

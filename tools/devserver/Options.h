@@ -10,18 +10,18 @@ namespace orla::devserver {
 enum class Framing {
   kLength,   // "Content-Length"
   kChunked,  // "Transfer-Encoding: chunked"
-  kClose     // neither: the body ends where the connection does
+  kClose     // neither: the body ends when the connection is closed
 };
 
-/// What the command line settles for the whole run.
+/// The settings of the command line.
 struct Options {
   std::string folder;
   std::string version = "1.0.0";                     // the answer to GetVersion
   std::uint64_t maxUpload = std::uint64_t{1} << 30;  // bytes
   std::chrono::milliseconds delay{0};                // before each answer to a command
-  int fail = 0;                                      // HTTP status of every such answer; 0: none
-  Framing framing = Framing::kLength;                // of these answers
-  bool silent = false;                               // no line for each request
+  int fail = 0;                        // HTTP status of every such answer; 0 if disabled
+  Framing framing = Framing::kLength;  // of these answers
+  bool silent = false;                 // writes no log lines
 };
 
 }  // namespace orla::devserver

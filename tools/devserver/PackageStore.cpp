@@ -31,7 +31,7 @@ bool isLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-/// Whether a Windows agent would open a device under this name; an extension does not help.
+/// Returns true if Windows opens a device under this name. It does so with any extension.
 bool isDeviceName(std::string_view name) {
   std::string stem(name.substr(0, name.find('.')));
   stem.erase(stem.find_last_not_of(' ') + 1);
@@ -59,7 +59,7 @@ FileDescriptor::~FileDescriptor() {
 
 namespace {
 
-/// A leading dot keeps the file out of reach of every request.
+/// The name starts with a dot, so that no request can read the file.
 std::string temporaryName() {
   static std::atomic<unsigned> uploads{0};
   return ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);
@@ -99,14 +99,15 @@ void PackageStore::Upload::commit() {
 PackageStore::PackageStore(const std::filesystem::path& folder) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
-  if (error) throw std::system_error(error, "--dir: cannot make the folder " + folder.string());
+  if (error)
+    throw std::system_error(error, "--dir: cannot create the directory " + folder.string());
   folder_ = FileDescriptor(checked(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC),
                                    "cannot open " + folder.string()));
 }
 
 std::optional<PackageStore::Package> PackageStore::open(const std::string& name) const {
   if (!isPackageName(name)) return std::nullopt;
-  // Not blocking: a pipe that lies in the folder must not hold the server up.
+  // O_NONBLOCK, because opening a FIFO in the directory would block.
   FileDescriptor file(
       ::openat(folder_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
@@ -117,7 +118,7 @@ std::optional<PackageStore::Package> PackageStore::open(const std::string& name)
 }
 
 PackageStore::Listing PackageStore::list(std::size_t most) const {
-  // A descriptor of its own: the position in the folder belongs to the descriptor.
+  // A separate descriptor, because the position in the directory belongs to the descriptor.
   const std::string what = "cannot list the packages";
   const int descriptor =
       checked(::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC), what);

@@ -12,7 +12,7 @@
 
 namespace orla::devserver {
 
-/// Sole owner of a file descriptor; closes it.
+/// Owns a file descriptor and closes it.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int descriptor = -1) : descriptor_(descriptor) {}
@@ -26,20 +26,20 @@ class FileDescriptor {
   int descriptor_;
 };
 
-/// The server's folder of packages, flat and without links: whatever name a client gives, nothing
-/// outside the folder is read or written. Any thread may call any operation. Failures of the file
-/// system are std::system_error.
+/// The directory of the packages. Subdirectories and links are not followed: whatever name a client
+/// sends, nothing outside the directory is read or written. Every function may be called on any
+/// thread, and throws std::system_error if the file system fails.
 class PackageStore {
  public:
-  /// A stored package, open for reading. It stays whole while another takes its place.
+  /// A stored package, open for reading. Its content stays the same if an upload replaces it.
   struct Package {
     FileDescriptor file;
     std::uint64_t size;
   };
 
-  /// A package on its way in: a temporary file in the folder that takes its name only when it is
-  /// committed, so that of two uploads to one name the later one wins, whole. Deletes what is not
-  /// committed. The store must outlive it.
+  /// A package that is being uploaded: a temporary file in the directory, which commit() renames.
+  /// If two uploads have the same name, the package is the one that was committed last. The
+  /// destructor deletes the file if it was not committed. The store must outlive the upload.
   class Upload {
    public:
     Upload(const PackageStore& store, std::string name);
@@ -58,7 +58,7 @@ class PackageStore {
     bool committed_ = false;
   };
 
-  /// The packages of a folder, the newest first; of many only some, but total counts them all.
+  /// The newest packages, the newest first, and the number of all packages.
   struct Listing {
     struct Entry {
       std::string name;
@@ -69,27 +69,28 @@ class PackageStore {
     std::uint64_t total = 0;
   };
 
-  /// Makes the folder when it is missing.
+  /// Creates the directory if it is missing.
   explicit PackageStore(const std::filesystem::path& folder);
 
-  /// The stored package; none when the name is unfit, unknown, or not that of a plain file.
+  /// Opens the package. Returns none if the name is invalid, unknown, or not that of a regular
+  /// file.
   std::optional<Package> open(const std::string& name) const;
 
-  /// What open() would find, at most so many.
+  /// Lists the packages that open() can open, at most `most` of them.
   Listing list(std::size_t most) const;
 
  private:
   FileDescriptor folder_;
 };
 
-/// Whether a package may be stored under the name, on any system that agents run on: 1 to 200 bytes,
-/// no control characters, none of / \ : * ? " < > |, no leading dot or blank, no trailing one, and
-/// not the name of a device.
+/// Returns true if agents on every system can use the name for a file: it has 1 to 200 bytes, no
+/// control characters, none of / \ : * ? " < > |, no dot or space at either end, and is not the
+/// name of a Windows device.
 bool isPackageName(std::string_view name);
 
-/// The name under which a package of this type and these identities is stored, such as
-/// "7-ws0042-inventory.pkg". What is not a letter, a digit, "-", "." or above 0x7F becomes "_".
-/// The same command gives the same name, but unlike ones may share a name.
+/// Returns the name of a package with this type and these identities, such as
+/// "7-ws0042-inventory.pkg". Every byte that is not a letter, a digit, "-", "." or above 0x7F
+/// becomes "_". Equal commands have equal names, but different commands may have the same name.
 std::string compileName(const Command& command);
 
 }  // namespace orla::devserver

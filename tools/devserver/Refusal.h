@@ -5,7 +5,8 @@
 
 namespace orla::devserver {
 
-/// Why a request is not served: the HTTP status of the answer, and the line that is its body.
+/// The reason why a request is refused: the HTTP status of the answer, and the line that is its
+/// body.
 class Refusal : public std::runtime_error {
  public:
   Refusal(int status, const std::string& reason) : std::runtime_error(reason), status_(status) {}

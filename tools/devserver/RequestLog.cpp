@@ -9,15 +9,16 @@
 namespace orla::devserver {
 namespace {
 
-/// As in JSON, less the quotation marks. Bytes that are not UTF-8 become U+FFFD.
+/// Escapes the text as in JSON, without the quotation marks. Bytes that are not UTF-8 become
+/// U+FFFD.
 std::string jsonText(const std::string& text, bool ascii) {
   const std::string quoted =
       nlohmann::json(text).dump(-1, ' ', ascii, nlohmann::json::error_handler_t::replace);
   return quoted.substr(1, quoted.size() - 2);
 }
 
-/// The text as in JSON, with no character that a terminal would obey, that is not seen, or that turns
-/// the order of others: those that page.js escapes.
+/// Escapes the text as in JSON, and also control characters, invisible characters and those that
+/// change the direction of the text. page.js escapes the same characters.
 std::string escaped(const std::string& text) {
   constexpr std::string_view kRanges[][2] = {{"\\u007f", "\\u009f"},
                                              {"\\u200b", "\\u200f"},

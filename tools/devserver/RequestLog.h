@@ -12,24 +12,25 @@
 
 namespace orla::devserver {
 
-/// A request as it was served. The texts come from the network and may hold any bytes.
+/// A request and its answer. The texts come from the network and may contain any bytes.
 struct RequestRecord {
-  std::uint64_t id = 0;  // from 1, in the order in which requests ended
+  std::uint64_t id = 0;  // from 1, in the order in which the requests ended
   std::chrono::system_clock::time_point time;
-  std::string peer;    // address and port; empty when the request could not be read
-  std::string method;  // empty when the request could not be read
+  std::string peer;    // address and port; empty if the request could not be read
+  std::string method;  // empty if the request could not be read
   TargetDescription target;
   int status = 0;
-  std::string reason;          // why it was refused; else empty
+  std::string reason;          // why it was refused; empty if it was not
   std::uint64_t received = 0;  // bytes of the request's body
   std::uint64_t sent = 0;      // bytes of the answer's body
   std::chrono::microseconds duration{0};
 };
 
-/// The last requests, a bounded number; a line for each on the standard error stream unless silent.
+/// Keeps the last requests, and writes a line for each to standard error unless it is silent.
 class RequestLog {
  public:
-  /// Requests that are kept. A target is at most 8 KiB, so they fill a few MiB at most.
+  /// The number of requests that are kept. A target has at most 8 KiB, so they need a few MiB at
+  /// most.
   static constexpr std::size_t kKept = 300;
 
   struct Extract {
@@ -39,10 +40,10 @@ class RequestLog {
 
   explicit RequestLog(bool silent) : silent_(silent) {}
 
-  /// Gives the record its id. Any thread.
+  /// Assigns the id of the record and adds it. May be called on any thread.
   void add(RequestRecord record);
 
-  /// The records with a larger id that are still kept. Any thread.
+  /// Returns the kept records with a larger id. May be called on any thread.
   Extract after(std::uint64_t id) const;
 
  private:
@@ -52,7 +53,7 @@ class RequestLog {
   std::uint64_t total_ = 0;
 };
 
-/// As in "2026-02-28T09:30:00.125Z".
+/// Returns the time in UTC, such as "2026-02-28T09:30:00.125Z".
 std::string utcText(std::chrono::system_clock::time_point time);
 
 }  // namespace orla::devserver

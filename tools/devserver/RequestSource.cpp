@@ -14,8 +14,8 @@ bool equalsIgnoringCase(const std::string& a, const std::string& b) {
   return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-/// The host of a `Host` value, with the brackets of an IPv6 address; none if what follows the host is
-/// not a port.
+/// The host of a `Host` value, with the brackets of an IPv6 address; none if what follows the host
+/// is not a port.
 std::optional<std::string> hostWithoutPort(const std::string& value) {
   const std::size_t bracket = value.starts_with('[') ? value.find(']') : 0;
   const std::size_t colon = std::min(value.find(':', bracket), value.size());

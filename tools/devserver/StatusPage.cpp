@@ -13,13 +13,13 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// All that the page needs comes from this server, and what it shows is never taken for markup.
+/// The browser loads everything from this server, and never interprets a text as markup.
 constexpr char kContentSecurityPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src data:; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
     "require-trusted-types-for 'script'";
 
-/// The path under which the package is downloaded.
+/// Returns the path of the download, percent-encoded.
 std::string packagePath(const std::string& name) {
   constexpr std::string_view kPlain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
@@ -74,7 +74,7 @@ Json toJson(const RequestRecord& record) {
           {"duration_ms", static_cast<double>(record.duration.count()) / 1000}};
 }
 
-/// The id after which requests are wanted: the query is empty, or "after=ID".
+/// Parses the query, which is empty or "after=ID": requests with a larger id are listed.
 std::uint64_t wantedAfter(std::string_view query) {
   constexpr std::string_view kAfter = "after=";
   if (query.empty()) return 0;

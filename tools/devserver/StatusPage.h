@@ -11,22 +11,24 @@
 
 namespace orla::devserver {
 
-/// What the server is doing, for the browser, and as JSON for programs. The paths below kPath are no
-/// package's, whose names have no slash, and no command's, which names itself in its query.
+/// The status of the server: a page for browsers, and JSON for programs. No package has a path
+/// below kPath, because package names contain no slash. A request below kPath whose query contains
+/// a command is a command.
 class StatusPage {
  public:
   static constexpr char kPath[] = "/orla-status/";
 
-  /// Packages that are listed, the newest.
+  /// The number of packages that are listed, the newest ones.
   static constexpr std::size_t kListed = 1000;
 
-  /// All three must outlive it.
+  /// The arguments must outlive the page.
   StatusPage(const Options& options, const PackageStore& store, const RequestLog& log);
 
-  /// Whether the request is for the page or one of its parts.
+  /// Returns true if the target is the page or one of its parts.
   static bool owns(std::string_view target);
 
-  /// Answers such a request. Refuses with 400, 404 and 405. Any thread.
+  /// Answers such a request. Throws a Refusal with status 400, 404 or 405. May be called on any
+  /// thread.
   void answer(const httplib::Request& request, httplib::Response& response) const;
 
  private:

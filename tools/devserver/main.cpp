@@ -1,7 +1,8 @@
-// orla-devserver: a management server on one folder, for demonstrations, tests and the development
-// of agents. It trusts whoever reaches it: no authentication, plain HTTP.
+// orla-devserver: a management server for demonstrations, tests and the development of agents. It
+// keeps its packages in one directory. It has no authentication and no encryption: every program
+// that can connect may read and store packages.
 //
-// Exit code: 0 after SIGINT or SIGTERM, 1 when it cannot serve, 2 for a bad command line.
+// Exit code: 0 after SIGINT or SIGTERM, 1 if it cannot serve, 2 if the command line is invalid.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -20,81 +21,84 @@
 namespace orla::devserver {
 namespace {
 
-/// Serves until SIGINT or SIGTERM; the caller's threads have both blocked.
+/// Serves until SIGINT or SIGTERM, which the caller must have blocked in every thread.
 bool serveUntilSignal(DevServer& server, const sigset_t& signals) {
   bool served = false;
   std::thread listener([&] {
     served = server.run();
-    // Wakes the wait below when the server failed by itself.
+    // Ends the wait below if the server failed.
     if (!served) ::kill(::getpid(), SIGTERM);
   });
   int signal = 0;
   ::sigwait(&signals, &signal);
-  // A second signal ends the process at once, whatever requests are in progress.
+  // A second signal ends the process immediately, even if requests are in progress.
   ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
   server.stop();
   listener.join();
   return served;
 }
 
-/// Reads the command line into options, host and port; throws what CLI11 makes of a bad one.
+/// Parses the command line into options, host and port. Throws CLI::ParseError if it is invalid.
 void parse(int argc, char** argv, CLI::App& app, Options& options, std::string& host, int& port) {
   app.name("orla-devserver");
   app.set_version_flag("--version", "orla-devserver " ORLA_VERSION, "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this help and exit");
 
-  app.add_option("--dir", options.folder, "Folder of the packages, made when missing")
-      ->type_name("FOLDER")
+  app.add_option("--dir", options.folder, "Directory of the packages; created if missing")
+      ->type_name("DIRECTORY")
       ->required();
-  app.add_option("--host", host, "Address to listen on; 0.0.0.0 for all of them")
+  app.add_option("--host", host, "Address or host name to listen on; 0.0.0.0 for all addresses")
       ->type_name("ADDRESS")
       ->capture_default_str();
-  app.add_option("--port", port, "Port; 0 takes a free one")
+  app.add_option("--port", port, "Port to listen on; 0 selects a free port")
       ->type_name("N")
       ->check(CLI::Range(0, 65535).description(""))
       ->capture_default_str();
   app.add_option("--server-version", options.version, "Answer to GetVersion")
       ->type_name("TEXT")
       ->capture_default_str();
-  app.add_option("--max-upload", options.maxUpload, "Largest package; 64M and the like are read")
+  app.add_option("--max-upload", options.maxUpload,
+                 "Maximum size of a package; suffixes K, M and G")
       ->type_name("BYTES")
       ->transform(CLI::AsSizeValue(false).description(""))
       ->default_str("1G");
-  app.add_flag("--silent", options.silent, "No line for each request on the standard error stream");
+  app.add_flag("--silent", options.silent, "Do not log requests to standard error");
 
-  const std::string trying = "To try how an agent behaves (every answer but the status page's)";
-  // Up to an hour: more than any agent waits.
+  const std::string testing =
+      "Options to test an agent (they apply to every answer except those of the status page)";
+  // At most an hour, which is longer than any agent waits.
   app.add_option_function<int>(
          "--delay", [&](int ms) { options.delay = std::chrono::milliseconds(ms); },
          "Milliseconds to wait before each answer, up to 3600000")
       ->type_name("MS")
       ->check(CLI::Range(0, 3600000).description(""))
-      ->group(trying);
+      ->group(testing);
   app.add_option("--fail", options.fail,
-                 "Answer every command with this HTTP status, 300 to 599; nothing is stored")
+                 "Answer every command with this HTTP status, 300 to 599; store nothing")
       ->type_name("STATUS")
       ->check(CLI::Range(300, 599).description(""))
-      ->group(trying);
+      ->group(testing);
   CLI::Option* chunked = app.add_flag_callback(
                                 "--chunked", [&] { options.framing = Framing::kChunked; },
                                 "Send bodies in chunks, without a length")
-                             ->group(trying);
+                             ->group(testing);
   CLI::Option* close = app.add_flag_callback(
                               "--close", [&] { options.framing = Framing::kClose; },
-                              "Send bodies that end where the connection does")
-                           ->group(trying);
+                              "Send bodies without a length; closing the connection ends them")
+                           ->group(testing);
   chunked->excludes(close);
 
   app.footer(
-      "The status page http://ADDRESS:N/orla-status/ shows the packages and the last requests as\n"
-      "they come; http://ADDRESS:N/orla-status/status.json is the same for programs.\n"
+      "The status page http://ADDRESS:N/orla-status/ shows the packages and the last requests;\n"
+      "http://ADDRESS:N/orla-status/status.json has the same data for programs.\n"
       "\n"
-      "It trusts whoever reaches it: no authentication, plain HTTP. Stop it with Ctrl-C or "
-      "SIGTERM.\n"
-      "Exit code: 0 stopped by a signal; 1 it cannot serve; 2 bad usage.\n"
+      "There is no authentication and no encryption: every program that can connect may read\n"
+      "and store packages. Requests that a browser sends for pages of other sites are refused.\n"
+      "Stop the server with Ctrl-C or SIGTERM.\n"
+      "Exit code: 0 stopped by a signal; 1 cannot serve; 2 invalid command line.\n"
       "\n"
       "  orla-devserver --dir packages                       then open the status page\n"
-      "  orla-devserver --dir packages --fail 503            does the agent try again later?\n"
+      "  orla-devserver --dir packages --fail 503            does the agent retry later?\n"
       "  orla-devserver --dir packages --delay 5000          does it stay responsive?\n"
       "  orla-devserver --dir packages --chunked             does it need a length?\n"
       "  orla-devserver --dir packages --host 0.0.0.0        for agents on other machines");
@@ -116,19 +120,19 @@ int main(int argc, char** argv) {
   std::string host = "127.0.0.1";
   int port = 8080;
   CLI::App app{
-      "A management server for development: answers the agent's commands on a folder of its own."};
+      "A management server for the development of agents: stores packages in a directory."};
   try {
     parse(argc, argv, app, options, host, port);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    std::fprintf(stderr, "orla-devserver: %s; run \"orla-devserver --help\" for what it takes\n",
+    std::fprintf(stderr, "orla-devserver: %s; run \"orla-devserver --help\" for usage\n",
                  error.what());
     return 2;
   }
 
-  // Else each of the server's many threads keeps what it once used for itself.
+  // Otherwise each of the many threads keeps an arena with the memory that it has freed.
   ::mallopt(M_ARENA_MAX, 2);
-  // Blocked before any thread starts, so that none of them is interrupted.
+  // Blocked before any thread starts, because threads inherit the mask.
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGINT);
@@ -141,7 +145,7 @@ int main(int argc, char** argv) {
       std::fprintf(
           stderr,
           "orla-devserver: cannot listen on %s, port %d: the port is in use, or the address "
-          "is not one of this machine; --port 0 takes a free port\n",
+          "is not one of this machine; --port 0 selects a free port\n",
           host.c_str(), port);
       return 1;
     }

@@ -1,5 +1,6 @@
-// What the thread sanitizer is told about the HTTP library. It comes as it is, not instrumented, so
-// the sanitizer misses how it guards its own static tables and takes their first use for a race.
+// Suppressions for the thread sanitizer. The HTTP library is not instrumented, so the sanitizer
+// does not see how the library synchronizes its static tables, and reports their first use as a
+// race.
 // NOLINTBEGIN(bugprone-reserved-identifier): the sanitizer calls it by this name.
 extern "C" const char* __tsan_default_suppressions();
 

@@ -1,11 +1,11 @@
-// Shows what status.json says, asking for what is new once a second while the page is seen. Whatever
-// comes from outside is put in as text, never as markup.
+// Shows status.json, and asks for new requests once a second while the page is visible. Texts from
+// outside are inserted as text, never as markup.
 "use strict";
 
 const INTERVAL = 1000; // milliseconds
 const SHOWN = 300; // requests
-const LONGEST = 300; // characters of a text; the whole stands in its tooltip
-const PATIENCE = 5000; // milliseconds for an answer
+const LONGEST = 300; // characters of a text; the tooltip shows all of it
+const PATIENCE = 5000; // milliseconds to wait for an answer
 
 let started = null;
 let last = 0; // the id of the newest request that is shown
@@ -13,13 +13,13 @@ let packages = "";
 
 const find = (id) => document.getElementById(id);
 
-// Characters that are not seen, or turn the order of others, are shown as in JSON.
+// Invisible characters, and those that change the direction of the text, are escaped as in JSON.
 function visible(text) {
   return text.replace(/[\x00-\x1f\x7f-\x9f\u200b-\u200f\u2028-\u202e\u2060-\u2069\ufeff]/g,
     (character) => "\\u" + character.charCodeAt(0).toString(16).padStart(4, "0"));
 }
 
-// An element with a class and what it holds: texts and elements.
+// Creates an element with a class and content: texts and elements.
 function make(tag, className, ...content) {
   const element = document.createElement(tag);
   if (className) element.className = className;
@@ -55,7 +55,7 @@ function time(utc) {
   return element;
 }
 
-// The label is for narrow screens, which have no column heads.
+// The label is for narrow screens, where the table has no header.
 function cell(label, className, ...content) {
   const element = make("td", className, ...content);
   if (label) element.dataset.label = label;
