@@ -1,4 +1,4 @@
-// The bytes of every body: what the server sends and the driver finds in the downloaded file.
+// The bytes of every body, which the server sends and the driver checks in the downloaded file.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@ namespace bench {
 /// The pattern repeats after this many bytes.
 inline constexpr std::size_t kPatternSize = 64 * 1024;
 
-/// `size` bytes of it, a multiple of kPatternSize; no two places in one period look alike.
+/// Returns `size` bytes of the pattern, where `size` is a multiple of kPatternSize.
 std::string makePattern(std::size_t size = kPatternSize);
 
 }  // namespace bench

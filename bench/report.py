@@ -1,4 +1,4 @@
-"""Makes tables and pictures of what was measured."""
+"""Creates tables and pictures of the measured values."""
 
 import datetime
 import math
@@ -39,7 +39,7 @@ class Measured:
 
 
 class Spread:
-    """The median of some numbers, and the quartiles around it."""
+    """The median and the quartiles of numbers."""
 
     def __init__(self, numbers):
         self.low, self.median, self.high = statistics.quantiles(numbers, n=4, method="inclusive")
@@ -49,7 +49,7 @@ class Spread:
 
 
 def ratios(results, client, key="command"):
-    """The bare client's number by this client's, round by round."""
+    """Returns the bare client's number divided by this client's, for each round."""
     return Spread([bare[key] / run[key] for bare, run in zip(results[BARE], results[client])])
 
 
@@ -167,7 +167,7 @@ def growth_table(growth):
 
 
 def steepness(points):
-    """The exponent of the growth at its large end: 0 is flat, 1 is linear."""
+    """Returns the exponent of the growth for large sizes: 0 is constant, 1 is linear."""
     last = points[-1]
     first = max((p for p in points if p["x"] * 8 <= last["x"]), key=lambda p: p["x"],
                 default=points[0])
@@ -175,7 +175,7 @@ def steepness(points):
 
 
 def targets(measured):
-    """Rows of: what, target, measured, met."""
+    """Returns the table of targets: what is measured, target, measured value, met."""
     rows = []
 
     def row(what, target, value, met):
@@ -332,7 +332,7 @@ def ratio_picture(measured):
 
 
 def growth_picture(growth):
-    """One panel for each of what grows."""
+    """Returns the gnuplot script with one panel for each kind of growth."""
     panels = [
         ("connections", "connections in the table", "time of a GET, µs", 1e6, ""),
         ("headers", "headers of the reply", "time of a GET, µs", 1e6, "xy"),

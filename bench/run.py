@@ -1,9 +1,9 @@
 """Runs the benchmark's programs, which scripts/bench builds, and writes its report.
 
-Every round runs every client, in shuffled order, and ratios are formed inside a round: what the
-machine does besides falls on all of them alike. Runs are cut into slices, each of them in an order
-of its own, since the speed of a shared machine changes within a second. The bare client runs twice
-in each round; the second run's ratio to the first shows how far apart two equal clients come out.
+Every round runs every client in shuffled order, and ratios are computed within a round, so that
+other load on the machine affects all clients equally. Runs are divided into slices, each in its own
+order, because the speed of a shared machine changes within a second. The bare client runs twice in
+each round. The ratio of its two runs shows how much the results of equal clients differ.
 """
 
 import argparse
@@ -54,7 +54,7 @@ class Scenario:
 
 @contextlib.contextmanager
 def own_server(*arguments):
-    """The benchmark's own server; gives its port."""
+    """Runs the benchmark's own server; yields its port."""
     process = subprocess.Popen([PROGRAMS / "bench-server", *arguments], stdout=subprocess.PIPE)
     try:
         port = process.stdout.readline().strip()
@@ -96,7 +96,7 @@ http {{
 
 @contextlib.contextmanager
 def nginx(folder, own_port, sizes):
-    """nginx with the files that are downloaded from it; gives its port."""
+    """Runs nginx with the files to download; yields its port."""
     (folder / "plain").mkdir()
     for size in sizes:
         download(own_port, size, folder / "plain" / str(size))
@@ -122,7 +122,7 @@ def nginx(folder, own_port, sizes):
 
 
 def download(port, size, path):
-    """Fetches what the own server sends, with the simplest of clients."""
+    """Downloads `size` bytes from the own server into a file."""
     with socket.create_connection(("127.0.0.1", port)) as connection, open(path, "wb") as file:
         connection.sendall(b"GET /plain/%d HTTP/1.1\r\n\r\n" % size)
         head, _, body = connection.makefile("rb").read1(4096).partition(b"\r\n\r\n")
@@ -132,7 +132,7 @@ def download(port, size, path):
 
 
 class Bench:
-    """Knows the servers, the folder for files, and how to run one client once."""
+    """Runs the clients, with the ports of the servers and a directory for files."""
 
     def __init__(self, folder, ports):
         self.folder = folder
@@ -164,7 +164,7 @@ class Bench:
         return result
 
     def rounds(self, scenario, rounds, windows=False):
-        """The results of each client, one for each round: the mean of its slices."""
+        """Returns the results of each client, one for each round: the mean of its slices."""
         results = {client: [] for client in scenario.clients}
         for number in range(rounds):
             say(f"{scenario.title}: round {number + 1} of {rounds}")
@@ -178,7 +178,7 @@ class Bench:
         return results
 
     def system_calls(self, client, scenario):
-        """System calls a command: the difference of two counts leaves the program's start out."""
+        """Returns the system calls per command. Two counts exclude the startup of the program."""
         def total(count):
             file = self.folder / "strace"
             subprocess.run(["strace", "-f", "-c", "-o", file,
@@ -211,7 +211,7 @@ def scenarios(quick, against_nginx):
         "upload": Scenario("upload 64 MiB", "upload", "/upload", 2, size=64 * MIB,
                            slices=4 // part),
     }
-    if against_nginx:  # It makes no chunks of a file, and delays nothing.
+    if against_nginx:  # It sends files without chunks, and has no delays.
         return {key: value for key, value in found.items() if not key.startswith("chunks")}
     found |= {
         "far": Scenario(f"GET, server {FAR_MS} ms away", "get", "/get", 100 // part, server="far"),
@@ -224,7 +224,7 @@ def scenarios(quick, against_nginx):
 
 
 def measure_memory(bench, clients):
-    """The largest of three runs, in bytes over the idle process; and the idle process itself."""
+    """Returns the memory of the idle process, and the maximum of three runs above it, in bytes."""
     table = {}
     for operation, path, sizes in (("download", "/plain/{}", (1, 64, 256)),
                                    ("upload", "/upload", (1, 64))):
@@ -241,10 +241,10 @@ def measure_memory(bench, clients):
 
 
 def measure_growth(bench, quick):
-    """Median seconds a command, and bytes over the idle process, of the library and of the bare
-    client, against what grows."""
+    """Returns the median seconds per command, and the bytes above the idle process, of the library
+    and the bare client for growing sizes."""
     repeats = 3 if quick else 7
-    most_bytes = 64 * MIB  # Of all the commands of a run, unless one alone is larger.
+    most_bytes = 64 * MIB  # Of all commands of a run, unless a single one is larger.
 
     def curve(title, xs, make, clients=(BARE, OURS), environment=lambda x: None):
         points = []
@@ -304,7 +304,7 @@ def parse_arguments():
 
 
 def files_folder():
-    """Where the files are: in memory if there is room, so that no disk is measured."""
+    """Returns the directory for files: in memory if there is space, to exclude the disk."""
     needed = 4 << 30
     memory = pathlib.Path("/dev/shm")
     if memory.is_dir() and shutil.disk_usage(memory).free >= needed:

@@ -5,7 +5,7 @@
 #include "net/RWInetAddr.h"
 
 void orla::fuzz(const RWCString& input) {
-  RWCString plain = input;  // Without its comments, the innermost taken out first.
+  RWCString plain = input;  // Without its comments, the innermost removed first.
   for (std::size_t end = 0; (end = plain.find(')', end)) != RWCString::npos;) {
     const std::size_t start = plain.rfind('(', end);
     if (start != RWCString::npos) plain.erase(start, end + 1 - start);

@@ -1,4 +1,4 @@
-// What the fuzz targets share.
+// Declarations for all fuzz targets.
 #pragma once
 #include <algorithm>
 #include <cstdint>
@@ -6,10 +6,10 @@
 
 #include "support/ErrorOf.h"
 
-/// Ends the program, by an error that nothing catches, when the code under test breaks a promise.
+/// Ends the program with an uncaught exception if the condition is false.
 #define PROMISE(...) ((__VA_ARGS__) ? void() : throw std::logic_error(#__VA_ARGS__))
 
 namespace orla {
-/// Each program's own: tries the code under test with `input`.
+/// Runs the code under test with `input`. Each target defines it.
 void fuzz(const RWCString& input);
 }  // namespace orla

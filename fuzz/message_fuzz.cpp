@@ -1,4 +1,4 @@
-// Messages, cut to every size. The first line of an input is the size, and the status.
+// Messages, truncated to every size. The first line of an input is the size and the status.
 #include "platform/winapi.h"
 
 #include "client/CVekInet.h"
@@ -16,7 +16,8 @@ void orla::fuzz(const RWCString& input) {
 
   const std::size_t chosen = static_cast<unsigned>(status) % 1100, length = formatted.size();
   for (const std::size_t room : {chosen, length - 1, length, length + 1, sizeof known}) {
-    // As much of `whole` as fits stands in the room, with its terminating zero if that fits as well.
+    // The buffer must contain as much of `whole` as fits, with its terminating zero if that fits,
+    // too.
     RWCString buffer;
     const auto holds = [&](const RWCString& whole) {
       RWCString expected = whole + '\0';

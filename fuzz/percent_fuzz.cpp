@@ -1,4 +1,4 @@
-// Percent-encoding, against a decoder of its own, around the size that the text needs.
+// Percent-encoding into buffers of about the required size, checked by a separate decoder.
 #include <cctype>
 #include <cstring>
 

@@ -1,4 +1,4 @@
-// Tries each file of the folder that is given, and each beginning of it.
+// Runs the target with every file of a directory, and with every prefix of each file.
 #include <filesystem>
 #include <fstream>
 #include <iterator>

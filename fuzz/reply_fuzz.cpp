@@ -1,6 +1,6 @@
-// Whole replies from a source that the input steers, through the client's buffer and without it. In
-// an input's first line each character is the size of a read, counted from '0', which finds nothing
-// yet; "H" at its beginning asks for the head alone. The rest is what the server sends.
+// Whole replies, read with the client's buffer and without it. Each character of the input's first
+// line is the size of a read, counted from '0', which means that no data has arrived yet. If the
+// line starts with "H", the request is a HEAD. The other lines are the data that the server sends.
 #include "fuzz.h"
 #include "http/RWBufferedPortal.h"
 #include "http/RWHttpPortal.h"
@@ -16,13 +16,14 @@ static std::size_t sizeOf(char c) {
 struct Outcome {
   bool isComplete() const { return told.starts_with("HTTP/"); }
   bool operator==(const Outcome& o) const { return told == o.told && body == o.body; }
-  RWCString told, body;  // The reply's head, or the error; the body as far as it came.
+  RWCString told, body;  // The reply's head, or the error; the body, which may be incomplete.
   std::size_t used;      // Bytes taken from the source.
 };
 
 static Outcome deliver(const RWCString& method, const RWCString& bytes, const RWCString& sizes = "",
                        bool buffered = false) {
-  std::vector<std::size_t> pieces;  // The sizes go round, and find nothing the first time only.
+  std::vector<std::size_t>
+      pieces;  // The sizes repeat; a read of size 0 occurs only in the first cycle.
   for (std::size_t i = 0; !sizes.empty() && i <= bytes.size() + sizes.size(); ++i)
     pieces.push_back(std::max<std::size_t>(sizeOf(sizes[i % sizes.size()]), i >= sizes.size()));
   const test::PortalFixture source(bytes, pieces);
@@ -34,7 +35,7 @@ static Outcome deliver(const RWCString& method, const RWCString& bytes, const RW
     RWHttpReply reply(lines);
     while (reply.is1XX()) reply = RWHttpReply(lines);
     const auto body = makeBodyPortal(method, reply, portal);
-    // Of just the size asked for: a byte more is an error.
+    // Of exactly the requested size, so that a sanitizer reports every excess byte.
     std::vector<char> piece(sizes.empty() ? 4096 : sizeOf(sizes.front()) + 1);
     while (const int count = body->recv(piece.data(), static_cast<int>(piece.size()), nullptr))
       outcome.body.append(piece.data(), static_cast<std::size_t>(count));
@@ -55,7 +56,7 @@ void fuzz(const RWCString& input) {
   std::erase(steady, '0');
   for (const bool buffered : {false, true}) {
     PROMISE(deliver(method, bytes, steady, buffered) == whole);
-    // A pause may fail a reply, but not end it early.
+    // After a pause a reply may fail, but must not end early.
     const Outcome paused = deliver(method, bytes, sizes, buffered);
     PROMISE(whole.body.starts_with(paused.body));
     PROMISE(!paused.isComplete() || untilClose || paused == whole);

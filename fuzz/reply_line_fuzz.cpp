@@ -1,4 +1,4 @@
-// Reply lines and the replies made of them, against the C library's reading of the code.
+// Reply lines and the replies built from them, compared with the C library's parsing of the code.
 #include <sstream>
 
 #include "fuzz.h"

@@ -1,4 +1,4 @@
-// URLs, those of HTTP cut apart once more.
+// URLs. Those of HTTP are compared with a second parser.
 #include "fuzz.h"
 #include "http/RWURL.h"
 

@@ -1,4 +1,4 @@
-// Version texts, against the C library's scanning.
+// Version texts, compared with the C library's scanf.
 #include "client/VersionText.h"
 #include "fuzz.h"
 
@@ -8,7 +8,7 @@ void orla::fuzz(const RWCString& input) {
   std::sscanf((input + "\n").c_str(), "%*[0-9].%*[0-9].%*[0-9]%*[\r\n]%n", &end);
   const bool valid = static_cast<std::size_t>(end) == input.size() + 1;
   PROMISE(parseVersionText(input, &major, &minor) == valid);
-  // 10^16 is a multiple of 2^16: a field's last sixteen digits tell its value.
+  // 10^16 is a multiple of 2^16: a field's last sixteen digits determine its value.
   const auto valueOf = [](RWCString field) {
     return std::stoull(field.erase(0, std::max<std::size_t>(field.size(), 16) - 16)) % 65536;
   };

@@ -1,4 +1,4 @@
-// The form that every client under measurement has.
+// The interface of every client that is measured.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +18,8 @@ struct Server {
   }
 };
 
-/// The commands of one thread. Each is one request on a TCP connection of its own; a failure, and a
-/// status other than 200, throws. What a client keeps from command to command is its own choice.
+/// The commands of one thread. Each is one request on a separate TCP connection. A failure, or a
+/// status other than 200, throws an exception. A client may keep any state between commands.
 class Client {
  public:
   Client() = default;
@@ -27,22 +27,23 @@ class Client {
   Client& operator=(const Client&) = delete;
   virtual ~Client() = default;
 
-  /// The reply's small body.
+  /// Returns the reply's small body.
   virtual std::string get(const std::string& target) = 0;
-  /// The reply's body goes into the file at `path`, as it comes.
+  /// Writes the reply's body to the file at `path` while it is received.
   virtual void download(const std::string& target, const std::string& path) = 0;
-  /// The file at `path` is read whole, then sent as the body of a POST. The reply's small body.
+  /// Reads the whole file at `path`, then sends it as the body of a POST. Returns the reply's small
+  /// body.
   virtual std::string upload(const std::string& target, const std::string& path) = 0;
 };
 
-/// The targets of the two commands with a fixed one: as the library makes them.
+/// The targets of the commands, in the form in which the library sends them.
 inline constexpr char kIdentity[] = "ws0042";
 inline constexpr char kGetQuery[] =
     "?ORLACommand=CompileName&Type=7&Identity0=ws0042&Encoding=UTF-8";
 inline constexpr char kUploadQuery[] = "?ORLACommand=UploadPackage&Type=7&Encoding=UTF-8";
 inline constexpr std::uint32_t kType = 7;
 
-/// Defined once in each client's own source.
+/// Each client's source defines it.
 std::unique_ptr<Client> makeClient(const Server& server);
 
 }  // namespace bench

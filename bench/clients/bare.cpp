@@ -1,9 +1,9 @@
-// Bare sockets: what the commands cost with nothing but the system's calls, as the measure of the
-// others. It takes no reply but those of the servers that it is measured against: status 200, the
-// header names as they write them, a length or chunks without trailers.
+// Bare sockets: the commands with system calls only, to which the other clients are compared. It
+// accepts only the replies of the benchmark's servers: status 200, header names as these servers
+// write them, and a length or chunks without trailers.
 //
-// BENCH_TWO_WRITES makes it the careless client: the request line and the headers leave apart, and
-// the last of them may wait for the acknowledgement of the first.
+// With BENCH_TWO_WRITES it sends the request line and the headers separately, so that the headers
+// may wait for the acknowledgement of the request line.
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -83,7 +83,7 @@ class Channel {
     }
   }
 
-  /// At least one byte.
+  /// Receives at least one byte.
   std::size_t receive(char* buffer, std::size_t size) const {
     const auto got = ::recv(socket_, buffer, static_cast<Length>(size), 0);
     check(got > 0, "recv");
@@ -94,12 +94,12 @@ class Channel {
   Socket socket_;
 };
 
-/// Takes the chunks' framing away, wherever the buffers' ends fall in it.
+/// Removes the framing of chunks, which may be split between buffers at any place.
 class ChunkDecoder {
  public:
   bool isDone() const { return state_ == kDone; }
 
-  /// Moves the body's bytes among `data` to its beginning. Their number.
+  /// Moves the body's bytes in `data` to its beginning, and returns their number.
   std::size_t decode(char* data, std::size_t size) {
     std::size_t kept = 0;
     for (std::size_t at = 0; at < size && !isDone();) {
@@ -189,7 +189,7 @@ class BareClient : public Client {
     return text;
   }
 
-  /// Receives a reply and hands its body to `take`, one piece for each receive.
+  /// Receives a reply and passes its body to `take`, once for each receive.
   template <class Take>
   void receive(const Channel& channel, Take take) {
     char* const buffer = buffer_.get();

@@ -1,5 +1,5 @@
-// libcurl: its easy handle kept from command to command with everything as it comes, or, with
-// BENCH_NEW_HANDLE, a new handle for each command with large buffers.
+// libcurl, with one easy handle for all commands and default settings or, with BENCH_NEW_HANDLE,
+// with a new handle and large buffers for each command.
 #include <curl/curl.h>
 #include <stdexcept>
 
@@ -44,7 +44,7 @@ class CurlClient : public Client {
     const Bytes bytes = readFile(path);
     std::string body;
     CURL* const handle = prepare(target, appendText, &body);
-    // No "Expect", which would ask the server before the body, and wait.
+    // Without "Expect", which would wait for the server before the body is sent.
     curl_slist* const headers = curl_slist_append(nullptr, "Expect:");
     curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(bytes.size));

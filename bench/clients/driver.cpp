@@ -1,13 +1,13 @@
-// The program around each client: runs one operation many times and prints what it took.
+// The main program of each client: runs one operation many times and prints its cost.
 //
 //   bench-CLIENT get URL COUNT THREADS
-//   bench-CLIENT download URL COUNT THREADS FILE     FILE gets the body, with the thread's number
+//   bench-CLIENT download URL COUNT THREADS FILE     the body goes to FILE.THREAD
 //   bench-CLIENT upload URL COUNT THREADS FILE       FILE is sent
 //
-// One line of JSON: the seconds from the first command's start to the last one's end, the processor
-// seconds in between, and the resident memory in KiB, before the first command and at its largest.
-// Threads and clients are made before the clock starts. Every reply is checked, a downloaded file
-// after the clock has stopped.
+// It prints one line of JSON: the seconds from the start of the first command to the end of the
+// last, the processor seconds between them, and the resident memory in KiB, before the first
+// command and at its peak. Threads and clients are created before the clock starts. Every reply is
+// checked. Downloaded files are checked after the clock has stopped.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -67,7 +67,7 @@ std::string threadFile(const Job& job, int thread) {
   return job.file + "." + std::to_string(thread);
 }
 
-/// The thread's share of the commands.
+/// Runs the thread's share of the commands.
 void runShare(const Job& job, Client& client, int thread) {
   const int share = job.count / job.threads + (thread < job.count % job.threads ? 1 : 0);
   if (job.operation == "get") {

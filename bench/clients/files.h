@@ -1,4 +1,4 @@
-// Local files, the same way for every client that does not bring its own.
+// Access to local files, for every client without its own.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,7 @@
 
 namespace bench {
 
-/// A new file, written without a buffer: each write is one system call, as large as the client makes
-/// it. Failures throw.
+/// A new file, written without a buffer: each write is one system call. Failures throw.
 class OutFile {
  public:
   explicit OutFile(const std::string& path);
@@ -28,10 +27,10 @@ struct Bytes {
   std::size_t size = 0;
 };
 
-/// Reads the file at `path` in as few system calls as there can be. Failures throw.
+/// Reads the file at `path` with as few system calls as possible. Failures throw.
 Bytes readFile(const std::string& path);
 
-/// Throws unless the file at `path` holds `size` bytes of the pattern.
+/// Throws unless the file at `path` contains exactly `size` bytes of the pattern.
 void requirePattern(const std::string& path, std::size_t size);
 
 }  // namespace bench

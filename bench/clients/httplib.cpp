@@ -1,4 +1,4 @@
-// cpp-httplib, its client kept from command to command.
+// cpp-httplib, with one client for all commands.
 #include <httplib.h>
 #include <stdexcept>
 
@@ -34,7 +34,7 @@ class HttplibClient : public Client {
 
   std::string upload(const std::string& target, const std::string& path) override {
     const Bytes bytes = readFile(path);
-    // A provider spares it the copy that it makes of a body given as a whole.
+    // With a provider it does not copy the body.
     const auto provide = [&](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
       return sink.write(bytes.data.get() + offset, length);
     };

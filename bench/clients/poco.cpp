@@ -1,4 +1,4 @@
-// Poco Net, its session kept from command to command.
+// Poco Net, with one session for all commands.
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>

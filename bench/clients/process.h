@@ -1,12 +1,12 @@
-// What the system counts of the calling process.
+// Resource usage of the calling process.
 #pragma once
 
 namespace bench {
 
-/// Processor time so far, of all threads, user and system, in seconds.
+/// Returns the user and system time of all threads so far, in seconds.
 double processorSeconds();
 
-/// The resident set, now and at its largest, in KiB.
+/// Returns the current and the peak resident set size, in KiB.
 long residentKiB();
 long peakResidentKiB();
 

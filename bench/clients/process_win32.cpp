@@ -1,5 +1,5 @@
 // clang-format off
-#include <windows.h>  // Before the other, which needs it.
+#include <windows.h>  // psapi.h needs it.
 #include <psapi.h>
 // clang-format on
 

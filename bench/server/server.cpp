@@ -1,19 +1,19 @@
-// The benchmark's server: replies that cost it next to nothing, on 127.0.0.1.
+// The benchmark's server on 127.0.0.1. It prepares its replies, so that they cost it little time.
 //
 //   bench-server [--far MILLISECONDS] [--late-acknowledgements]
 //
-// It prints its port, and runs until it is ended. With --far each reply waits that long, as from a
-// server at that distance; with --late-acknowledgements received bytes are acknowledged as late as
-// the system allows (40 ms and more), unless the reply carries the acknowledgement.
+// It prints its port, and runs until it is ended. With --far it waits this long before each reply,
+// like a distant server. With --late-acknowledgements it acknowledges received bytes as late as the
+// system allows (40 ms and more), unless the reply carries the acknowledgement.
 //
-//   GET  /get[/HEADERS]        a small text, after that many headers more
+//   GET  /get[/HEADERS]        a small text, with this many additional headers
 //   GET  /plain/SIZE           SIZE bytes of the pattern, with a length
 //   GET  /chunked/CHUNK/SIZE   the same in chunks; CHUNK divides 64 KiB, and SIZE
 //   POST /upload               the number of bytes received, as a text
 //
-// Queries are ignored. The client ends the connection, also one that it asks the server to end; the
-// server answers that with a reset, so that no port stays taken for a minute and makes the
-// connections that follow dearer.
+// Queries are ignored. The client closes every connection, even if it asks the server to close it.
+// The server then resets the connection, because otherwise its port would stay in use for a minute
+// and slow down later connections.
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
@@ -39,7 +39,7 @@
 
 namespace {
 
-constexpr int kThreads = 16;  // Connections served at a time.
+constexpr int kThreads = 16;  // The maximum number of connections at a time.
 constexpr std::size_t kBufferSize = 1024 * 1024;
 constexpr std::size_t kBlockSize = 16 * bench::kPatternSize;
 constexpr char kSmallReply[] = "5.10.1234";
@@ -49,7 +49,7 @@ struct Options {
   bool lateAcknowledgements = false;
 };
 
-/// A block of the pattern in chunks of one size, and the bytes that a chunk takes with its framing.
+/// A block of the pattern in chunks of one size, and the size of a chunk with its framing.
 struct ChunkedBlock {
   explicit ChunkedBlock(std::size_t chunk) {
     if (chunk == 0 || bench::kPatternSize % chunk != 0) throw std::runtime_error("bad chunk size");
@@ -64,7 +64,7 @@ struct ChunkedBlock {
   std::size_t framedSize;
 };
 
-/// What is sent, made once for all connections.
+/// The block that is sent, created once for all connections.
 const std::string& pattern() {
   static const std::string bytes = bench::makePattern(kBlockSize);
   return bytes;
@@ -77,7 +77,7 @@ const ChunkedBlock& chunkedBlock(std::size_t chunk) {
   return blocks.try_emplace(chunk, chunk).first->second;
 }
 
-/// A request's head, as far as the server looks at it.
+/// The parts of a request head that the server uses.
 struct Request {
   explicit Request(std::string_view head) {
     const std::size_t start = head.find(' ') + 1;
@@ -87,7 +87,7 @@ struct Request {
       length = std::strtoull(head.data() + field + kLength.size(), nullptr, 10);
   }
 
-  /// The numbers behind the target's first part; 0 where there is none.
+  /// Returns the numbers after the target's first part, 0 if they are missing.
   std::vector<std::size_t> numbers() const {
     std::vector<std::size_t> found;
     for (std::size_t at = target.find('/', 1); at != std::string::npos;
@@ -107,7 +107,7 @@ class Conversation {
   explicit Conversation(const Options& options)
       : options_(options), buffer_(std::make_unique_for_overwrite<char[]>(kBufferSize)) {}
 
-  /// Ends by an exception, when the client ends the connection.
+  /// Serves requests until the client closes the connection, which throws an exception.
   void serve(int socket) {
     socket_ = socket;
     have_ = 0;
@@ -135,7 +135,7 @@ class Conversation {
     }
   }
 
-  /// Takes a head off the buffer, and leaves there what came behind it.
+  /// Removes a head from the buffer, and leaves the bytes after it there.
   Request receiveHead() {
     std::size_t end;
     while ((end = std::string_view(buffer_.get(), have_).find("\r\n\r\n")) ==
@@ -208,7 +208,7 @@ void serveForever(int listener, const Options& options) {
     try {
       conversation.serve(socket);
     } catch (const std::exception&) {
-      // The client ended the connection, or asked for what there is not and finds no reply.
+      // The client closed the connection, or its request was invalid and gets no reply.
     }
     ::close(socket);
   }

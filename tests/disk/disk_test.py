@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Commands whose local file or folder refuses."""
+"""Commands whose local file or directory cannot be read or written."""
 import os
 import time
 
@@ -7,7 +7,7 @@ from programs import ARGUMENTS, KIND, WAIT, DevServer, ProgramTestCase, Scripted
 
 INTERNAL = r"status 1: Transport internal error \(cannot be written"
 TOO_LONG = r"status 6: .*the path, the name or the identities are too long"
-DISK_SIZE = 1 << 24  # Enough for the files of Wine's server, should a limited client start it.
+DISK_SIZE = 1 << 24  # Enough for the files of Wine's server, if a limited client starts it.
 
 
 class DiskTest(ProgramTestCase):
@@ -22,7 +22,9 @@ class DiskTest(ProgramTestCase):
         return {path: path.read_bytes() for path in self.work.rglob("*") if path.is_file()}
 
     def check(self, message, target, path, before=()):
-        """Downloads the target to the path, or sends what is there: well, or with the message."""
+        """Downloads the target to the path, or sends the path if there is no target.
+
+        Expects success, or the message if there is one."""
         files, output = self.files(), ""
         if not message:
             content = (self.stored / target[1:]).read_bytes()
@@ -33,7 +35,7 @@ class DiskTest(ProgramTestCase):
         self.assertTrue(self.files() == files, "a file is missing, left over or damaged")
 
     def deep(self, length, name):
-        """A path of so many characters, as the client spells it, in folders that are made."""
+        """Returns a path of this length, as the client spells it, and creates its directories."""
         room = length - len(f"{self.drive}{self.work}/{name}")
         folder = str(self.work) + (("/" + "d" * 200) * 3)[:room].rstrip("/").ljust(room, "d")
         os.makedirs(folder, exist_ok=True)
@@ -46,9 +48,9 @@ class DiskTest(ProgramTestCase):
         windows, root, long = bool(ARGUMENTS.emulator), os.geteuid() == 0, "a" * 20
         cases = [  # message, target, path
             (INTERNAL, "/new", "file/file"),
-            (INTERNAL, "/new", "/proc/file"),  # A folder that is read-only for everybody.
+            (INTERNAL, "/new", "/proc/file"),  # A directory that nobody can write.
             ("status 9: cannot be replaced" * windows, "/new", "read-only"),
-            # Windows itself takes no path above 259 characters.
+            # Windows itself accepts no path longer than 259 characters.
             ("", "/new", self.deep(259, long)),
             (INTERNAL * windows, "/new", self.deep(519, long)),
             (INTERNAL, "/new", self.deep(519, "b")),  # The temporary file's path is longer.
@@ -57,7 +59,7 @@ class DiskTest(ProgramTestCase):
             ("status 1: cannot be opened", "", "shut"),
             (f"status {1 if windows else 14}: ", "", self.deep(519, "missing")),
             (TOO_LONG, "", self.deep(520, "missing"))]
-        # Without this right modes bind root too; under Wine a server opens the files, with its own.
+        # Without these capabilities file modes apply to root, too. Wine's server opens the files.
         plain = ("setpriv", "--bounding-set=-dac_override,-dac_read_search") * (root and not windows)
         if not (root and windows):
             cases += [(INTERNAL, "/new", "shut/file"),
@@ -72,7 +74,7 @@ class DiskTest(ProgramTestCase):
             (self.stored / f"{size}").write_bytes(os.urandom(size))
             self.check(message, f"/{size}", "file", before=full)
 
-    def test_process_killed_in_mid_download(self):
+    def test_process_killed_during_download(self):
         with ScriptedServer(reply(200, b"x" * 4096, length=1 << 20), b"") as server:
             process = self.start("get", server.url, "/new", "file")
             limit = time.monotonic() + WAIT
@@ -81,7 +83,7 @@ class DiskTest(ProgramTestCase):
                 time.sleep(0.01)
             process.kill()
             process.wait(WAIT)
-        # What had come stays beside the old file, and is in nobody's way.
+        # The incomplete file remains beside the old file, and does not disturb the next download.
         self.assertRegex(" ".join(sorted(os.listdir(self.work))), r"^\$Ve[0-9A-Fa-f]+\.tmp file$")
         self.assertEqual((self.work / "file").read_bytes(), b"old")
         self.check("", "/new", "file")

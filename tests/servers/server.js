@@ -1,5 +1,6 @@
-// A management server on the socket that is its standard input. The first folder of a target names
-// how the reply is framed: /chunked/, /length/, /close/, or /hints/ (interim replies, then chunks).
+// A management server on the socket that is its standard input. The first directory of a target
+// selects the framing of the reply: /chunked/, /length/, /close/, or /hints/ (interim replies, then
+// chunks).
 'use strict';
 const fs = require('fs');
 const folder = process.argv[2];

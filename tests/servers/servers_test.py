@@ -1,4 +1,4 @@
-"""The client against servers that others wrote, each on a free port, ended by its process id."""
+"""The client with nginx, lighttpd, Python's server and Node's, each on a free port."""
 import functools
 import http.server
 import os
@@ -21,8 +21,10 @@ class ServersTest(ProgramTestCase):
             (self.stored / f"{size}.pkg").write_bytes(os.urandom(size))
 
     def run_server(self, *command, backend=""):
-        """Runs it until the test ends, a listening socket as standard input; returns the port."""
-        # Connections wait in the socket until the server runs, and are refused when it is gone.
+        """Runs the server until the test ends, with a listening socket as standard input.
+
+        Returns the port."""
+        # Connections wait in the socket until the server runs, and are refused after it ended.
         with socket.create_server(("127.0.0.1", 0)) as listener:
             port = listener.getsockname()[1]
             for file in Path(__file__).parent.iterdir():
@@ -35,7 +37,7 @@ class ServersTest(ProgramTestCase):
         return port
 
     def check(self, port, folder, framing, name=None):
-        """Downloads every file, or uses all commands where the server makes this package name."""
+        """Downloads every file. With a name, which the server must return, tests all commands."""
         url = f"http://127.0.0.1:{port}{folder}/agent"
         if name:
             self.expect(0, "5.10\n", "^$", "version", url)
@@ -58,7 +60,7 @@ class ServersTest(ProgramTestCase):
         backend = self.enterContext(DevServer(self.stored, "--server-version", "5.10.1"))
         port = self.run_server("nginx", "-p", ".", "-c", "nginx.conf", backend=backend.url)
         url = f"http://127.0.0.1:{port}"
-        package = f"../stored/{SIZES[-1]}.pkg"  # Refused while most of it is still to be sent.
+        package = f"../stored/{SIZES[-1]}.pkg"  # Refused before most of it was sent.
         for status, *command in (
                 ("10: HTTP 404: file not found.", "get", url, "/none", "got"),
                 ("1: HTTP protocol error: 301", "get", url, "/moved", "got"),

@@ -27,7 +27,7 @@ attack();
 
 
 class Browser(subprocess.Popen):
-    """A page in a browser that is led through a socket, and ends with it."""
+    """A browser with one page, controlled through a socket. It ends when the socket is closed."""
 
     def __init__(self, folder):
         self.link, link = socket.socketpair()
@@ -45,7 +45,7 @@ class Browser(subprocess.Popen):
     def __exit__(self, *_):
         self.link.close()
         self.terminate()
-        self.communicate(timeout=WAIT)  # Its helpers write to the folder until they end.
+        self.communicate(timeout=WAIT)  # Its child processes write to the directory until they end.
 
     def receive(self):
         rest = b""
@@ -59,7 +59,7 @@ class Browser(subprocess.Popen):
         return next(message["result"] for message in self.messages if "id" in message)
 
     def until(self, text):
-        """Waits until the page shows the text; returns all that it shows."""
+        """Waits until the page shows the text. Returns the whole text of the page."""
         look = """new Promise((found) => setInterval(() => {
             const shown = document.body?.innerText ?? "";
             if (shown.includes(%s)) found(shown); }, 20))""" % json.dumps(text)
@@ -68,7 +68,9 @@ class Browser(subprocess.Popen):
 
 
 def recorded(server, count):
-    """The server's status when it has recorded so many requests: it does so after it answered."""
+    """Waits until the server has recorded this many requests, which it does after the answer.
+
+    Returns its status."""
     limit = time.monotonic() + WAIT
     while time.monotonic() < limit:
         status = json.loads(server.ask("GET", "/orla-status/status.json")[1])
@@ -78,7 +80,7 @@ def recorded(server, count):
 
 
 def peak_memory(process):
-    """The largest resident set of the process so far, in bytes."""
+    """Returns the peak resident set size of the process in bytes."""
     status = Path(f"/proc/{process.pid}/status").read_text()
     return int(re.search(r"VmHWM:\s*(\d+) kB", status)[1]) << 10
 
@@ -96,7 +98,7 @@ class DevServerTest(ProgramTestCase):
         compile_name, upload = "/?ORLACommand=CompileName&Type=", "/?ORLACommand=UploadPackage"
         many = "".join(f"&Identity{i}=x" for i in range(12))
         form = {"Content-Type": "multipart/form-data; boundary=b"}
-        requests = [  # status, answer if it is no reason, request
+        requests = [  # status, answer (None: one line with the reason), request
             (200, b"2.5.1", "GET", "/?ORLACommand=GetVersion"),
             (200, b"7.pkg", "GET", compile_name + "7&Encoding=UTF-8"),
             (200, b"7-a_b-c_d.e.pkg", "GET", compile_name + "7&Identity0=a%20b&Identity1=c%2Fd.e"),
@@ -154,7 +156,7 @@ class DevServerTest(ProgramTestCase):
             with socket.create_connection(("127.0.0.1", server.port), WAIT) as cut:
                 cut.sendall(b"POST /?ORLACommand=UploadPackage&Type=1&FileName=cut HTTP/1.1\r\n"
                             b"Content-Length: 100\r\n\r\nonly a part")
-        # Looked at when the server has ended every request.
+        # Checked after the server has finished every request.
         self.assertEqual(sorted(os.listdir(self.stored)), before)
         self.assertEqual(outside.read_bytes(), b"outside")
 
@@ -167,11 +169,11 @@ class DevServerTest(ProgramTestCase):
                 command = [ARGUMENTS.devserver, *options.split()]
                 ended = subprocess.run(command, capture_output=True, timeout=WAIT)
                 self.assertEqual(ended.returncode, code, ended)
-        # Also a signal that comes before the first connection ends it cleanly.
+        # A signal before the first connection ends the server cleanly, too.
         for _ in range(20):
             DevServer(self.folder / "new").__exit__()
 
-    def test_answers_to_try_an_agent_on(self):
+    def test_options_to_test_an_agent(self):
         (self.stored / "a").write_bytes(b"0123456789")
         for options, head, body in (
                 ("", b"206 .*\r\nContent-Length: 10", b"0123456789"),
