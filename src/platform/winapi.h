@@ -136,7 +136,7 @@ BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
 
 /// Closes a kernel object or a file. FALSE with ERROR_INVALID_HANDLE for null or
 /// INVALID_HANDLE_VALUE; FALSE with the reason (ERROR_WRITE_FAULT, ERROR_DISK_FULL) for a file,
-/// closed all the same, of which the system says only now that it lost what was written.
+/// closed anyway, whose written bytes the system reports as lost only now.
 BOOL CloseHandle(HANDLE handle) noexcept;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
@@ -184,6 +184,13 @@ struct OVERLAPPED;  // Never used: always passed as null.
 /// INVALID_HANDLE_VALUE on failure: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder on the
 /// way is missing), ERROR_ACCESS_DENIED (also for a folder), ... Share modes are not enforced by
 /// the port. The handle is not inherited by child processes.
+///
+/// The port refuses with ERROR_ACCESS_DENIED, and never blocks on:
+/// - every file that is not a regular file: a device, a FIFO, a socket;
+/// - for reading: a file that reports size 0 but has content, as many files of /proc do;
+/// - for writing with OPEN_EXISTING, which is how a temporary file is opened: a symbolic link, and a
+///   file that belongs to another user or has several names. Another user who can write to the directory could
+///   have put it there.
 HANDLE CreateFileA(const char* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
                    DWORD disposition, DWORD flags, HANDLE pattern) noexcept;
 /// One read; `*got` is 0 at the end of the file. An interrupted read is resumed.

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/last_error.h"
@@ -74,7 +75,8 @@ int openFlags(DWORD access, DWORD disposition) {
     case CREATE_ALWAYS:
       return flags | O_CREAT | O_TRUNC;
     case OPEN_EXISTING:
-      return flags;
+      // A user who can write to the directory may have exchanged the file since it was created.
+      return writes ? flags | O_NOFOLLOW : flags;
     case OPEN_ALWAYS:
       return flags | O_CREAT;
     case TRUNCATE_EXISTING:
@@ -82,6 +84,46 @@ int openFlags(DWORD access, DWORD disposition) {
     default:
       return -1;
   }
+}
+
+/// Whether the file's size is the number of bytes that can be read from it. Files of /proc and of
+/// other file systems without a disk report size 0 and have content.
+bool hasTrueSize(int descriptor, struct ::stat& status) {
+  char byte;
+  if (status.st_size != 0 || ::pread(descriptor, &byte, 1, 0) == 0) return true;
+  return ::fstat(descriptor, &status) == 0 && status.st_size != 0;  // It has just grown.
+}
+
+/// Whether CreateFileA may return a handle to the file that open() opened with `flags`.
+bool isAcceptable(int descriptor, int flags, struct ::stat& status) {
+  if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if ((flags & O_NOFOLLOW) != 0 && (status.st_uid != ::geteuid() || status.st_nlink != 1))
+    return false;
+  return (flags & O_ACCMODE) == O_WRONLY || hasTrueSize(descriptor, status);
+}
+
+/// Opens a regular file. Returns its descriptor and sets `status`, or returns -1 with errno, which is
+/// EACCES for a file that is not acceptable.
+int openRegularFile(const char* name, int flags, mode_t mode, struct ::stat& status) {
+  // Without O_NONBLOCK, opening a FIFO waits for the other side. With it, opening a regular file on
+  // which another process holds a lease fails; that process releases it soon.
+  int unlessBlocking = O_NONBLOCK;
+  int descriptor;
+  do {
+    descriptor = posix::aboveStandardStreams(::open(name, flags | unlessBlocking, mode));
+  } while (descriptor < 0 &&
+           (errno == EINTR || (errno == EAGAIN && std::exchange(unlessBlocking, 0) != 0)));
+  if (descriptor < 0) {
+    // The file is a FIFO or a socket, or a symbolic link that must not be followed.
+    if (errno == ENXIO || (errno == ELOOP && (flags & O_NOFOLLOW) != 0)) errno = EACCES;
+  } else if (!isAcceptable(descriptor, flags, status)) {
+    ::close(descriptor);
+    errno = EACCES;
+    descriptor = -1;
+  } else {
+    ::fcntl(descriptor, F_SETFL, 0);  // O_NONBLOCK off: file systems in user space may heed it.
+  }
+  return descriptor;
 }
 
 /// Where the search for a free temporary number begins: 1 to 0xFFFF, seldom the same twice.
@@ -122,16 +164,10 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, 
   const int how = openFlags(access, disposition);
   if (how >= 0) {
     const mode_t mode = (flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
-    int descriptor;
-    do {
-      descriptor = posix::aboveStandardStreams(::open(name, how, mode));
-    } while (descriptor < 0 && errno == EINTR);
     struct ::stat status;
+    const int descriptor = openRegularFile(name, how, mode, status);
     if (descriptor < 0) {
       error = pathCode(errno, name);
-    } else if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-      ::close(descriptor);
-      error = ERROR_ACCESS_DENIED;
     } else if (auto* file = new (std::nothrow) File(descriptor)) {
       return file;
     } else {

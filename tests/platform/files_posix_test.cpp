@@ -1,0 +1,107 @@
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "PlatformTest.h"
+#include "support/TempDir.h"
+
+namespace orla {
+
+static constexpr uid_t kOtherUser = 65534;
+
+static HANDLE openExisting(const std::string& path, DWORD access) {
+  return CreateFileA(path.c_str(), access, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
+/// The code of a call that returned a handle, which is closed.
+static DWORD codeOfFile(HANDLE handle) {
+  return handle == INVALID_HANDLE_VALUE ? GetLastError() : !CloseHandle(handle);
+}
+/// A directory with one entry of every kind that is not a regular file, and links to them.
+struct FilesTest : testing::Test {
+  FilesTest() {
+    folder.write("file", "text");
+    folder.write("empty", "");
+    EXPECT_EQ(::mkdir(folder.path("folder").c_str(), 0700), 0);
+    EXPECT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(::mknod(folder.path("socket").c_str(), S_IFSOCK | 0600, 0), 0);
+    link("device", "/dev/null");  // A link, because only root may create a device.
+    link("proc", "/proc/self/status");
+    for (const std::string name : {"file", "folder", "fifo", "socket", "nothing"})
+      link("to " + name, name);
+    link("loop", "loop");
+  }
+  void link(const std::string& name, const std::string& target) const {
+    EXPECT_EQ(::symlink(target.c_str(), folder.path(name).c_str()), 0) << name;
+  }
+  std::string temporary() const {
+    char path[1000] = "";
+    EXPECT_NE(GetTempFileNameA(folder.path().c_str(), "tmp", 0, path), 0U);
+    return path;
+  }
+  const test::TempDir folder;
+};
+
+TEST_F(FilesTest, OnlyRegularFilesOfAKnownSizeCanBeRead) {
+  for (const auto& [name, code] : {std::pair{"file", ERROR_SUCCESS},
+                                   {"to file", ERROR_SUCCESS},
+                                   {"empty", ERROR_SUCCESS},
+                                   {"none", ERROR_FILE_NOT_FOUND},
+                                   {"to nothing", ERROR_FILE_NOT_FOUND},
+                                   {"none/file", ERROR_PATH_NOT_FOUND},
+                                   {"folder", ERROR_ACCESS_DENIED},
+                                   {"fifo", ERROR_ACCESS_DENIED},
+                                   {"to fifo", ERROR_ACCESS_DENIED},
+                                   {"socket", ERROR_ACCESS_DENIED},
+                                   {"device", ERROR_ACCESS_DENIED},
+                                   {"proc", ERROR_ACCESS_DENIED}})
+    EXPECT_EQ(codeOfFile(openExisting(folder.path(name), GENERIC_READ)), code) << name;
+}
+
+TEST_F(FilesTest, ATemporaryFileIsNotOpenedThroughWhatTookItsName) {
+  struct Case {
+    const char* name;
+    std::function<void(const char*)> exchange;
+    DWORD code;
+  };
+  const std::string file = folder.path("file");
+  for (const auto& [name, exchange, code] :
+       {Case{"nothing", [](const char*) {}, ERROR_SUCCESS},
+        {"symbolic link", [&](const char* to) { EXPECT_EQ(::symlink(file.c_str(), to), 0); },
+         ERROR_ACCESS_DENIED},
+        {"second name", [&](const char* to) { EXPECT_EQ(::link(file.c_str(), to), 0); },
+         ERROR_ACCESS_DENIED},
+        {"FIFO", [](const char* to) { EXPECT_EQ(::mkfifo(to, 0600), 0); }, ERROR_ACCESS_DENIED},
+        {"folder", [](const char* to) { EXPECT_EQ(::mkdir(to, 0700), 0); }, ERROR_ACCESS_DENIED}}) {
+    const std::string path = temporary();
+    if (code != ERROR_SUCCESS) {
+      ASSERT_EQ(::unlink(path.c_str()), 0);
+    }
+    exchange(path.c_str());
+    EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_WRITE)), code) << name;
+    EXPECT_EQ(folder.read("file"), "text") << name;
+  }
+}
+
+TEST_F(FilesTest, AnotherUsersFileIsNotATemporaryFile) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file to another user";
+  const std::string path = temporary();
+  ASSERT_EQ(::chown(path.c_str(), kOtherUser, kOtherUser), 0);
+  EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_WRITE)), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_READ)), ERROR_SUCCESS);
+}
+
+static int leased = -1;
+
+TEST_F(FilesTest, OpenWaitsForALease) {
+  leased = ::open(folder.path("file").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_NE(::signal(SIGIO, [](int) { ::fcntl(leased, F_SETLEASE, F_UNLCK); }), SIG_ERR);
+  if (::fcntl(leased, F_SETLEASE, F_WRLCK) != 0)
+    GTEST_SKIP() << "the file system has no leases: " << std::strerror(errno);
+  EXPECT_EQ(codeOfFile(openExisting(folder.path("file"), GENERIC_READ)), ERROR_SUCCESS);
+  ::close(leased);
+}
+
+}  // namespace orla
