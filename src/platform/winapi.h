@@ -211,7 +211,9 @@ DWORD GetFileAttributesA(const char* name) noexcept;
 UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept;
 /// Fails with ERROR_ALREADY_EXISTS when the target exists; never replaces it.
 BOOL MoveFileA(const char* from, const char* to) noexcept;
-/// Deletes a file, not a folder (ERROR_ACCESS_DENIED).
+/// Deletes a file, not a folder (ERROR_ACCESS_DENIED). The port deletes regular files only, and
+/// symbolic links to one or to a file that does not exist; it refuses everything else with
+/// ERROR_ACCESS_DENIED.
 BOOL DeleteFileA(const char* name) noexcept;
 
 // ---------------------------------------------------------------------------------------------

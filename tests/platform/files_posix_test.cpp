@@ -2,6 +2,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "PlatformTest.h"
@@ -15,10 +16,14 @@ static HANDLE openExisting(const std::string& path, DWORD access) {
   return CreateFileA(path.c_str(), access, 0, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
-/// The code of a call that returned a handle, which is closed.
+/// The code of a call that returned a handle or a BOOL; a handle is closed.
 static DWORD codeOfFile(HANDLE handle) {
   return handle == INVALID_HANDLE_VALUE ? GetLastError() : !CloseHandle(handle);
 }
+static DWORD codeOfCall(BOOL result) {
+  return result ? ERROR_SUCCESS : GetLastError();
+}
+
 /// A directory with one entry of every kind that is not a regular file, and links to them.
 struct FilesTest : testing::Test {
   FilesTest() {
@@ -41,6 +46,11 @@ struct FilesTest : testing::Test {
     EXPECT_NE(GetTempFileNameA(folder.path().c_str(), "tmp", 0, path), 0U);
     return path;
   }
+  bool isThere(const std::string& name) const {
+    struct ::stat status;
+    return ::lstat(folder.path(name).c_str(), &status) == 0;
+  }
+
   const test::TempDir folder;
 };
 
@@ -91,6 +101,34 @@ TEST_F(FilesTest, AnotherUsersFileIsNotATemporaryFile) {
   ASSERT_EQ(::chown(path.c_str(), kOtherUser, kOtherUser), 0);
   EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_WRITE)), ERROR_ACCESS_DENIED);
   EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_READ)), ERROR_SUCCESS);
+}
+
+TEST_F(FilesTest, OnlyRegularFilesAndLinksToThemAreDeleted) {
+  for (const auto& [name, code] : {std::pair{"fifo", ERROR_ACCESS_DENIED},
+                                   {"socket", ERROR_ACCESS_DENIED},
+                                   {"device", ERROR_ACCESS_DENIED},
+                                   {"folder", ERROR_ACCESS_DENIED},
+                                   {"to fifo", ERROR_ACCESS_DENIED},
+                                   {"to socket", ERROR_ACCESS_DENIED},
+                                   {"to folder", ERROR_ACCESS_DENIED},
+                                   {"loop", ERROR_ACCESS_DENIED},
+                                   {"to nothing", ERROR_SUCCESS},
+                                   {"to file", ERROR_SUCCESS}}) {
+    EXPECT_EQ(codeOfCall(DeleteFileA(folder.path(name).c_str())), code) << name;
+    EXPECT_EQ(isThere(name), code != ERROR_SUCCESS) << name;
+  }
+  EXPECT_EQ(folder.read("file"), "text") << "a link's file was deleted";
+  EXPECT_EQ(codeOfCall(DeleteFileA(folder.path("file").c_str())), ERROR_SUCCESS);
+  EXPECT_EQ(codeOfCall(DeleteFileA(folder.path("file").c_str())), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(FilesTest, DevicesAreNotDeleted) {
+  const std::string path = folder.path("null");
+  if (::mknod(path.c_str(), S_IFCHR | 0666, ::makedev(1, 3)) != 0)
+    GTEST_SKIP() << "a device cannot be created here: " << std::strerror(errno);
+  EXPECT_EQ(codeOfCall(DeleteFileA(path.c_str())), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_WRITE)), ERROR_ACCESS_DENIED);
+  EXPECT_TRUE(isThere("null"));
 }
 
 static int leased = -1;

@@ -270,8 +270,13 @@ BOOL MoveFileA(const char* from, const char* to) noexcept {
 }
 
 BOOL DeleteFileA(const char* name) noexcept {
-  if (::unlink(name) == 0) return TRUE;
-  return fail(pathCode(errno, name));
+  struct ::stat entry, file;
+  if (::lstat(name, &entry) != 0) return fail(pathCode(errno, name));
+  const int unknown = ::stat(name, &file) == 0 ? 0 : errno;
+  // A link to a file that does not exist can be deleted: nothing but the link is lost.
+  const bool dangling = unknown == ENOENT;
+  if (!dangling && (unknown != 0 || !S_ISREG(file.st_mode))) return fail(ERROR_ACCESS_DENIED);
+  return ::unlink(name) == 0 ? TRUE : fail(pathCode(errno, name));
 }
 
 BOOL CloseHandle(HANDLE handle) noexcept {
