@@ -189,7 +189,8 @@ struct OVERLAPPED;  // Never used: always passed as null.
 /// - every file that is not a regular file: a device, a FIFO, a socket;
 /// - for reading: a file that reports size 0 but has content, as many files of /proc do;
 /// - for writing with OPEN_EXISTING, which is how a temporary file is opened: a symbolic link, and a
-///   file that belongs to another user or has several names. Another user who can write to the directory could
+///   file that belongs to another user or has several names, unless it is the file that the calling
+///   thread's last GetTempFileNameA created. Another user who can write to the directory could
 ///   have put it there.
 HANDLE CreateFileA(const char* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
                    DWORD disposition, DWORD flags, HANDLE pattern) noexcept;
@@ -204,12 +205,18 @@ DWORD GetFileSize(HANDLE file, DWORD* high) noexcept;
 /// FILE_ATTRIBUTE_DIRECTORY for a folder, FILE_ATTRIBUTE_READONLY where the user may not write,
 /// FILE_ATTRIBUTE_NORMAL alone for any other file; INVALID_FILE_ATTRIBUTES when there is none.
 DWORD GetFileAttributesA(const char* name) noexcept;
-/// Creates an empty file of a new name in `folder`, exclusively, readable and writable by the
-/// user as the umask says: at most three characters of `prefix`, a number that is not 0, ".tmp".
+/// Creates an empty file of a new name in `folder`, exclusively, in the port with mode 0600 whatever
+/// the umask is: at most three characters of `prefix`, a number that is not 0, ".tmp".
 /// Writes the path into `path` (room for 260 bytes or, in the port, for a folder's length plus 16)
 /// and returns the number; 0 on failure. The port supports `unique` 0 only.
 UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept;
 /// Fails with ERROR_ALREADY_EXISTS when the target exists; never replaces it.
+///
+/// In the port, a file that the calling thread created by GetTempFileNameA, opened for writing with
+/// OPEN_EXISTING and closed last gets the mode that a new file has by the umask. If the thread
+/// deleted a file named `to` last, it gets that file's mode and group instead, but never a
+/// permission that the old file did not give. An old file of another user cannot add a permission
+/// to those of the umask.
 BOOL MoveFileA(const char* from, const char* to) noexcept;
 /// Deletes a file, not a folder (ERROR_ACCESS_DENIED). The port deletes regular files only, and
 /// symbolic links to one or to a file that does not exist; it refuses everything else with

@@ -31,6 +31,19 @@ struct CVekFilePosixTest : testing::Test {
   CVekFile file;
 };
 
+TEST_F(CVekFilePosixTest, AReplacementKeepsTheModeOfTheOldFile) {
+  folder.write("target", "old");
+  for (const mode_t mode : {0600, 0640, 0755}) {
+    ASSERT_EQ(::chmod(target.c_str(), mode), 0);
+    EXPECT_EQ(replace(target), 0U);
+    EXPECT_EQ(statusOf(target).st_mode & 07777, mode);
+  }
+  const mode_t before = ::umask(027);
+  EXPECT_EQ(replace(folder.path("first")), 0U);
+  ::umask(before);
+  EXPECT_EQ(statusOf(folder.path("first")).st_mode & 07777, 0640U);
+}
+
 TEST_F(CVekFilePosixTest, AReplacementReplacesALinkAndNotItsFile) {
   folder.write("file", "old");
   ASSERT_EQ(::symlink("file", target.c_str()), 0);

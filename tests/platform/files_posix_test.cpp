@@ -1,6 +1,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -23,6 +24,18 @@ static DWORD codeOfFile(HANDLE handle) {
 static DWORD codeOfCall(BOOL result) {
   return result ? ERROR_SUCCESS : GetLastError();
 }
+
+static mode_t modeOf(const std::string& path) {
+  struct ::stat status {};
+  EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777;
+}
+
+struct Umask {
+  explicit Umask(mode_t mask) : before(::umask(mask)) {}
+  ~Umask() { ::umask(before); }
+  const mode_t before;
+};
 
 /// A directory with one entry of every kind that is not a regular file, and links to them.
 struct FilesTest : testing::Test {
@@ -129,6 +142,109 @@ TEST_F(FilesTest, DevicesAreNotDeleted) {
   EXPECT_EQ(codeOfCall(DeleteFileA(path.c_str())), ERROR_ACCESS_DENIED);
   EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_WRITE)), ERROR_ACCESS_DENIED);
   EXPECT_TRUE(isThere("null"));
+}
+
+struct Permissions {
+  mode_t umask;
+  int oldMode;  // -1: there is no old file.
+  mode_t newMode;
+  uid_t owner = ::geteuid();
+  gid_t group = ::getegid();
+};
+
+struct ReplacementTest : FilesTest {
+  void replace(const Permissions& permissions) const {
+    const auto& [mask, oldMode, newMode, owner, group] = permissions;
+    SCOPED_TRACE("umask " + std::to_string(mask) + ", old mode " + std::to_string(oldMode));
+    const std::string target = folder.path("target");
+    DeleteFileA(target.c_str());  // Of an earlier replacement; not the file that is replaced now.
+    if (oldMode >= 0) {
+      folder.write("target", "old");
+      ASSERT_EQ(::chown(target.c_str(), owner, group), 0);
+      ASSERT_EQ(::chmod(target.c_str(), static_cast<mode_t>(oldMode)), 0);
+    }
+    const Umask umask(mask);
+    const std::string path = temporary();
+    EXPECT_EQ(modeOf(path), 0600U);
+    const HANDLE file = openExisting(path, GENERIC_WRITE);
+    temporary();  // Another replacement, which the thread begins in the middle of this one.
+    DWORD written;
+    EXPECT_TRUE(WriteFile(file, "new", 3, &written, nullptr) && CloseHandle(file));
+    EXPECT_EQ(codeOfCall(DeleteFileA(target.c_str())),
+              oldMode >= 0 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(modeOf(path), 0600U);
+    EXPECT_TRUE(MoveFileA(path.c_str(), target.c_str()));
+    EXPECT_EQ(modeOf(target), newMode);
+  }
+};
+
+TEST_F(ReplacementTest, KeepsThePermissionsOfTheOldFile) {
+  for (const auto& permissions : {Permissions{022, -1, 0644},
+                                  {0, -1, 0666},
+                                  {077, -1, 0600},
+                                  {0777, -1, 0},
+                                  {022, 0600, 0600},
+                                  {0, 0400, 0400},
+                                  {077, 0664, 0664},
+                                  {022, 0755, 0755},
+                                  {022, 07755, 0755},
+                                  {0777, 0644, 0644}})
+    replace(permissions);
+}
+
+TEST_F(ReplacementTest, AllowsOtherUsersNoMoreThanBefore) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file to another user";
+  for (const auto& permissions : {Permissions{022, 0666, 0644, kOtherUser, kOtherUser},
+                                  {022, 0600, 0600, kOtherUser, kOtherUser},
+                                  {022, 0640, 0600, kOtherUser, kOtherUser},
+                                  {022, 0777, 0644, kOtherUser, ::getegid()},
+                                  {022, 0640, 0640, ::geteuid(), kOtherUser}})
+    replace(permissions);
+  struct ::stat status {};
+  EXPECT_EQ(::stat(folder.path("target").c_str(), &status), 0);
+  EXPECT_EQ(status.st_gid, kOtherUser) << "the group was not kept";
+}
+
+// Network file systems give files to nobody, or to the user who mounted them.
+TEST_F(ReplacementTest, WorksWhereNewFilesBelongToAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can create files as another user";
+  ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+  ::setfsuid(kOtherUser);
+  replace({022, -1, 0644});
+  ::setfsuid(0);
+}
+
+TEST_F(FilesTest, PermissionsGoToTheReplacementOfTheirFileOnly) {
+  const Umask umask(077);
+  const std::string other = folder.path("other"), target = folder.path("target");
+  const auto makeOldFile = [&] {
+    folder.write("target", "");
+    EXPECT_EQ(::chmod(target.c_str(), 0666), 0);
+  };
+  const auto closeTemporary = [&] {
+    const std::string path = temporary();
+    EXPECT_EQ(codeOfFile(openExisting(path, GENERIC_WRITE)), ERROR_SUCCESS);
+    return path;
+  };
+  makeOldFile();
+  std::string path = closeTemporary();
+  EXPECT_TRUE(DeleteFileA(target.c_str()) && MoveFileA(path.c_str(), other.c_str()));
+  EXPECT_EQ(modeOf(other), 0600U) << "moved to another name";
+
+  makeOldFile();
+  path = closeTemporary();
+  ASSERT_EQ(::rename(other.c_str(), path.c_str()), 0);  // By another user.
+  EXPECT_TRUE(DeleteFileA(target.c_str()) && MoveFileA(path.c_str(), target.c_str()));
+  EXPECT_EQ(modeOf(target), 0600U) << "not the file that was created";
+
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a link to another user";
+  makeOldFile();
+  link("theirs", "target");
+  ASSERT_EQ(::lchown(folder.path("theirs").c_str(), kOtherUser, kOtherUser), 0);
+  path = closeTemporary();
+  const std::string theirs = folder.path("theirs");
+  EXPECT_TRUE(DeleteFileA(theirs.c_str()) && MoveFileA(path.c_str(), theirs.c_str()));
+  EXPECT_EQ(modeOf(theirs), 0600U) << "another user chose the old file";
 }
 
 static int leased = -1;

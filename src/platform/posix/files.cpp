@@ -14,6 +14,7 @@
 #include "platform/posix/descriptor.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/object.h"
+#include "platform/posix/replacement.h"
 
 namespace orla {
 
@@ -26,13 +27,15 @@ class File final : public posix::Object {
  public:
   static constexpr Kind kKind = Kind::kFile;
 
-  /// Owns the descriptor from here on.
-  explicit File(int descriptor) noexcept : Object(kKind), descriptor_(descriptor) {}
+  /// Owns the descriptor from here on. `temporary` names no file unless this is a temporary one.
+  File(int descriptor, const posix::TemporaryFile& temporary) noexcept
+      : Object(kKind), descriptor_(descriptor), temporary_(temporary) {}
 
   DWORD close() noexcept override {
     // Closed in any case. A network file system may say only now that it lost what was written; an
     // interruption loses nothing.
     const int error = ::close(descriptor_) == 0 || errno == EINTR ? 0 : errno;
+    if (temporary_.inode != 0) posix::noteTemporaryFile(temporary_);
     delete this;
     return error == EIO ? ERROR_WRITE_FAULT : systemCode(error);
   }
@@ -41,6 +44,7 @@ class File final : public posix::Object {
 
  private:
   const int descriptor_;
+  const posix::TemporaryFile temporary_;
 };
 
 bool isFolder(const char* path) {
@@ -97,7 +101,8 @@ bool hasTrueSize(int descriptor, struct ::stat& status) {
 /// Whether CreateFileA may return a handle to the file that open() opened with `flags`.
 bool isAcceptable(int descriptor, int flags, struct ::stat& status) {
   if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  if ((flags & O_NOFOLLOW) != 0 && (status.st_uid != ::geteuid() || status.st_nlink != 1))
+  const bool userHasItAlone = status.st_uid == ::geteuid() && status.st_nlink == 1;
+  if ((flags & O_NOFOLLOW) != 0 && !userHasItAlone && posix::notedTemporaryFile(status).inode == 0)
     return false;
   return (flags & O_ACCMODE) == O_WRONLY || hasTrueSize(descriptor, status);
 }
@@ -149,8 +154,7 @@ int moveWithoutReplacing(const char* from, const char* to) {
   if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : takeBack(to, errno);
   if (errno != EPERM && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
   // And one without links creates exclusively: an empty file claims the name for what replaces it.
-  const int claim =
-      posix::aboveStandardStreams(::open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  const int claim = posix::createExclusively(to, 0600);
   if (claim < 0) return errno;
   ::close(claim);
   return ::rename(from, to) == 0 ? 0 : takeBack(to, errno);
@@ -168,7 +172,8 @@ HANDLE CreateFileA(const char* name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, 
     const int descriptor = openRegularFile(name, how, mode, status);
     if (descriptor < 0) {
       error = pathCode(errno, name);
-    } else if (auto* file = new (std::nothrow) File(descriptor)) {
+    } else if (auto* file =
+                   new (std::nothrow) File(descriptor, posix::notedTemporaryFile(status))) {
       return file;
     } else {
       ::close(descriptor);
@@ -249,12 +254,7 @@ UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char*
   for (UINT tried = 0; tried < 0xFFFF; ++tried) {
     // At most 3 + 4 + 4 characters: within the 16 bytes that the caller leaves behind the folder.
     std::snprintf(name, 15, "%.3s%X.tmp", prefix, number);
-    const int descriptor =
-        posix::aboveStandardStreams(::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (descriptor >= 0) {
-      ::close(descriptor);
-      return number;
-    }
+    if (posix::createTemporaryFile(path)) return number;
     if (errno != EEXIST && errno != EINTR) return static_cast<UINT>(fail(systemCode(errno)));
     number = number % 0xFFFF + 1;
   }
@@ -262,6 +262,7 @@ UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char*
 }
 
 BOOL MoveFileA(const char* from, const char* to) noexcept {
+  posix::finishTemporaryFile(from, to);
   const int error = moveWithoutReplacing(from, to);
   if (error == 0) return TRUE;
   struct ::stat status;
@@ -270,13 +271,16 @@ BOOL MoveFileA(const char* from, const char* to) noexcept {
 }
 
 BOOL DeleteFileA(const char* name) noexcept {
+  posix::forgetDeletedFile();
   struct ::stat entry, file;
   if (::lstat(name, &entry) != 0) return fail(pathCode(errno, name));
   const int unknown = ::stat(name, &file) == 0 ? 0 : errno;
   // A link to a file that does not exist can be deleted: nothing but the link is lost.
   const bool dangling = unknown == ENOENT;
   if (!dangling && (unknown != 0 || !S_ISREG(file.st_mode))) return fail(ERROR_ACCESS_DENIED);
-  return ::unlink(name) == 0 ? TRUE : fail(pathCode(errno, name));
+  if (::unlink(name) != 0) return fail(pathCode(errno, name));
+  if (!dangling) posix::noteDeletedFile(name, entry, file);
+  return TRUE;
 }
 
 BOOL CloseHandle(HANDLE handle) noexcept {
