@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <sys/fsuid.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include "ChildProcess.h"
 #include "PlatformTest.h"
 #include "support/TempDir.h"
 
@@ -245,6 +247,30 @@ TEST_F(FilesTest, PermissionsGoToTheReplacementOfTheirFileOnly) {
   const std::string theirs = folder.path("theirs");
   EXPECT_TRUE(DeleteFileA(theirs.c_str()) && MoveFileA(path.c_str(), theirs.c_str()));
   EXPECT_EQ(modeOf(theirs), 0600U) << "another user chose the old file";
+}
+
+/// Runs `work` in a child process in which the system call `number` fails with `error`, and expects
+/// that it returns 0.
+static void whileFailing(long number, int error, const std::function<int()>& work) {
+  constexpr int kNotAllowed = 255;
+  const int result = inChild([&] { return failSystemCall(number, error) ? work() : kNotAllowed; });
+  if (result == kNotAllowed) GTEST_SKIP() << "the system does not allow to filter system calls";
+  EXPECT_EQ(result, 0) << std::strerror(error);
+}
+
+TEST_F(FilesTest, MoveWithoutTheSystemCallForIt) {
+  const std::string from = folder.path("file"), target = folder.path("target");
+  for (const int error : {EPERM, ENOSYS, EINVAL})
+    whileFailing(SYS_renameat2, error, [&] {
+      const bool kept = !MoveFileA(from.c_str(), folder.path("empty").c_str()) &&
+                        GetLastError() == ERROR_ALREADY_EXISTS;
+      return kept && MoveFileA(from.c_str(), target.c_str()) && !isThere("file") &&
+                     ::rename(target.c_str(), from.c_str()) == 0
+                 ? 0
+                 : 1;
+    });
+  EXPECT_EQ(folder.read("file"), "text");
+  EXPECT_EQ(folder.read("empty"), "");
 }
 
 static int leased = -1;

@@ -149,8 +149,8 @@ int takeBack(const char* to, int error) {
 /// Renames without ever replacing the target: 0 or an errno.
 int moveWithoutReplacing(const char* from, const char* to) {
   if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
-  // A file system without that flag may still link exclusively.
+  if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EPERM) return errno;
+  // A file system or a sandbox without that call may still link exclusively.
   if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : takeBack(to, errno);
   if (errno != EPERM && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
   // And one without links creates exclusively: an empty file claims the name for what replaces it.
