@@ -136,7 +136,8 @@ BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
 
 /// Closes a kernel object or a file. FALSE with ERROR_INVALID_HANDLE for null or
 /// INVALID_HANDLE_VALUE; FALSE with the reason (ERROR_WRITE_FAULT, ERROR_DISK_FULL) for a file,
-/// closed anyway, whose written bytes the system reports as lost only now.
+/// closed anyway, whose written bytes the system reports as lost only now. The port returns when the
+/// bytes that were written to a file are on the disk.
 BOOL CloseHandle(HANDLE handle) noexcept;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;

@@ -273,6 +273,22 @@ TEST_F(FilesTest, MoveWithoutTheSystemCallForIt) {
   EXPECT_EQ(folder.read("empty"), "");
 }
 
+TEST_F(FilesTest, CloseReportsBytesThatDoNotReachTheDisk) {
+  for (const auto& [error, code] : {std::pair{EIO, ERROR_WRITE_FAULT},
+                                    {ENOSPC, ERROR_DISK_FULL},
+                                    {EDQUOT, ERROR_DISK_FULL},
+                                    {EINVAL, ERROR_SUCCESS},
+                                    {EROFS, ERROR_SUCCESS},
+                                    {EPERM, ERROR_SUCCESS}})
+    whileFailing(SYS_fdatasync, error, [&, expected = code] {
+      DWORD written;
+      const HANDLE changed = openExisting(folder.path("file"), GENERIC_WRITE);
+      if (!WriteFile(changed, "x", 1, &written, nullptr)) return 1;
+      if (codeOfCall(CloseHandle(changed)) != expected) return 2;
+      return codeOfFile(openExisting(folder.path("file"), GENERIC_WRITE)) == 0 ? 0 : 3;
+    });
+}
+
 static int leased = -1;
 
 TEST_F(FilesTest, OpenWaitsForALease) {

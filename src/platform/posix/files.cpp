@@ -32,9 +32,10 @@ class File final : public posix::Object {
       : Object(kKind), descriptor_(descriptor), temporary_(temporary) {}
 
   DWORD close() noexcept override {
+    int error = written_ ? writeToDisk() : 0;
     // Closed in any case. A network file system may say only now that it lost what was written; an
     // interruption loses nothing.
-    const int error = ::close(descriptor_) == 0 || errno == EINTR ? 0 : errno;
+    if (::close(descriptor_) != 0 && errno != EINTR && error == 0) error = errno;
     if (temporary_.inode != 0) posix::noteTemporaryFile(temporary_);
     delete this;
     return error == EIO ? ERROR_WRITE_FAULT : systemCode(error);
@@ -42,9 +43,23 @@ class File final : public posix::Object {
 
   int descriptor() const noexcept { return descriptor_; }
 
+  void setWritten() noexcept { written_ = true; }
+
  private:
+  /// Waits until the written bytes are on the disk. Otherwise a power failure could leave an empty
+  /// file in the place of a file that was deleted. Returns 0, or the errno of lost data; other
+  /// failures mean that the file system or a sandbox does not support the call.
+  int writeToDisk() const noexcept {
+    while (::fdatasync(descriptor_) != 0) {
+      if (errno == EIO || errno == ENOSPC || errno == EDQUOT) return errno;
+      if (errno != EINTR) break;
+    }
+    return 0;
+  }
+
   const int descriptor_;
   const posix::TemporaryFile temporary_;
+  bool written_ = false;
 };
 
 bool isFolder(const char* path) {
@@ -200,8 +215,9 @@ BOOL ReadFile(HANDLE handle, void* buffer, DWORD size, DWORD* got, OVERLAPPED*) 
 BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
                OVERLAPPED*) noexcept {
   *written = 0;
-  const auto* file = posix::objectOf<File>(handle);
+  auto* file = posix::objectOf<File>(handle);
   if (file == nullptr) return FALSE;
+  file->setWritten();
   const char* bytes = static_cast<const char*>(buffer);
   // An empty write reaches the system once too, which refuses it on a file not open for writing.
   do {
