@@ -11,7 +11,8 @@ namespace orla::posix {
 int aboveStandardStreams(int descriptor) noexcept {
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
   const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  const int error = errno;
+  // The system calls it an invalid argument if the limit of descriptors is 3 or less.
+  const int error = errno == EINVAL ? EMFILE : errno;
   ::close(descriptor);
   errno = error;
   return moved;
