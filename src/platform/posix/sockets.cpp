@@ -8,8 +8,6 @@ constexpr int kSupportedFlags = MSG_PEEK;
 }  // namespace
 }  // namespace orla
 
-#include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -39,29 +37,6 @@ static_assert(kSupportedFlags == MSG_PEEK);
 static_assert(SHUT_RD == 0 && SHUT_WR == 1 && SHUT_RDWR == 2);
 
 constexpr int kAddressSize = sizeof(sockaddr_in);
-
-/// The stream sockets that were made here and not closed yet: what they are need not be asked of the
-/// system, as long as nobody else closes them. Of other descriptors the system is asked.
-class KnownStreams {
- public:
-  void note(int descriptor, bool isStream) noexcept {
-    if (std::atomic<bool>* const known = find(descriptor))
-      known->store(isStream, std::memory_order_relaxed);
-  }
-  bool contains(int descriptor) noexcept {
-    const std::atomic<bool>* const known = find(descriptor);
-    return known != nullptr && known->load(std::memory_order_relaxed);
-  }
-
- private:
-  std::atomic<bool>* find(int descriptor) noexcept {
-    const auto index = static_cast<std::size_t>(descriptor);
-    return index < known_.size() ? &known_[index] : nullptr;
-  }
-
-  std::array<std::atomic<bool>, 4096> known_{};
-};
-constinit KnownStreams knownStreams;
 
 const ::sockaddr* systemAddress(const sockaddr* address) {
   return reinterpret_cast<const ::sockaddr*>(address);
@@ -117,17 +92,12 @@ int transfer(int descriptor, const Transfer& kind, Call call) {
   }
 }
 
-/// recv and recvfrom. Only recvmsg tells that a datagram was longer than the buffer; streams do
-/// without it.
+/// recv and recvfrom. Only recvmsg reports that a datagram was longer than the buffer.
 int receive(SOCKET socket, char* buffer, int length, int flags, ::sockaddr_in* from,
             int* fromLength) {
   if (length < 0) return failSocket(WSAEFAULT);
   if ((flags & ~kSupportedFlags) != 0) return failSocket(WSAEOPNOTSUPP);
   const int descriptor = descriptorOf(socket);
-  if (from == nullptr && knownStreams.contains(descriptor)) {
-    const auto most = static_cast<std::size_t>(length);
-    return transfer(descriptor, kReceive, [&] { return ::recv(descriptor, buffer, most, flags); });
-  }
   ::iovec piece{buffer, static_cast<std::size_t>(length)};
   ::msghdr message{};
   const int count = transfer(descriptor, kReceive, [&] {
@@ -199,7 +169,6 @@ SOCKET socket(int family, int type, int protocol) noexcept {
   const int descriptor =
       posix::aboveStandardStreams(::socket(PF_INET, type | SOCK_CLOEXEC, protocol));
   if (descriptor < 0) return static_cast<SOCKET>(failSocket(winsockCode(errno)));
-  knownStreams.note(descriptor, type == SOCK_STREAM);
   return static_cast<SOCKET>(descriptor);
 }
 
@@ -292,9 +261,7 @@ int shutdown(SOCKET socket, int how) noexcept {
 int closesocket(SOCKET socket) noexcept {
   const int descriptor = descriptorOf(socket);
   // A number that belongs to a file must not close it.
-  if (!knownStreams.contains(descriptor) && !posix::isSocket(descriptor))
-    return failSocket(WSAENOTSOCK);
-  knownStreams.note(descriptor, false);  // Before another thread may get the number anew.
+  if (!posix::isSocket(descriptor)) return failSocket(WSAENOTSOCK);
   // Closed in any case; an interruption concerns the data that still linger.
   ::close(descriptor);
   return 0;
