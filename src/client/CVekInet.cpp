@@ -63,9 +63,8 @@ void CVekInet::DropConnections() {
   for (std::int32_t index = GetCount() - 1; index >= 0; --index) {
     try {
       // Drops the table's reference. A command that is still running keeps the object alive.
-      CInetCntHandle& connection = *ElementAt(index);
-      const Connection dropped(&connection);
-      connection.removeReference();
+      const Connection dropped(ElementAt(index));
+      if (dropped) dropped->removeReference();  // GCC takes an untested pointer for null here.
     } catch (...) {
       // Failing to delete one connection must not leak the others.
     }
