@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 namespace orla {
-namespace {
 
 /// A class without a destructor of its own in the table: one slot for each operation.
+/// Not in an unnamed namespace, where compilers would know that no class implements it.
 struct Slots {
   virtual std::uint32_t slot0() const = 0;
   virtual std::uint32_t slot1() const = 0;
@@ -14,6 +14,8 @@ struct Slots {
  protected:
   ~Slots() = default;
 };
+
+namespace {
 
 __attribute__((noinline, no_sanitize("vptr"))) std::uint32_t callSlot2(const void* object) {
   return static_cast<const Slots*>(object)->slot2();
