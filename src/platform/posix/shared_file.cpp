@@ -175,9 +175,10 @@ bool SharedFile::map(bool isFresh) noexcept {
 }
 
 bool SharedFile::isOurs() const noexcept {
+  if (descriptor_ < 0 || process_ != ::getpid()) return false;
   struct ::stat status;
-  return descriptor_ >= 0 && process_ == ::getpid() && ::fstat(descriptor_, &status) == 0 &&
-         status.st_dev == device_ && status.st_ino == inode_;
+  if (::fstat(descriptor_, &status) != 0) return errno != EBADF;
+  return status.st_dev == device_ && status.st_ino == inode_;
 }
 
 void SharedFile::close(bool unmap) noexcept {
