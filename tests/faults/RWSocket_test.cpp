@@ -5,7 +5,7 @@
 #include "net/RWInetAddr.h"
 #include "net/RWNetErrors.h"
 #include "net/RWWinsockStartup.h"
-#include "platform/testing/FaultyDoor.h"
+#include "support/FaultyPlatform.h"
 
 namespace orla {
 namespace {
@@ -13,13 +13,13 @@ namespace {
 // A system that reports a failure may leave no error code behind.
 TEST(RWSocket, ReportsABindThatFailsWithoutACode) {
   const RWWinsockStartup winsock;
-  std::string struck;
+  const char* failedCall = nullptr;
   RWSocket socket;
   {
-    const faults::Injection injection({.kind = faults::Kind::Socket, .call = 2}, &struck);
+    const faults::Injection injection({.kind = faults::Kind::kSocket, .call = 2}, &failedCall);
     EXPECT_THROW(socket.bind(RWInetAddr("127.0.0.1:0")), RWSocketError);
   }
-  EXPECT_EQ(struck, "bind");
+  EXPECT_STREQ(failedCall, "bind");
   EXPECT_FALSE(socket.isValid());
 }
 
