@@ -42,7 +42,7 @@ const struct {
 
 /// Without these calls a command has not done its work: it must not succeed if one of them fails.
 const Calls kNeeded = {"socket", "connect", "setsockopt", "sendto", "send",
-                       "recv",   "write",   "pwrite",     "read",   "close of a written file"};
+                       "recvmsg",   "write",   "pwrite",     "read",   "close of a written file"};
 
 /// Whether a successful operation may have ignored that `call` failed with `error`.
 bool mayIgnore(const std::string& call, int error) {
@@ -81,9 +81,9 @@ std::vector<Row> rows() {
   send.insert(send.end(), {kRefused, kTooLarge, kShortRead});
   download.insert(download.end(), {kNotWritten, kNotReplaced});
   return {{kConnect, {}, {}},
-          {kVersion, command, {"socket", "connect", "sendto", "recv", "close"}},
-          {kName, command, {"socket", "connect", "sendto", "recv", "close"}},
-          {kSend, send, {"open", "read", "socket", "connect", "sendto", "recv", "close"}},
+          {kVersion, command, {"socket", "connect", "sendto", "recvmsg", "close"}},
+          {kName, command, {"socket", "connect", "sendto", "recvmsg", "close"}},
+          {kSend, send, {"open", "read", "socket", "connect", "sendto", "recvmsg", "close"}},
           {kDownload, download, {"open", "write", "close of a written file", "unlink", "connect"}}};
 }
 

@@ -96,7 +96,7 @@ TEST(RWBufferedPortal, DropsWhatItCouldNotSend) {
   portal.send("ab", 2);
   EXPECT_EQ(test::errorOf([&] { portal.flush(); }),
             "RWNetCantSendError: failed to send data into communications channel");
-  EXPECT_EQ(test::errorOf([&] { portal.flush(); }), "nothing raised");
+  EXPECT_EQ(test::errorOf([&] { portal.flush(); }), "nothing thrown");
   EXPECT_TRUE(portal.isMidMessage());
 }
 

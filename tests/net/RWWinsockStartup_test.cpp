@@ -25,7 +25,7 @@ TEST(RWWinsockStartup, CleansUpWhatItStarted) {
     if (unwinding) throw RWInternalErr("first");
   };
   EXPECT_EQ(errorOf([] { RWWinsockStartup{1}; }), "RWNetNoSuchBlockingHookError: no hook 1");
-  EXPECT_EQ(errorOf([] { const RWWinsockStartup startup; }), "nothing raised");
+  EXPECT_EQ(errorOf([] { const RWWinsockStartup startup; }), "nothing thrown");
   EXPECT_EQ(errorOf([&] { lifeOf(false); }), "RWNetWinsockInitError: NOTINITIALISED");
   EXPECT_EQ(errorOf([&] { lifeOf(true); }), "first");
 }

@@ -86,6 +86,9 @@ static int openWithoutRoom(rlim_t most, const test::TempDir& folder) {
     return __LINE__;
   for (auto taken = 3; static_cast<rlim_t>(taken) < most; ++taken)
     if (::fcntl(taken, F_GETFD) == -1 && ::dup2(1, taken) != taken) return __LINE__;
+  // The sanitizers need descriptors at their first sight of a mutex.
+  const char* const name = "Orla.Test.NoRoom";
+  if (!CloseHandle(CreateMutexA(nullptr, FALSE, name))) return __LINE__;
   if (limitDescriptors(most) != 0 || ::close(0) != 0) return __LINE__;
 
   char temporary[1000];
@@ -98,8 +101,9 @@ static int openWithoutRoom(rlim_t most, const test::TempDir& folder) {
   if (WSAGetLastError() != WSAEMFILE) return __LINE__;
   if (accept(listener, nullptr, nullptr) != INVALID_SOCKET) return __LINE__;
   if (WSAGetLastError() != WSAEMFILE) return __LINE__;
-  if (CreateMutexA(nullptr, FALSE, "Orla.Test.NoRoom") != nullptr) return __LINE__;
-  return isTaken(1) ? __LINE__ : 0;
+  // The mutex is private to the process then.
+  const HANDLE mutex = CreateMutexA(nullptr, FALSE, name);
+  return mutex != nullptr && CloseHandle(mutex) && !isTaken(1) ? 0 : __LINE__;
 }
 
 TEST(Descriptors, FailWhereOnlyThoseOfTheStandardStreamsAreLeft) {

@@ -278,10 +278,10 @@ class DevServerTest(ProgramTestCase):
         cases = (  # status, the answer's line, request
             (404, b"no such package", fitting),
             (431, b"larger than 65536 bytes", fitting.replace(b"c", b"cc")),
-            (431, b"larger than 65536 bytes", head + b"a: b\r\n" * 500_000 + b"\r\n"),
-            (431, b"larger than 65536 bytes", head + b"c: " + b"x" * 3_000_000 + b"\r\n\r\n"),
-            (400, b"", b"GET /none HTTP/1.1\r\nc: " + b"x" * 3_000_000 + b"\r\n\r\n"),
-            (414, b"", b"GET /" + b"x" * 3_000_000 + b" HTTP/1.1\r\nX: x\r\n\r\n"),
+            (431, b"larger than 65536 bytes", head + b"a: b\r\n" * 2_000_000 + b"\r\n"),
+            (431, b"larger than 65536 bytes", head + b"c: " + b"x" * 12_000_000 + b"\r\n\r\n"),
+            (400, b"", b"GET /none HTTP/1.1\r\nc: " + b"x" * 12_000_000 + b"\r\n\r\n"),
+            (414, b"", b"GET /" + b"x" * 12_000_000 + b" HTTP/1.1\r\nX: x\r\n\r\n"),
             (200, b"many", chunked % b"many" + b"1\r\nx\r\n" * 40_000 + b"0\r\n\r\n"),
             (400, b"ended early", chunked % b"line" + b"1;" + b"x" * 70_000))
         with DevServer(self.stored) as server:
@@ -296,7 +296,8 @@ class DevServerTest(ProgramTestCase):
                     connection.sendall(b"GET /none HTTP/1.1\r\n")
                     for _ in range(1000):
                         connection.sendall(b"a: b\r\n" * 20_000)
-            self.assertLess(peak_memory(server) - before, 32 << 20)
+            # The address sanitizer retains freed memory; without a limit it is hundreds of MiB.
+            self.assertLess(peak_memory(server) - before, 96 << 20)
             self.assertEqual(server.ask("GET", "/many"), (200, b"x" * 40_000))
         self.assertEqual(os.listdir(self.stored), ["many"])
 

@@ -21,7 +21,8 @@ int aboveStandardStreams(int descriptor) noexcept {
 bool isSocket(int descriptor) noexcept {
   int type;
   socklen_t length = sizeof type;
-  return ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0;
+  return ::getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &length) == 0 ||
+         (errno != EBADF && errno != ENOTSOCK);
 }
 
 bool isNonBlocking(int descriptor) noexcept {
