@@ -33,7 +33,7 @@ struct CVekFilePosixTest : testing::Test {
 
 TEST_F(CVekFilePosixTest, AReplacementKeepsTheModeOfTheOldFile) {
   folder.write("target", "old");
-  for (const mode_t mode : {0600, 0640, 0755}) {
+  for (const mode_t mode : {0600U, 0640U, 0755U}) {
     ASSERT_EQ(::chmod(target.c_str(), mode), 0);
     EXPECT_EQ(replace(target), 0U);
     EXPECT_EQ(statusOf(target).st_mode & 07777, mode);

@@ -34,7 +34,7 @@ TEST(RWHttpReply, ReadsStatusLines) {
   for (const auto& [received, printed] : cases) {
     RWCString text;
     const RWCString error =
-        test::errorOf([&] { text = read(RWCString(received) + "\r\n").asString(); });
+        test::errorOf([&, &line = received] { text = read(RWCString(line) + "\r\n").asString(); });
     EXPECT_EQ(text.empty() ? error + "\r\n" : text, RWCString(printed) + "\r\n") << received;
   }
 }

@@ -15,7 +15,8 @@ TEST_F(NetTest, AddressesReadTexts) {
       {"www:4294967376", "RWInetServiceNotFoundError: No such service '4294967376'"}};
   for (const auto& [text, expected] : kCases) {
     RWCString result;
-    const RWCString error = errorOf([&] { result = RWInetAddr(RWCString(text)).text(); });
+    const RWCString error =
+        errorOf([&, &address = text] { result = RWInetAddr(RWCString(address)).text(); });
     EXPECT_EQ(result.empty() ? error : result, expected) << text;
   }
   EXPECT_THROW(RWInetServicePort(65536), RWExternalErr);

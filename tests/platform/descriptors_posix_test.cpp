@@ -107,7 +107,7 @@ static int openWithoutRoom(rlim_t most, const test::TempDir& folder) {
 }
 
 TEST(Descriptors, FailWhereOnlyThoseOfTheStandardStreamsAreLeft) {
-  for (const rlim_t most : {3, 8}) {
+  for (const rlim_t most : {3U, 8U}) {
     const test::TempDir folder;
     folder.write("old", "text");
     EXPECT_EQ(inChild([&] { return openWithoutRoom(most, folder); }), 0) << "limit: " << most;

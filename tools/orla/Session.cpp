@@ -29,7 +29,8 @@ char32_t codePoint(std::string_view sequence) {
   const auto first = static_cast<unsigned char>(sequence.front());
   if (sequence.size() == 1 || sequence.size() < encodedLength(sequence.front())) return first;
   char32_t code = first & (0x7FU >> sequence.size());
-  for (const char byte : sequence.substr(1)) code = code << 6 | (byte & 0x3FU);
+  for (const char byte : sequence.substr(1))
+    code = code << 6 | (static_cast<unsigned char>(byte) & 0x3FU);
   return code;
 }
 
