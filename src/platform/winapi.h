@@ -107,7 +107,8 @@ void DeleteCriticalSection(CRITICAL_SECTION* section);
 // all processes of the same user in the same PID namespace: the first creator's arguments count, and
 // later creators open it and get GetLastError() == ERROR_ALREADY_EXISTS (0 for a fresh one). A named
 // object exists while some process has it open, and starts fresh when the last one is gone, even if
-// that one was killed. A name that already belongs to an object of another kind fails with
+// that one was killed. (In the port a process counts for an object that it has closed until it has
+// closed its last named object.) A name that already belongs to an object of another kind fails with
 // ERROR_INVALID_HANDLE. A name has at most 260 characters.
 //
 // No other user can open, change or block the port's objects. Where no directory is safe for them, or

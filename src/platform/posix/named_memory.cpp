@@ -14,23 +14,29 @@ using Slot = SharedFile::Slot;
 /// The process's opening of the file, for as long as it has a named object open.
 constinit SharedFile file;
 constinit int openObjects = 0;
-/// Set once memory that a thread still owns is in the mapping.
-constinit bool isMappingRetained = false;
 
-/// Finds the slot that has `name`, or a free one; -1 if all are taken.
+/// Finds a slot that killed processes left; -1 if there is none.
+int findLeftSlot() noexcept {
+  for (int index = 0; index < SharedFile::kSlots; ++index) {
+    if (file.hasOpened(index)) continue;
+    const Slot::Use use = file.slot(index).use;
+    if (use == Slot::Use::kLeft || (use == Slot::Use::kUsed && file.releaseSlot(index)))
+      return index;
+  }
+  return -1;
+}
+
+/// Finds the slot that has `name`, else one for a new object; -1 if there is none.
 int findSlot(const char* name) noexcept {
   int free = -1;
   for (int index = SharedFile::kSlots - 1; index >= 0; --index) {
     Slot& slot = file.slot(index);
-    if (slot.use == Slot::Use::kFree) {
-      free = index;
-    } else if (slot.use == Slot::Use::kUsed &&
-               std::strncmp(slot.name, name, sizeof slot.name) == 0) {
-      if (!file.isUnused(index)) return index;
-      slot.use = Slot::Use::kRetired;  // Killed processes left it.
-    }
+    if (slot.use == Slot::Use::kUsed && std::strncmp(slot.name, name, sizeof slot.name) == 0 &&
+        !file.releaseSlot(index))
+      return index;
+    if (slot.use == Slot::Use::kFree) free = index;
   }
-  return free;
+  return free >= 0 ? free : findLeftSlot();
 }
 
 }  // namespace
@@ -46,7 +52,8 @@ std::unique_ptr<NamedMemory> NamedMemory::enter(const char* name, Object::Kind k
     error = ERROR_INVALID_HANDLE;
     return nullptr;
   }
-  memory->named_ = true;
+  memory->isEntered_ = true;
+  memory->isInGate_ = isShared;
   ++openObjects;
   if (isShared && !memory->enterSlot(name, kind, error)) return nullptr;
   return memory;
@@ -59,18 +66,18 @@ bool NamedMemory::enterSlot(const char* name, Object::Kind kind, DWORD& error) n
     return false;
   }
   Slot& slot = file.slot(index);
-  fresh_ = slot.use == Slot::Use::kFree;
-  if (!fresh_ && slot.kind != kind) {
+  isFresh_ = slot.use != Slot::Use::kUsed;
+  if (!isFresh_ && slot.kind != kind) {
     error = ERROR_INVALID_HANDLE;
     return false;
   }
-  if (!file.lockSlot(index)) {
+  if (!file.openSlot(index)) {
     error = systemCode(errno);
     return false;
   }
   slot_ = index;
   state_ = slot.state;
-  if (fresh_) {
+  if (isFresh_) {
     slot = {};
     slot.kind = kind;
     std::strcpy(slot.name, name);
@@ -80,30 +87,24 @@ bool NamedMemory::enterSlot(const char* name, Object::Kind kind, DWORD& error) n
 }
 
 void NamedMemory::share() noexcept {
-  if (file.isOpen()) file.leaveGate();
+  if (isInGate_) file.leaveGate();
+  isInGate_ = false;
 }
 
 void NamedMemory::abandon() noexcept {
-  isMappingRetained = isMappingRetained || slot_ >= 0;
-  leave(Slot::Use::kRetired);
+  if (slot_ >= 0) file.retainSlot(slot_);
+  leave();
 }
 
 NamedMemory::~NamedMemory() {
-  leave(Slot::Use::kFree);
+  leave();
 }
 
-/// `use` is what becomes of the slot if no other process has the object open.
-void NamedMemory::leave(Slot::Use use) noexcept {
-  if (!named_) return;
-  named_ = false;
-  if (file.isOpen() && file.isOurs() && file.enterGate()) {
-    if (slot_ >= 0) {
-      file.unlockSlot(slot_);
-      if (file.isUnused(slot_)) file.slot(slot_).use = use;
-    }
-    file.leaveGate();
-  }
-  if (--openObjects == 0 && file.isOpen()) file.close(!isMappingRetained);
+void NamedMemory::leave() noexcept {
+  if (!isEntered_) return;
+  isEntered_ = false;
+  share();
+  if (--openObjects == 0 && file.isOpen()) file.close();
 }
 
 }  // namespace orla::posix

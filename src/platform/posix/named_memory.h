@@ -32,7 +32,7 @@ class NamedMemory {
 
   /// Returns true if no other process has the object open. `state()` is then zero, and the caller
   /// initializes it.
-  bool isFresh() const noexcept { return fresh_; }
+  bool isFresh() const noexcept { return isFresh_; }
   /// kStateSize bytes, aligned for any type, shared with the other processes.
   void* state() const noexcept { return state_; }
   /// Lets other processes enter.
@@ -45,10 +45,11 @@ class NamedMemory {
   NamedMemory() noexcept = default;
 
   bool enterSlot(const char* name, Object::Kind kind, DWORD& error) noexcept;
-  void leave(SharedFile::Slot::Use use) noexcept;
+  void leave() noexcept;
 
-  bool named_ = false;
-  bool fresh_ = true;
+  bool isEntered_ = false;
+  bool isInGate_ = false;
+  bool isFresh_ = true;
   int slot_ = -1;  // -1: private.
   void* state_ = private_;
   alignas(std::max_align_t) unsigned char private_[kStateSize] = {};

@@ -181,25 +181,30 @@ bool SharedFile::isOurs() const noexcept {
   return status.st_dev == device_ && status.st_ino == inode_;
 }
 
-void SharedFile::close(bool unmap) noexcept {
+void SharedFile::close() noexcept {
   if (isOurs()) {
     ::close(descriptor_);
-    removeIfUnused();
+    // Through a file opened anew: a forked child may still hold the locks of the closed one.
+    descriptor_ = openFile(path_, 0);
+    if (descriptor_ >= 0) {
+      if (isOurs() && enterGate()) releaseAll();
+      ::close(descriptor_);
+    }
   }
   descriptor_ = -1;
-  if (unmap) ::munmap(layout_, sizeof(Layout));
+  if (!isMappingRetained_) ::munmap(layout_, sizeof(Layout));
   layout_ = nullptr;
+  opened_.fill(false);
+  retained_.fill(false);
 }
 
-/// Asks through a file opened anew: a forked child may still hold the locks of the closed one.
-void SharedFile::removeIfUnused() noexcept {
-  descriptor_ = openFile(path_, 0);
-  if (descriptor_ < 0) return;
-  struct ::stat status;
-  if (enterGate() && ::fstat(descriptor_, &status) == 0 && status.st_nlink > 0 &&
-      lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK) == Lock::kTaken)
+void SharedFile::releaseAll() noexcept {
+  if (lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK) == Lock::kTaken) {
     ::unlink(path_);
-  ::close(descriptor_);
+    return;
+  }
+  for (int index = 0; index < kSlots; ++index)
+    if (hasOpened(index)) releaseSlot(index);
 }
 
 bool SharedFile::enterGate() noexcept {
@@ -214,18 +219,30 @@ SharedFile::Slot& SharedFile::slot(int index) noexcept {
   return layout_->slots[index];
 }
 
-bool SharedFile::isUnused(int index) noexcept {
-  if (lockByte(descriptor_, kFirstSlot + index, F_WRLCK, F_OFD_SETLK) != Lock::kTaken) return false;
-  unlockSlot(index);
+bool SharedFile::openSlot(int index) noexcept {
+  if (lockByte(descriptor_, kFirstSlot + index, F_RDLCK, F_OFD_SETLK) != Lock::kTaken) return false;
+  opened_[static_cast<std::size_t>(index)] = true;
   return true;
 }
 
-bool SharedFile::lockSlot(int index) noexcept {
-  return lockByte(descriptor_, kFirstSlot + index, F_RDLCK, F_OFD_SETLK) == Lock::kTaken;
+bool SharedFile::releaseSlot(int index) noexcept {
+  const ::off_t byte = kFirstSlot + index;
+  if (lockByte(descriptor_, byte, F_WRLCK, F_OFD_SETLK) != Lock::kTaken) return false;
+  lockByte(descriptor_, byte, F_UNLCK, F_OFD_SETLK);
+  const auto place = static_cast<std::size_t>(index);
+  Slot::Use& use = slot(index).use;
+  if (retained_[place])
+    use = Slot::Use::kOwned;
+  else if (hasOpened(index))
+    use = Slot::Use::kFree;
+  else if (use == Slot::Use::kUsed)
+    use = Slot::Use::kLeft;
+  return true;
 }
 
-void SharedFile::unlockSlot(int index) noexcept {
-  lockByte(descriptor_, kFirstSlot + index, F_UNLCK, F_OFD_SETLK);
+void SharedFile::retainSlot(int index) noexcept {
+  isMappingRetained_ = true;
+  retained_[static_cast<std::size_t>(index)] = true;
 }
 
 }  // namespace orla::posix

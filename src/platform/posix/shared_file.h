@@ -6,9 +6,12 @@
 //
 // The kernel drops the locks of a process that is killed. A process that is in the gate and gets one
 // of the other bytes exclusively is therefore alone with the file or the object, whatever a killed
-// process left there. Leftovers are replaced, never used again, because a process that closed
-// descriptors that are not its own may still have them mapped. The locks belong to the open file, so
-// that a forked child shares its parent's.
+// process left there. What killed processes left is used again only if no slot is free, because a
+// process that closed descriptors that are not its own may still use it.
+//
+// The locks belong to the open file, so that a forked child shares its parent's. A process therefore
+// never drops the lock of a slot: it closes the file when it has closed its last object, and a child
+// keeps the locks until it does the same.
 //
 // The file is in the first of these directories that is safe: /run/user/UID, if it belongs to the
 // user alone; for root /run/orla, which is created; /dev/shm. No environment variable counts,
@@ -17,6 +20,7 @@
 // alike.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <sys/types.h>
@@ -34,7 +38,12 @@ class SharedFile {
 
   /// The place of one object. Everything is zero in a free slot.
   struct Slot {
-    enum class Use : std::uint32_t { kFree, kUsed, kRetired };
+    enum class Use : std::uint32_t {
+      kFree,
+      kUsed,
+      kLeft,   // By killed processes.
+      kOwned,  // By a thread of a process that has closed the object. Never used again.
+    };
 
     Use use;
     Object::Kind kind;
@@ -45,9 +54,9 @@ class SharedFile {
   /// Opens and maps the file, and enters the gate. Returns false, with nothing open, if the objects
   /// cannot be shared.
   bool open() noexcept;
-  /// Leaves the gate and closes the file. The last process to close it removes it. `unmap` ends the
-  /// mapping, too.
-  void close(bool unmap) noexcept;
+  /// Closes the file, and frees the slots that no other process has open. The last process to close
+  /// the file removes it.
+  void close() noexcept;
 
   bool isOpen() const noexcept { return descriptor_ >= 0; }
   /// Returns false if the locks are not this process's any more: the host program closed the
@@ -61,12 +70,18 @@ class SharedFile {
   // The rest is for a caller that is in the gate.
 
   Slot& slot(int index) noexcept;
-  /// Returns true if no process has the object in slot `index` open. It must not be open in this
-  /// process.
-  bool isUnused(int index) noexcept;
-  /// Marks the object as open in this process. Returns false if locking fails.
-  bool lockSlot(int index) noexcept;
-  void unlockSlot(int index) noexcept;
+  /// Returns true if this process has opened the object in slot `index` since it opened the file.
+  bool hasOpened(int index) const noexcept { return opened_[static_cast<std::size_t>(index)]; }
+  /// Marks the object in slot `index` as open in this process, which lasts until close(). Returns
+  /// false if locking fails.
+  bool openSlot(int index) noexcept;
+  /// If no other process has the object in slot `index` open, which this process has closed or never
+  /// had open, sets the slot's use to what becomes of it, and returns true.
+  bool releaseSlot(int index) noexcept;
+
+  /// Retains the memory of the slot and the mapping until the process ends, because a thread still
+  /// owns what is in the slot.
+  void retainSlot(int index) noexcept;
 
  private:
   struct Layout;
@@ -74,7 +89,7 @@ class SharedFile {
 
   Entry tryOpen() noexcept;
   bool map(bool isFresh) noexcept;
-  void removeIfUnused() noexcept;
+  void releaseAll() noexcept;
 
   char path_[128] = {};
   int descriptor_ = -1;
@@ -82,6 +97,9 @@ class SharedFile {
   ::dev_t device_ = 0;
   ::ino_t inode_ = 0;
   Layout* layout_ = nullptr;
+  bool isMappingRetained_ = false;
+  std::array<bool, kSlots> opened_{};  // By this process, since it opened the file.
+  std::array<bool, kSlots> retained_{};
 };
 
 }  // namespace orla::posix
