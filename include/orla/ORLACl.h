@@ -15,9 +15,9 @@
  * starts no threads. Commands run in parallel, even on one handle. Each command is one HTTP/1.1
  * request on its own TCP connection over IPv4.
  *
- * Time: a command fails if it waits more than 300 seconds for data from the server, or for the
- * server to accept more of an upload. The time to connect is limited only by the system. The total
- * time of a command is not limited.
+ * Time: a command fails if it waits for data and the server sends none for 300 seconds. An upload
+ * also fails if the server accepts no data for 300 seconds. The time to connect is limited only by
+ * the system. The total time of a command is not limited.
  *
  * Strings are zero-terminated byte strings. The library does not keep any of the caller's pointers
  * after a call returns.
@@ -82,7 +82,8 @@ enum {
    * which. ORLAGetVersion also returns it, without a message, if the server's answer is not a
    * version. */
   ORLA_ERROR_TRANSPORT = 4,
-  /** An argument is invalid: an unknown handle, a null pointer, or a text that is too long. */
+  /** An argument is invalid: an unknown handle, a null pointer, or a text or a path that is empty,
+   * too long or otherwise not accepted. */
   ORLA_ERROR_ARGUMENT = 6,
   /** HTTP 401, or a local file could not be closed or replaced. */
   ORLA_ERROR_UNAUTHORIZED = 9,
@@ -123,8 +124,8 @@ enum {
 /** The only value of the phase field of the progress record. */
 enum { ORLA_PROGRESS_PHASE = 1 };
 
-/** The maximum number of connections at one time. It includes free connections, which were
- * disconnected and wait for reuse. */
+/** The maximum number of connections at one time. A connection still counts after ORLADisconnect,
+ * which only frees it for reuse. */
 enum { ORLA_MAX_CONNECTIONS = 30 };
 
 /** The size of the library's message in bytes, including the terminating zero. A buffer of this
@@ -175,9 +176,9 @@ typedef char orla_assert_record_size[sizeof(orla_progress_record) == 278 ? 1 : -
  * The text of an error page is reported in the same way as a file. Only the status ORLA_OK means
  * that a file was received.
  *
- * The function may call the library. It must return normally: it must not throw, nor leave in any
- * other way. The library does not read from the server while the function runs, so a server may
- * give up if it runs for long.
+ * The function may call the library. It must return normally: it must not throw an exception or
+ * call longjmp. The library does not read from the server while the function runs, so the server
+ * may close the connection if the function runs for a long time.
  *
  * To stop the download, set record->status to ORLA_PROGRESS_CANCEL or ORLA_PROGRESS_ABANDON. Then
  *
@@ -225,10 +226,10 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
  * @return
  * - ORLA_OK on success
  * - ORLA_ERROR_GENERAL if `handle` is null
- * - ORLA_ERROR_GENERAL, with a message, if the URL is invalid and there are fewer than
- *   ORLA_MAX_CONNECTIONS connections
- * - ORLA_ERROR_GENERAL, without a message, if there are ORLA_MAX_CONNECTIONS connections and either
- *   the URL is invalid or none of them is free
+ * - ORLA_ERROR_GENERAL if the URL is invalid. The failure has a message only if there are fewer
+ *   than ORLA_MAX_CONNECTIONS connections.
+ * - ORLA_ERROR_GENERAL, without a message, if there are ORLA_MAX_CONNECTIONS connections and none
+ *   of them is free
  *
  * A connection is free after ORLADisconnect. When it is reused, it keeps its handle. An invalid URL
  * still overwrites the URL of every free connection.
@@ -236,11 +237,11 @@ ORLA_API orla_status ORLA_CALL ORLAInitialize(uint32_t flag, const char* text);
  * Before ORLAInitialize, the function writes nothing. It then returns ORLA_OK if `*handle` already
  * holds a value other than 0, and ORLA_ERROR_GENERAL otherwise.
  *
- * If the system refuses the kernel objects that the library needs to lock its table of connections,
+ * The library locks its table of connections with kernel objects. If the system refuses them:
  *
- * - this function, ORLADisconnect and ORLACleanup throw a C++ exception, which ends the program on
- *   Windows, and in a program written in C;
- * - the commands return ORLA_ERROR_GENERAL without a message.
+ * - This function, ORLADisconnect and ORLACleanup throw a C++ exception. On Windows it ends the
+ *   program. On Linux it ends the program if nothing catches it, as in a program written in C.
+ * - The commands return ORLA_ERROR_GENERAL without a message.
  *
  * To check this first, call ORLAGetVersion with the handle 0, which is never valid. The call sends
  * nothing, and returns ORLA_ERROR_ARGUMENT if the table can be locked.
@@ -276,8 +277,9 @@ ORLA_API orla_status ORLA_CALL ORLADisconnect(uint32_t handle);
  *                    pointer must not be null, even if `count` is 0. An identity that needs more
  *                    than 2069 bytes when encoded is sent unchanged. A line end in it then adds
  *                    lines to the request, so check the length of text from users.
- * @param name        receives the server's answer up to its first zero byte; set to the empty
- *                    string on failure. It must have room for at least one byte.
+ * @param name        receives the server's answer up to its first zero byte. On failure it is set
+ *                    to the empty string, unless one of the pointers is null. It must have room for
+ *                    at least one byte.
  * @param size        in: the size of `name` in bytes. A shorter answer is padded with zeros. An
  *                    answer of this size or longer is truncated to it and not zero-terminated.
  *                    Out: the length of the answer if it is less than the size, otherwise
@@ -286,11 +288,12 @@ ORLA_API orla_status ORLA_CALL ORLADisconnect(uint32_t handle);
  * @return
  * - ORLA_OK on success
  * - ORLA_ERROR_ARGUMENT, without a message, if the handle is unknown, or if `identities`, `name` or
- *   `size` is null; `name` is set to the empty string only if the handle is the cause
+ *   `size` is null
  * - another status, usually with a message, if the request fails
  *
- * If an identity is null, or if the path of the URL and the parameters together exceed 2069 bytes,
- * the request is sent with an empty target, so that the server rejects it.
+ * The target of the request consists of the path of the URL and the parameters. If it exceeds 2069
+ * bytes, or if an identity is null, the request is sent with an empty target, and the server
+ * rejects it.
  */
 ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type, uint32_t count,
                                                   const char* const* identities, char* name,
@@ -311,14 +314,14 @@ ORLA_API orla_status ORLA_CALL ORLAGetPackageName(uint32_t handle, uint32_t type
  * @param size        in: the size of `name` in bytes. A shorter answer is padded with zeros. An
  *                    answer of this size or longer is truncated to it and not zero-terminated. If
  *                    the size is 0 or above 0x7FFFFFFF, `name` does not receive an answer.
- *                    Out: the number of bytes sent, or 0xFFFFFFFF on failure.
+ *                    Out: the size of the package that was sent in bytes, or 0xFFFFFFFF on failure.
  *
  * @return
  * - ORLA_OK on success
  * - ORLA_ERROR_ARGUMENT if the handle is unknown, an identity or `size` is null, or the path is
  *   null, empty or too long
- * - ORLA_ERROR_ARGUMENT if the target exceeds 2069 bytes; it consists of the path of the URL, the
- *   parameters and the file name
+ * - ORLA_ERROR_ARGUMENT if the target of the request, which consists of the path of the URL, the
+ *   parameters and the file name, exceeds 2069 bytes
  * - ORLA_ERROR_NO_SUCH_FILE if the file, or a directory in its path, does not exist
  * - ORLA_ERROR_GENERAL if the file cannot be opened
  * - ORLA_ERROR_TOO_LARGE if the file is too large, or there is not enough memory for it
@@ -332,10 +335,10 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
                                                char* name, uint32_t* size);
 
 /**
- * Downloads a file. The library writes it to a temporary file in the same directory. When the reply
- * is complete, it deletes the old file at `path` and renames the temporary file. Until then, and if
- * the download fails, the old file is unchanged, except in one case of ORLA_ERROR_UNAUTHORIZED,
- * which is described below.
+ * Downloads a file. The library writes it to a temporary file in the directory of `path`. When the
+ * reply is complete, the library deletes the old file at `path`, and then renames the temporary
+ * file to `path`. If the download fails, the old file is unchanged, except in one case of
+ * ORLA_ERROR_UNAUTHORIZED, which is described below.
  *
  * @param handle    the connection, of which only the host and the port are used
  * @param target    the request target, which starts with "/" and is sent unchanged
@@ -344,23 +347,27 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
  *                    separator, and "./file" elsewhere.
  *                  - Windows usually accepts 259 bytes, and 246 bytes for the directory. If the
  *                    directory is longer, the status is ORLA_ERROR_GENERAL.
- * @param progress  called when data arrives. If it is null, nothing is read and the download fails.
+ * @param progress  the function to call when data arrives. If the pointer is null, the library does
+ *                  not read the reply's body and the download fails.
  * @param record    the progress record. After success its byte_count is the file's size modulo
- *                  2^32. If it is null, nothing is read and the download fails.
+ *                  2^32. If the pointer is null, the library does not read the reply's body and
+ *                  the download fails.
  * @param counter   sent unchanged as "&Counter=" and this text, after the target; null sends none.
- *                  If there is a counter, the target should have a query. Otherwise the server must
- *                  remove the counter from the path.
+ *                  The target should have a query if there is a counter, because the counter
+ *                  otherwise becomes part of the path and the server must remove it from there.
  *
  * @return
  * - ORLA_OK if the file is in place with all its bytes
  * - ORLA_ERROR_ARGUMENT if `target` or `path` is null, the handle is unknown, or the path is empty,
  *   too long or without a directory
  * - ORLA_ERROR_NO_SUCH_DOWNLOAD for HTTP 404 or 403
- * - ORLA_ERROR_GENERAL if the local file cannot be created or written, and in the cases that apply
- *   to every command
+ * - ORLA_ERROR_GENERAL if the local file cannot be created or written, and, as for every command,
+ *   for an HTTP status that is not listed here, if memory runs out before the command uses the
+ *   network, or if the table of connections cannot be locked
  * - ORLA_ERROR_UNAUTHORIZED for HTTP 401
- * - ORLA_ERROR_UNAUTHORIZED, without a message, if the old file could not be replaced. If the old
- *   file was already deleted and only the rename failed, both files are deleted: download again.
+ * - ORLA_ERROR_UNAUTHORIZED, without a message, if the temporary file could not be closed or could
+ *   not replace the old file. If the old file was deleted and then the rename failed, the library
+ *   deletes the temporary file as well. Then neither file exists, so download the file again.
  * - ORLA_ERROR_TRANSPORT if the reply states a length of 4 GiB or more, or, as for every command,
  *   if its head exceeds 1 MiB
  * - ORLA_ERROR_REQUEST if the progress function set ORLA_PROGRESS_CANCEL, and for HTTP 400 and 501
@@ -370,8 +377,9 @@ ORLA_API orla_status ORLA_CALL ORLASendPackage(uint32_t handle, uint32_t type, u
  * If the path is invalid, or the local file cannot be created or written, the request is sent
  * anyway and its reply is dropped. A null `target` or `path` or an unknown handle sends nothing.
  *
- * If the reply states no length, or contains "Connection: close", it ends when the server closes
- * the connection. A lost connection then looks like the end of the file, and the status is ORLA_OK.
+ * If the reply is not sent in chunks, and states no length or contains "Connection: close", it ends
+ * when the server closes the connection. A lost connection then looks like the end of the file, and
+ * the status is ORLA_OK.
  */
 ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* target,
                                                 const char* path, orla_progress_fn progress,
@@ -386,7 +394,8 @@ ORLA_API orla_status ORLA_CALL ORLADownloadFile(uint32_t handle, const char* tar
 ORLA_API orla_status ORLA_CALL ORLACleanup(void);
 
 /**
- * Asks the server for its version.
+ * Asks the server for its version. The answer must consist of three numbers that are separated by
+ * dots, such as 5.10.1234. CR and LF may follow the last number.
  *
  * @param handle       the connection
  * @param major,minor  receive the first two numbers of the version, modulo 65536; set to 0 on
@@ -395,9 +404,8 @@ ORLA_API orla_status ORLA_CALL ORLACleanup(void);
  * @return
  * - ORLA_OK on success
  * - ORLA_ERROR_ARGUMENT if the handle is unknown, or the path of the URL is too long
- * - ORLA_ERROR_TRANSPORT, without a message, if the answer does not have the form
- *   digits.digits.digits, which CR and LF may follow; the thread's code is set to
- *   ORLA_ERROR_VERSION_TEXT
+ * - ORLA_ERROR_TRANSPORT, without a message, if the answer is not a version; the thread's code is
+ *   set to ORLA_ERROR_VERSION_TEXT
  * - ORLA_ERROR_TRANSPORT, with a message, for HTTP 304; the thread's code is set to
  *   ORLA_ERROR_VERSION_TEXT
  * - another status, with a message, if the request fails in another way
@@ -407,9 +415,9 @@ ORLA_API orla_status ORLA_CALL ORLAGetVersion(uint32_t handle, uint16_t* major, 
 /**
  * Reads the calling thread's code. Nothing clears the code.
  *
- * @param code  receives the code, or ORLA_NO_CODE if no code was recorded. On Windows, the code of
- *              a thread that starts while the library is loaded is 0 at first. The pointer is not
- *              checked: null crashes.
+ * @param code  receives the code, or ORLA_NO_CODE if no code was recorded for the thread. On
+ *              Windows the code 0 is recorded when a thread starts, if the library is already
+ *              loaded. The pointer is not checked: null crashes.
  *
  * @return 1 if the code is ORLA_NO_CODE, 0 otherwise
  */
