@@ -215,9 +215,9 @@ def scenarios(quick, against_nginx):
         return {key: value for key, value in found.items() if not key.startswith("chunks")}
     found |= {
         "far": Scenario(f"GET, server {FAR_MS} ms away", "get", "/get", 100 // part, server="far"),
-        "late_get": Scenario("GET, late acknowledgements", "get", "/get", 100 // part,
+        "late_get": Scenario("GET, late acknowledgments", "get", "/get", 100 // part,
                              server="late", clients=(*CLIENTS, CARELESS)),
-        "late_upload": Scenario("upload 1 MiB, late acknowledgements", "upload", "/upload",
+        "late_upload": Scenario("upload 1 MiB, late acknowledgments", "upload", "/upload",
                                 100 // part, size=MIB, server="late"),
     }
     return found
@@ -322,7 +322,7 @@ def measure(options, folder):
                 size * MIB for size in (1, 64, 256)]))
         else:
             ports["far"] = stack.enter_context(own_server("--far", str(FAR_MS)))
-            ports["late"] = stack.enter_context(own_server("--late-acknowledgements"))
+            ports["late"] = stack.enter_context(own_server("--late-acknowledgments"))
         bench = Bench(folder, ports)
 
         measured.scenarios = scenarios(options.quick, options.server == "nginx")

@@ -3,7 +3,7 @@
 // write them, and a length or chunks without trailers.
 //
 // With BENCH_TWO_WRITES it sends the request line and the headers separately, so that the headers
-// may wait for the acknowledgement of the request line.
+// may wait for the acknowledgment of the request line.
 #include <algorithm>
 #include <charconv>
 #include <cstring>

@@ -1,10 +1,10 @@
 // The benchmark's server on 127.0.0.1. It prepares its replies, so that they cost it little time.
 //
-//   bench-server [--far MILLISECONDS] [--late-acknowledgements]
+//   bench-server [--far MILLISECONDS] [--late-acknowledgments]
 //
 // It prints its port, and runs until it is ended. With --far it waits this long before each reply,
-// like a distant server. With --late-acknowledgements it acknowledges received bytes as late as the
-// system allows (40 ms and more), unless the reply carries the acknowledgement.
+// like a distant server. With --late-acknowledgments it acknowledges received bytes as late as the
+// system allows (40 ms and more), unless the reply carries the acknowledgment.
 //
 //   GET  /get[/HEADERS]        a small text, with this many additional headers
 //   GET  /plain/SIZE           SIZE bytes of the pattern, with a length
@@ -46,7 +46,7 @@ constexpr char kSmallReply[] = "5.10.1234";
 
 struct Options {
   std::chrono::milliseconds far{0};
-  bool lateAcknowledgements = false;
+  bool lateAcknowledgments = false;
 };
 
 /// A block of the pattern in chunks of one size, and the size of a chunk with its framing.
@@ -118,7 +118,7 @@ class Conversation {
   struct Ended : std::exception {};
 
   std::size_t receive(char* into, std::size_t size) {
-    if (options_.lateAcknowledgements) {
+    if (options_.lateAcknowledgments) {
       const int quick = 0;
       ::setsockopt(socket_, IPPROTO_TCP, TCP_QUICKACK, &quick, sizeof quick);
     }
@@ -224,8 +224,8 @@ Options parseArguments(int argc, char** argv) {
   Options options;
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
-    if (argument == "--late-acknowledgements") {
-      options.lateAcknowledgements = true;
+    if (argument == "--late-acknowledgments") {
+      options.lateAcknowledgments = true;
     } else if (argument == "--far" && i + 1 < argc) {
       options.far = std::chrono::milliseconds(std::atoi(argv[++i]));
     } else {
@@ -246,7 +246,7 @@ int main(int argc, char** argv) {
   const linger reset{1, 0};
   check(::setsockopt(listener, SOL_SOCKET, SO_LINGER, &reset, sizeof reset), "SO_LINGER");
   check(::setsockopt(listener, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay), "TCP_NODELAY");
-  if (options.lateAcknowledgements)
+  if (options.lateAcknowledgments)
     check(::setsockopt(listener, IPPROTO_TCP, TCP_QUICKACK, &quick, sizeof quick), "TCP_QUICKACK");
 
   sockaddr_in address{};
