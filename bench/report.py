@@ -303,7 +303,7 @@ has about 14 such calls, and a GET of the library 31. Of these 31 calls
 - 8 use the mutex of the command's queue of requests, which is created, locked three times and closed;
 - 1 asks the socket whether it is still connected.
 
-The remaining 14 are as many as the bare client has.
+The remaining 14 are about as many as the bare client has.
 
 {ratio_table(measured.windows_scenarios, measured.windows_results)}
 {time_table(measured.windows_scenarios, measured.windows_results)}""")
