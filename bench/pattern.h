@@ -1,4 +1,5 @@
-// The bytes of every body, which the server sends and the driver checks in the downloaded file.
+// The bytes of every large body. The server sends them, and the driver compares downloaded files
+// with them.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +10,7 @@ namespace bench {
 /// The pattern repeats after this many bytes.
 inline constexpr std::size_t kPatternSize = 64 * 1024;
 
-/// Returns `size` bytes of the pattern, where `size` is a multiple of kPatternSize.
+/// Returns the first `size` bytes of the repeated pattern.
 std::string makePattern(std::size_t size = kPatternSize);
 
 }  // namespace bench

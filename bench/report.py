@@ -10,7 +10,7 @@ import subprocess
 from dataclasses import dataclass, field
 
 MIB = 1 << 20
-BARE, AGAIN, OURS, CARELESS = "bare", "bare again", "orla", "nagle"
+BARE, AGAIN, OURS, TWO_WRITES = "bare", "bare again", "orla", "nagle"
 NAMES = {
     BARE: "bare sockets",
     AGAIN: "bare sockets again (null check)",
@@ -19,9 +19,9 @@ NAMES = {
     "curl-new": "libcurl, new handle, large buffers",
     "httplib": "cpp-httplib",
     "poco": "Poco Net",
-    CARELESS: "bare sockets, two writes, TCP_NODELAY off",
+    TWO_WRITES: "bare sockets, two writes, TCP_NODELAY off",
 }
-STALL_MS = 20  # An acknowledgment is delayed by 40 ms and more.
+STALL_MS = 20  # A delayed acknowledgment stalls a command for at least 40 ms.
 
 
 @dataclass
@@ -48,8 +48,8 @@ class Spread:
         return f"{self.median:.2f} ({self.low:.2f}–{self.high:.2f})"
 
 
-def ratios(results, client, key="command"):
-    """Returns the bare client's number divided by this client's, for each round."""
+def ratios(results, client, key="command_seconds"):
+    """Returns the spread over the rounds of the bare client's number divided by this client's."""
     return Spread([bare[key] / run[key] for bare, run in zip(results[BARE], results[client])])
 
 
@@ -131,7 +131,8 @@ def time_table(scenarios, results):
     for key, scenario in scenarios.items():
         row = [scenario.title]
         for client in (BARE, OURS):
-            row.append(seconds(statistics.median(run["command"] for run in results[key][client])))
+            runs = results[key][client]
+            row.append(seconds(statistics.median(run["command_seconds"] for run in runs)))
         rows.append(row)
     return table(["time per command", NAMES[BARE], NAMES[OURS]], rows)
 
@@ -175,7 +176,8 @@ def steepness(points):
 
 
 def targets(measured):
-    """Returns the table of targets: what is measured, target, measured value, met."""
+    """Returns a table with one row for each target: what is measured, the target, the measured
+    value, and whether the value meets the target."""
     rows = []
 
     def row(what, target, value, met):
@@ -194,7 +196,7 @@ def targets(measured):
         peers = [client for client in NAMES
                  if client in measured.memory and client not in (BARE, OURS)]
         best = max(peers, key=lambda client: ratios(results[key], client).median)
-        ahead = Spread([peer["command"] / ours["command"]
+        ahead = Spread([peer["command_seconds"] / ours["command_seconds"]
                         for peer, ours in zip(results[key][best], results[key][OURS])])
         row(f"{measured.scenarios[key].title}, compared with the fastest peer, {NAMES[best]}", "above 1",
             ahead, ahead.median > 1)
@@ -203,11 +205,12 @@ def targets(measured):
     cpu = cpu_cost(measured, OURS)
     row("CPU per GET", "at most 1.15", cpu, cpu.median <= 1.15)
     if "late_get" in results:
-        ours, careless = (statistics.median(run["command"] for run in results["late_get"][client])
-                          for client in (OURS, CARELESS))
+        late_get = results["late_get"]
+        ours, two_writes = (statistics.median(run["command_seconds"] for run in late_get[client])
+                            for client in (OURS, TWO_WRITES))
         row(measured.scenarios["late_get"].title, "no stall: at most a quarter of the time of two writes",
-            f"{seconds(ours)}, two writes {seconds(careless)}", ours <= careless / 4)
-        worst = max(run["command"] for run in results["late_upload"][OURS])
+            f"{seconds(ours)}, two writes {seconds(two_writes)}", ours <= two_writes / 4)
+        worst = max(run["command_seconds"] for run in results["late_upload"][OURS])
         row(measured.scenarios["late_upload"].title, f"no stall: every round below {STALL_MS} ms",
             f"at most {seconds(worst)}", worst * 1e3 < STALL_MS)
     memory = measured.memory[OURS]
@@ -329,9 +332,9 @@ def plain_name(client):
     return NAMES[client].replace("*", "")
 
 
-def pictures(measured, folder):
-    plot(ratio_picture(measured), folder / "benchmarks.svg")
-    plot(growth_picture(measured.growth), folder / "benchmarks-growth.svg")
+def pictures(measured, directory):
+    plot(ratio_picture(measured), directory / "benchmarks.svg")
+    plot(growth_picture(measured.growth), directory / "benchmarks-growth.svg")
 
 
 def ratio_picture(measured):

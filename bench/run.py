@@ -29,14 +29,14 @@ WINDOWS_PROGRAMS = TOP / "build/bench-win32"
 MIB = 1 << 20
 FAR_MS = 20
 
-BARE, AGAIN, OURS, CARELESS = "bare", "bare again", "orla", "nagle"
+BARE, AGAIN, OURS, TWO_WRITES = "bare", "bare again", "orla", "nagle"
 PEERS = ["curl-kept", "curl-new", "httplib", "poco"]
 CLIENTS = [BARE, AGAIN, OURS, *PEERS]
 WINDOWS_CLIENTS = [BARE, AGAIN, OURS]
 
 
 class Failed(Exception):
-    pass
+    """A program of the benchmark failed."""
 
 
 @dataclass
@@ -44,9 +44,9 @@ class Scenario:
     title: str
     operation: str
     path: str
-    count: int  # Of each slice.
+    count: int  # The number of commands in each slice.
     threads: int = 1
-    size: int = 0  # Of the file to upload.
+    size: int = 0  # The size of the file to upload, in bytes.
     server: str = "plain"
     clients: tuple = tuple(CLIENTS)
     slices: int = 1
@@ -69,8 +69,8 @@ def own_server(*arguments):
 
 NGINX_CONFIGURATION = """
 daemon off;
-pid {folder}/nginx.pid;
-error_log {folder}/nginx.log;
+pid {directory}/nginx.pid;
+error_log {directory}/nginx.log;
 worker_processes 2;
 {user}
 events {{ worker_connections 1024; }}
@@ -79,14 +79,14 @@ http {{
   sendfile on;
   tcp_nopush on;
   client_max_body_size 0;
-  client_body_temp_path {folder}/nginx-body;
-  proxy_temp_path {folder}/nginx-proxy;
-  fastcgi_temp_path {folder}/nginx-fastcgi;
-  uwsgi_temp_path {folder}/nginx-uwsgi;
-  scgi_temp_path {folder}/nginx-scgi;
+  client_body_temp_path {directory}/nginx-body;
+  proxy_temp_path {directory}/nginx-proxy;
+  fastcgi_temp_path {directory}/nginx-fastcgi;
+  uwsgi_temp_path {directory}/nginx-uwsgi;
+  scgi_temp_path {directory}/nginx-scgi;
   server {{
     listen 127.0.0.1:{port};
-    location /plain/ {{ root {folder}; }}
+    location /plain/ {{ root {directory}; }}
     location = /get {{ return 200 "5.10.1234"; }}
     location = /upload {{ return 200 "$content_length"; }}
   }}
@@ -95,17 +95,17 @@ http {{
 
 
 @contextlib.contextmanager
-def nginx(folder, own_port, sizes):
+def nginx(directory, own_port, sizes):
     """Runs nginx with the files to download; yields its port."""
-    (folder / "plain").mkdir()
+    (directory / "plain").mkdir()
     for size in sizes:
-        download(own_port, size, folder / "plain" / str(size))
+        download(own_port, size, directory / "plain" / str(size))
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         port = probe.getsockname()[1]
-    configuration = folder / "nginx.conf"
+    configuration = directory / "nginx.conf"
     user = "user root;" if os.geteuid() == 0 else ""
-    configuration.write_text(NGINX_CONFIGURATION.format(folder=folder, port=port, user=user))
+    configuration.write_text(NGINX_CONFIGURATION.format(directory=directory, port=port, user=user))
     process = subprocess.Popen(["/usr/sbin/nginx", "-c", configuration],
                                stderr=subprocess.DEVNULL)
     try:
@@ -134,8 +134,8 @@ def download(port, size, path):
 class Bench:
     """Runs the clients, with the ports of the servers and a directory for files."""
 
-    def __init__(self, folder, ports):
-        self.folder = folder
+    def __init__(self, directory, ports):
+        self.directory = directory
         self.ports = ports
 
     def command(self, client, scenario, count, windows=False):
@@ -145,9 +145,9 @@ class Bench:
         url = f"http://127.0.0.1:{self.ports[scenario.server]}{scenario.path}"
         file = []
         if scenario.operation == "download":
-            file = [self.folder / "received"]
+            file = [self.directory / "received"]
         elif scenario.operation == "upload":
-            file = [self.folder / f"package-{scenario.size}"]
+            file = [self.directory / f"package-{scenario.size}"]
             if not file[0].exists():
                 download(self.ports["own"], scenario.size, file[0])
         return [*program, scenario.operation, url, str(count), str(scenario.threads), *file]
@@ -159,7 +159,7 @@ class Bench:
         if done.returncode != 0:
             raise Failed(f"{client}: {scenario.title}: {done.stderr.strip()}")
         result = json.loads(done.stdout)
-        result["command"] = result["seconds"] / scenario.count
+        result["command_seconds"] = result["seconds"] / scenario.count
         result["over_idle"] = (result["peak_kib"] - result["idle_kib"]) * 1024
         return result
 
@@ -174,13 +174,14 @@ class Bench:
                     slices[client].append(self.run(client, scenario, windows))
             for client, runs in slices.items():
                 results[client].append({key: statistics.mean(run[key] for run in runs)
-                                        for key in ("command", "cpu")})
+                                        for key in ("command_seconds", "cpu")})
         return results
 
     def system_calls(self, client, scenario):
-        """Returns the system calls per command. Two counts exclude the startup of the program."""
+        """Returns the system calls per command, computed from the difference between a short and a
+        long run, so that the startup of the program is not counted."""
         def total(count):
-            file = self.folder / "strace"
+            file = self.directory / "strace"
             subprocess.run(["strace", "-f", "-c", "-o", file,
                             *self.command(client, scenario, count)],
                            check=True, stdout=subprocess.DEVNULL, timeout=300)
@@ -198,33 +199,35 @@ def say(text):
 
 
 def scenarios(quick, against_nginx):
-    part = 4 if quick else 1
-    gets = {"count": 1000, "slices": 16 // part}
-    found = {
+    divisor = 4 if quick else 1
+    gets = {"count": 1000, "slices": 16 // divisor}
+    all_scenarios = {
         "get1": Scenario("GET, 1 thread", "get", "/get", **gets),
         "get4": Scenario("GET, 4 threads", "get", "/get", threads=4, **gets),
         "get8": Scenario("GET, 8 threads", "get", "/get", threads=8, **gets),
-        "plain": Scenario("download 256 MiB", "download", f"/plain/{256 * MIB}", 1, slices=4 // part),
+        "plain": Scenario("download 256 MiB", "download", f"/plain/{256 * MIB}", 1,
+                          slices=4 // divisor),
         "chunks64": Scenario("in 64 KiB chunks", "download", f"/chunked/65536/{256 * MIB}", 1,
-                             slices=4 // part),
+                             slices=4 // divisor),
         "chunks1": Scenario("64 MiB in 1 KiB chunks", "download", f"/chunked/1024/{64 * MIB}", 1),
         "upload": Scenario("upload 64 MiB", "upload", "/upload", 2, size=64 * MIB,
-                           slices=4 // part),
+                           slices=4 // divisor),
     }
-    if against_nginx:  # It sends files without chunks, and has no delays.
-        return {key: value for key, value in found.items() if not key.startswith("chunks")}
-    found |= {
-        "far": Scenario(f"GET, server {FAR_MS} ms away", "get", "/get", 100 // part, server="far"),
-        "late_get": Scenario("GET, late acknowledgments", "get", "/get", 100 // part,
-                             server="late", clients=(*CLIENTS, CARELESS)),
+    if against_nginx:  # nginx sends files without chunks, and without delays.
+        return {key: value for key, value in all_scenarios.items() if not key.startswith("chunks")}
+    all_scenarios |= {
+        "far": Scenario(f"GET, server {FAR_MS} ms away", "get", "/get", 100 // divisor,
+                        server="far"),
+        "late_get": Scenario("GET, late acknowledgments", "get", "/get", 100 // divisor,
+                             server="late", clients=(*CLIENTS, TWO_WRITES)),
         "late_upload": Scenario("upload 1 MiB, late acknowledgments", "upload", "/upload",
-                                100 // part, size=MIB, server="late"),
+                                100 // divisor, size=MIB, server="late"),
     }
-    return found
+    return all_scenarios
 
 
 def measure_memory(bench, clients):
-    """Returns the memory of the idle process, and the maximum of three runs above it, in bytes."""
+    """Returns the memory of the idle process, and the maximum increase in three runs, in bytes."""
     table = {}
     for operation, path, sizes in (("download", "/plain/{}", (1, 64, 256)),
                                    ("upload", "/upload", (1, 64))):
@@ -241,10 +244,10 @@ def measure_memory(bench, clients):
 
 
 def measure_growth(bench, quick):
-    """Returns the median seconds per command, and the bytes above the idle process, of the library
-    and the bare client for growing sizes."""
+    """Returns measurements of the library and the bare client for growing sizes: the median seconds
+    per command, and the maximum increase of the memory in bytes."""
     repeats = 3 if quick else 7
-    most_bytes = 64 * MIB  # Of all commands of a run, unless a single one is larger.
+    max_bytes = 64 * MIB  # One run transfers at most this much, unless one command transfers more.
 
     def curve(title, xs, make, clients=(BARE, OURS), environment=lambda x: None):
         points = []
@@ -256,13 +259,13 @@ def measure_growth(bench, quick):
                     runs[client].append(bench.run(client, make(x), environment=environment(x)))
             point = {"x": x}
             for client in clients:
-                point[client] = statistics.median(run["command"] for run in runs[client])
+                point[client] = statistics.median(run["command_seconds"] for run in runs[client])
                 point[client, "memory"] = max(run["over_idle"] for run in runs[client])
             points.append(point)
         return points
 
-    def some(size, most):
-        return max(1, min(most, most_bytes // size))
+    def commands_for(size, most):
+        return max(1, min(most, max_bytes // size))
 
     sizes = [1 << bits for bits in (range(10, 31, 4 if quick else 2))]
     if quick:
@@ -276,22 +279,23 @@ def measure_growth(bench, quick):
             clients=(OURS,), environment=lambda x: {"BENCH_CONNECTIONS": str(x)}),
         "download": curve(
             "file size", sorted(sizes),
-            lambda x: Scenario("", "download", f"/plain/{x}", some(x, gets))),
+            lambda x: Scenario("", "download", f"/plain/{x}", commands_for(x, gets))),
         "upload": curve(
             "file size", sorted(sizes),
-            lambda x: Scenario("", "upload", "/upload", some(x, gets), size=x)),
+            lambda x: Scenario("", "upload", "/upload", commands_for(x, gets), size=x)),
         "headers": curve(
             "headers", header_counts, lambda x: Scenario("", "get", f"/get/{x}", max(50, gets // x))),
         "chunks": curve(
             "chunks", chunk_counts,
-            lambda x: Scenario("", "download", f"/chunked/1024/{x * 1024}", some(x * 1024, gets))),
+            lambda x: Scenario("", "download", f"/chunked/1024/{x * 1024}",
+                               commands_for(x * 1024, gets))),
     }
 
 
 def parse_arguments():
     def rounds(text):
         if int(text) < 7:
-            raise argparse.ArgumentTypeError("fewer than 7 rounds say little")
+            raise argparse.ArgumentTypeError("at least 7 rounds are required")
         return int(text)
     parser = argparse.ArgumentParser()
     parser.add_argument("--rounds", type=rounds)
@@ -303,7 +307,7 @@ def parse_arguments():
     return options
 
 
-def files_folder():
+def files_directory():
     """Returns the directory for files: in memory if there is space, to exclude the disk."""
     needed = 4 << 30
     memory = pathlib.Path("/dev/shm")
@@ -312,26 +316,26 @@ def files_folder():
     return PROGRAMS, "the disk of the build"
 
 
-def measure(options, folder):
+def measure(options, directory):
     measured = report.Measured(options=options)
     with contextlib.ExitStack() as stack:
         ports = {"own": stack.enter_context(own_server())}
         ports["plain"] = ports["own"]
         if options.server == "nginx":
-            ports["plain"] = stack.enter_context(nginx(folder, ports["own"], [
+            ports["plain"] = stack.enter_context(nginx(directory, ports["own"], [
                 size * MIB for size in (1, 64, 256)]))
         else:
             ports["far"] = stack.enter_context(own_server("--far", str(FAR_MS)))
             ports["late"] = stack.enter_context(own_server("--late-acknowledgments"))
-        bench = Bench(folder, ports)
+        bench = Bench(directory, ports)
 
         measured.scenarios = scenarios(options.quick, options.server == "nginx")
         for key, scenario in measured.scenarios.items():
             measured.results[key] = bench.rounds(scenario, options.rounds)
         get = measured.scenarios["get1"]
-        alone = [client for client in CLIENTS if client != AGAIN]
-        measured.system_calls = {client: bench.system_calls(client, get) for client in alone}
-        measured.memory = measure_memory(bench, alone)
+        distinct = [client for client in CLIENTS if client != AGAIN]
+        measured.system_calls = {client: bench.system_calls(client, get) for client in distinct}
+        measured.memory = measure_memory(bench, distinct)
         if options.server == "own":
             measured.growth = measure_growth(bench, options.quick)
         if options.windows:
@@ -351,9 +355,9 @@ def main():
     full = not options.quick and options.server == "own" and options.windows
     output = TOP / "docs" if full else PROGRAMS
     output.mkdir(exist_ok=True)
-    place, place_name = files_folder()
-    with tempfile.TemporaryDirectory(prefix="orla-bench-", dir=place) as folder:
-        measured = measure(options, pathlib.Path(folder))
+    place, place_name = files_directory()
+    with tempfile.TemporaryDirectory(prefix="orla-bench-", dir=place) as directory:
+        measured = measure(options, pathlib.Path(directory))
     measured.place = place_name
     text = report.markdown(measured)
     print(text)

@@ -11,15 +11,16 @@ namespace bench {
 struct Server {
   std::string host;
   std::uint16_t port = 0;
-  std::string path;  // "/" first.
+  std::string path;  // Starts with "/".
 
   std::string url(const std::string& target) const {
     return "http://" + host + ":" + std::to_string(port) + target;
   }
 };
 
-/// The commands of one thread. Each is one request on a separate TCP connection. A failure, or a
-/// status other than 200, throws an exception. A client may keep any state between commands.
+/// Runs the commands of one thread. Each command is one request on a separate TCP connection. A
+/// failure, or a status other than 200, throws an exception. A client may keep any state between
+/// commands.
 class Client {
  public:
   Client() = default;

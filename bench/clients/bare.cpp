@@ -1,9 +1,9 @@
-// Bare sockets: the commands with system calls only, to which the other clients are compared. It
-// accepts only the replies of the benchmark's servers: status 200, header names as these servers
+// The bare client, to which the other clients are compared. It uses only sockets and system calls.
+// It accepts only the replies of the benchmark's servers: status 200, header names as these servers
 // write them, and a length or chunks without trailers.
 //
-// With BENCH_TWO_WRITES it sends the request line and the headers separately, so that the headers
-// may wait for the acknowledgment of the request line.
+// With BENCH_TWO_WRITES it sends the request line and the headers separately, and leaves
+// TCP_NODELAY off. The headers may then wait for the acknowledgment of the request line.
 #include <algorithm>
 #include <charconv>
 #include <cstring>

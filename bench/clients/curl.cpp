@@ -1,5 +1,5 @@
-// libcurl, with one easy handle for all commands and default settings or, with BENCH_NEW_HANDLE,
-// with a new handle and large buffers for each command.
+// libcurl. By default it uses one easy handle for all commands, with default settings. With
+// BENCH_NEW_HANDLE it uses a new handle with large buffers for each command.
 #include <curl/curl.h>
 #include <stdexcept>
 
@@ -44,7 +44,8 @@ class CurlClient : public Client {
     const Bytes bytes = readFile(path);
     std::string body;
     CURL* const handle = prepare(target, appendText, &body);
-    // Without "Expect", which would wait for the server before the body is sent.
+    // The header "Expect" is removed, because libcurl would wait for the server before it sends the
+    // body.
     curl_slist* const headers = curl_slist_append(nullptr, "Expect:");
     curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(bytes.size));

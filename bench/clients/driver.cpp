@@ -6,8 +6,9 @@
 //
 // It prints one line of JSON: the seconds from the start of the first command to the end of the
 // last, the processor seconds between them, and the resident memory in KiB, before the first
-// command and at its peak. Threads and clients are created before the clock starts. Every reply is
-// checked. Downloaded files are checked after the clock has stopped.
+// command and at its peak. Threads and clients are created before the clock starts. The reply to
+// every other command than a download is checked. The last file that each thread downloaded is
+// checked after the clock has stopped.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -85,7 +86,7 @@ void runShare(const Job& job, Client& client, int thread) {
   }
 }
 
-/// Checks what was downloaded, and removes it. The last part of the path is the body's size.
+/// Checks the thread's downloaded file and removes it. The last part of the URL's path is its size.
 void finishFile(const Job& job, int thread) {
   const std::string file = threadFile(job, thread);
   const std::string& path = job.server.path;
@@ -93,7 +94,7 @@ void finishFile(const Job& job, int thread) {
   std::filesystem::remove(file);
 }
 
-/// Holds threads until all are there and it is opened.
+/// Blocks the threads that call wait(), until open() is called.
 class Gate {
  public:
   void wait() {
@@ -102,6 +103,7 @@ class Gate {
     changed_.notify_all();
     changed_.wait(lock, [this] { return open_; });
   }
+  /// Blocks until `count` threads have called wait().
   void awaitThreads(int count) {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [&] { return waiting_ == count; });

@@ -26,7 +26,8 @@ int check(int result, const std::string& path) {
   return result;
 }
 
-/// Reads up to `size` bytes, at once or in several reads; less only at the end of the file.
+/// Reads `size` bytes, in several reads if necessary. Returns a smaller number only if the file
+/// ends.
 std::size_t readUpTo(int descriptor, char* data, std::size_t size, const std::string& path) {
   constexpr std::size_t kMostAtOnce = 1 << 30;
   std::size_t done = 0;

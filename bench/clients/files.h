@@ -1,4 +1,4 @@
-// Access to local files, for every client without its own.
+// Access to local files, for the clients whose library does not have it.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,8 @@
 
 namespace bench {
 
-/// A new file, written without a buffer: each write is one system call. Failures throw.
+/// A new file. Each write is one system call, because there is no buffer. Throws an exception on
+/// failure.
 class OutFile {
  public:
   explicit OutFile(const std::string& path);
@@ -27,7 +28,7 @@ struct Bytes {
   std::size_t size = 0;
 };
 
-/// Reads the file at `path` with as few system calls as possible. Failures throw.
+/// Reads the file at `path` with as few system calls as possible. Throws an exception on failure.
 Bytes readFile(const std::string& path);
 
 /// Throws unless the file at `path` contains exactly `size` bytes of the pattern.

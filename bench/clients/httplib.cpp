@@ -34,7 +34,7 @@ class HttplibClient : public Client {
 
   std::string upload(const std::string& target, const std::string& path) override {
     const Bytes bytes = readFile(path);
-    // With a provider it does not copy the body.
+    // A provider is used, because the client copies a body that it receives as a string.
     const auto provide = [&](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
       return sink.write(bytes.data.get() + offset, length);
     };

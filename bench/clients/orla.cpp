@@ -1,7 +1,10 @@
 // The library through its exports.
 //
-// BENCH_CONNECTIONS in the environment is the number of connections in the library's table; the one
-// in use is the oldest.
+// The environment variable BENCH_CONNECTIONS is the number of connections in the library's table.
+// The commands use the oldest of them.
+//
+// get() and upload() ignore their target, because the library itself creates it from the URL and
+// the arguments.
 #include <cstdlib>
 #include <stdexcept>
 #include <vector>

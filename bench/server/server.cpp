@@ -2,18 +2,19 @@
 //
 //   bench-server [--far MILLISECONDS] [--late-acknowledgments]
 //
-// It prints its port, and runs until it is ended. With --far it waits this long before each reply,
-// like a distant server. With --late-acknowledgments it acknowledges received bytes as late as the
-// system allows (40 ms and more), unless the reply carries the acknowledgment.
+// It prints its port, and runs until it is ended. With --far it waits for that time before each
+// reply, to simulate a distant server. With --late-acknowledgments it acknowledges received bytes
+// as late as the system allows (40 ms and more), unless the reply carries the acknowledgment.
 //
 //   GET  /get[/HEADERS]        a small text, with this many additional headers
 //   GET  /plain/SIZE           SIZE bytes of the pattern, with a length
-//   GET  /chunked/CHUNK/SIZE   the same in chunks; CHUNK divides 64 KiB, and SIZE
+//   GET  /chunked/CHUNK/SIZE   the same in chunks of CHUNK bytes; 64 KiB and SIZE must be multiples
+//                              of CHUNK
 //   POST /upload               the number of bytes received, as a text
 //
-// Queries are ignored. The client closes every connection, even if it asks the server to close it.
-// The server then resets the connection, because otherwise its port would stay in use for a minute
-// and slow down later connections.
+// Queries are ignored. The server leaves it to the client to close a connection, even if the
+// request has the header "Connection: close". It then resets the connection, because otherwise the
+// port of the connection would stay in use for a minute and slow down later connections.
 #include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
@@ -45,7 +46,7 @@ constexpr std::size_t kBlockSize = 16 * bench::kPatternSize;
 constexpr char kSmallReply[] = "5.10.1234";
 
 struct Options {
-  std::chrono::milliseconds far{0};
+  std::chrono::milliseconds delay{0};
   bool lateAcknowledgments = false;
 };
 
@@ -87,7 +88,7 @@ struct Request {
       length = std::strtoull(head.data() + field + kLength.size(), nullptr, 10);
   }
 
-  /// Returns the numbers after the target's first part, 0 if they are missing.
+  /// Returns the numbers after the target's first part. There are at least two; missing ones are 0.
   std::vector<std::size_t> numbers() const {
     std::vector<std::size_t> found;
     for (std::size_t at = target.find('/', 1); at != std::string::npos;
@@ -157,7 +158,7 @@ class Conversation {
 
   void answer(const Request& request) {
     receiveBody(request.length);
-    if (options_.far.count() > 0) std::this_thread::sleep_for(options_.far);
+    if (options_.delay.count() > 0) std::this_thread::sleep_for(options_.delay);
     const std::vector<std::size_t> numbers = request.numbers();
     if (request.target.starts_with("/plain/")) {
       sendPlain(numbers[0]);
@@ -227,7 +228,7 @@ Options parseArguments(int argc, char** argv) {
     if (argument == "--late-acknowledgments") {
       options.lateAcknowledgments = true;
     } else if (argument == "--far" && i + 1 < argc) {
-      options.far = std::chrono::milliseconds(std::atoi(argv[++i]));
+      options.delay = std::chrono::milliseconds(std::atoi(argv[++i]));
     } else {
       std::fprintf(stderr, "unknown argument: %s\n", argv[i]);
       std::exit(EXIT_FAILURE);
@@ -241,7 +242,7 @@ Options parseArguments(int argc, char** argv) {
 int main(int argc, char** argv) {
   const Options options = parseArguments(argc, argv);
   const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-  // Connections inherit these.
+  // The accepted connections inherit these options.
   const int noDelay = 1, quick = 0;
   const linger reset{1, 0};
   check(::setsockopt(listener, SOL_SOCKET, SO_LINGER, &reset, sizeof reset), "SO_LINGER");
