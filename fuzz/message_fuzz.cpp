@@ -1,4 +1,5 @@
-// Messages, truncated to every size. The first line of an input is the size and the status.
+// Messages, truncated to several sizes. The first line of an input is a number, which is the status
+// and determines one of the sizes. The rest of the input is the text.
 #include "platform/winapi.h"
 
 #include "client/CVekInet.h"
@@ -16,20 +17,19 @@ void orla::fuzz(const RWCString& input) {
 
   const std::size_t chosen = static_cast<unsigned>(status) % 1100, length = formatted.size();
   for (const std::size_t room : {chosen, length - 1, length, length + 1, sizeof known}) {
-    // The buffer must contain as much of `whole` as fits, with its terminating zero if that fits,
-    // too.
-    RWCString buffer;
+    // Returns true if the buffer contains as much of `whole` and its terminating zero as fits, and
+    // no other byte of it was written. Then fills the buffer with '\x7F' for the next call.
+    RWCString buffer(room + 1, '\x7F');
     const auto holds = [&](const RWCString& whole) {
       RWCString expected = whole + '\0';
       expected.resize(std::min(room, expected.size()));
       expected.resize(room + 1, '\x7F');
       return std::exchange(buffer, RWCString(room + 1, '\x7F')) == expected;
     };
-    holds("");
-    const int told = _snprintf(buffer.data(), room, "[%s] %d", text.c_str(), status);
-    PROMISE(told == (length > room ? -1 : static_cast<int>(length)) && holds(formatted));
+    const int returned = _snprintf(buffer.data(), room, "[%s] %d", text.c_str(), status);
+    REQUIRE(returned == (length > room ? -1 : static_cast<int>(length)) && holds(formatted));
     library.LastErrorMessage(buffer.data(), static_cast<std::uint32_t>(room));
-    PROMISE(holds(text.substr(0, sizeof known - 1)));
-    PROMISE(MapHttpStatus(status, buffer.data(), room) == code && (code == 0 || holds(known)));
+    REQUIRE(holds(text.substr(0, sizeof known - 1)));
+    REQUIRE(MapHttpStatus(status, buffer.data(), room) == code && (code == 0 || holds(known)));
   }
 }

@@ -1,6 +1,7 @@
-// Whole replies, read with the client's buffer and without it. Each character of the input's first
-// line is the size of a read, counted from '0', which means that no data has arrived yet. If the
-// line starts with "H", the request is a HEAD. The other lines are the data that the server sends.
+// Whole replies, read with the client's buffer and without it. The first line of an input controls
+// the reads. Each of its characters is the size of one read: '0' is 0 bytes, '1' is 1 byte, and so
+// on. A read of 0 bytes means that no data has arrived yet. If the line starts with "H", the
+// request is a HEAD. The other lines are the data that the server sends.
 #include "fuzz.h"
 #include "http/RWBufferedPortal.h"
 #include "http/RWHttpPortal.h"
@@ -14,10 +15,11 @@ static std::size_t sizeOf(char c) {
 }
 
 struct Outcome {
-  bool isComplete() const { return told.starts_with("HTTP/"); }
-  bool operator==(const Outcome& o) const { return told == o.told && body == o.body; }
-  RWCString told, body;  // The reply's head, or the error; the body, which may be incomplete.
-  std::size_t used;      // Bytes taken from the source.
+  bool isComplete() const { return head.starts_with("HTTP/"); }
+  bool operator==(const Outcome& o) const { return head == o.head && body == o.body; }
+  RWCString head;    // The error instead, if the reply failed.
+  RWCString body;    // Incomplete if the reply failed.
+  std::size_t used;  // Bytes taken from the source.
 };
 
 static Outcome deliver(const RWCString& method, const RWCString& bytes, const RWCString& sizes = "",
@@ -39,9 +41,9 @@ static Outcome deliver(const RWCString& method, const RWCString& bytes, const RW
     std::vector<char> piece(sizes.empty() ? 4096 : sizeOf(sizes.front()) + 1);
     while (const int count = body->recv(piece.data(), static_cast<int>(piece.size()), nullptr))
       outcome.body.append(piece.data(), static_cast<std::size_t>(count));
-    if (body->isDone()) outcome.told = reply.asString();
+    if (body->isDone()) outcome.head = reply.asString();
   });
-  if (!outcome.isComplete()) outcome.told = error;
+  if (!outcome.isComplete()) outcome.head = error;
   outcome.used = bytes.size() - source.unread().size();
   return outcome;
 }
@@ -55,17 +57,17 @@ void fuzz(const RWCString& input) {
   RWCString steady = sizes;
   std::erase(steady, '0');
   for (const bool buffered : {false, true}) {
-    PROMISE(deliver(method, bytes, steady, buffered) == whole);
+    REQUIRE(deliver(method, bytes, steady, buffered) == whole);
     // After a pause a reply may fail, but must not end early.
     const Outcome paused = deliver(method, bytes, sizes, buffered);
-    PROMISE(whole.body.starts_with(paused.body));
-    PROMISE(!paused.isComplete() || untilClose || paused == whole);
+    REQUIRE(whole.body.starts_with(paused.body));
+    REQUIRE(!paused.isComplete() || untilClose || paused == whole);
   }
   if (!whole.isComplete()) return;
-  PROMISE(deliver(method, bytes.substr(0, whole.used)) == whole);
+  REQUIRE(deliver(method, bytes.substr(0, whole.used)) == whole);
   for (const std::size_t cut : {whole.used - 1, whole.used * sizeOf(sizes[0]) / 256}) {
     const Outcome part = deliver(method, bytes.substr(0, cut), steady);
-    PROMISE(whole.body.starts_with(part.body) && (!part.isComplete() || untilClose));
+    REQUIRE(whole.body.starts_with(part.body) && (!part.isComplete() || untilClose));
   }
 }
 

@@ -13,14 +13,14 @@ void orla::fuzz(const RWCString& input) {
     const bool valid =
         line.size() >= 3 && first >= '1' && first <= '5' && (mark == ' ' || mark == '-');
     RWReplyLine parsed;
-    PROMISE(test::errorOf([&] { parsed.parse(line); }).starts_with(valid ? "nothing" : "RWReplyS"));
-    PROMISE(parsed.replyClass() == (valid ? first - '0' : 0));
-    PROMISE(parsed.isContinuation() == (valid && mark == '-'));
-    PROMISE(parsed.text() == (valid && line.size() > 4 ? line.substr(4) : ""));
-    PROMISE(!valid || parsed.code() == std::stoi(line.substr(0, 3)));
-    const bool takes = valid && !reply.isComplete(), last = reply.isComplete() || mark == ' ';
+    REQUIRE(test::errorOf([&] { parsed.parse(line); }).starts_with(valid ? "nothing" : "RWReplyS"));
+    REQUIRE(parsed.replyClass() == (valid ? first - '0' : 0));
+    REQUIRE(parsed.isContinuation() == (valid && mark == '-'));
+    REQUIRE(parsed.text() == (valid && line.size() > 4 ? line.substr(4) : ""));
+    REQUIRE(!valid || parsed.code() == std::stoi(line.substr(0, 3)));
+    const bool appended = valid && !reply.isComplete(), last = reply.isComplete() || mark == ' ';
     test::errorOf([&] { reply.append(parsed); });
-    PROMISE(reply.lines().entries() == (entries += takes));
-    PROMISE(!takes || reply.isComplete() == last);
+    REQUIRE(reply.lines().entries() == (entries += appended));
+    REQUIRE(!appended || reply.isComplete() == last);
   }
 }
