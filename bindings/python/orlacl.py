@@ -7,7 +7,8 @@
         server.send("result.pkg", 7, ["ws0042", "inventory"])
         server.download("/result.pkg", "copy.pkg")
 
-Requires Python 3.9 or later. On Windows Python must be a 32-bit one, because the library is.
+Requires Python 3.9 or later. On Windows it must be a 32-bit Python, because the DLL is for 32-bit
+programs.
 
 Texts are str, which is sent as UTF-8, or bytes, which are sent unchanged. Local paths use the
 system's own encoding; on Windows they are limited to the characters of its code page. If the
@@ -184,9 +185,9 @@ def _bytes(text: Text, what: str) -> bytes:
 
 
 def _encodable(text: Text, what: str) -> bytes:
-    """The library percent-encodes identities and names, but sends one unchanged if it takes more
-    than 2069 bytes in that form. Such a value must not need encoding, because it could end or split
-    the request's first line."""
+    """Converts an identity or a name. The library percent-encodes these, but sends one unchanged if
+    its encoded form has more than 2069 bytes. Raises ValueError if such a value contains a byte
+    that must be encoded, because that byte could split or end the first line of the request."""
     encoded = _bytes(text, what)
     escaped = sum(byte not in _UNESCAPED for byte in encoded)
     if escaped and len(encoded) + 2 * escaped > _MAX_ENCODED:
@@ -195,7 +196,8 @@ def _encodable(text: Text, what: str) -> bytes:
 
 
 def _target(text: Text, what: str) -> bytes:
-    """A text that goes into the request line unchanged must not end or split it."""
+    """Converts a text that is sent unchanged in the first line of a request. Raises ValueError for
+    spaces and control characters, because they would split or end that line."""
     encoded = _bytes(text, what)
     if any(byte <= 0x20 or byte == 0x7F for byte in encoded):
         raise ValueError(f"{what} contains characters that must be percent-encoded: {text!r}")
@@ -214,45 +216,52 @@ def _path(path: Path) -> bytes:
     return _bytes(name.encode("mbcs", "strict") if _WINDOWS else os.fsencode(name), "the path")
 
 
-class _Use:
+class _Shared:
     """The state that all Library objects of one loaded library share."""
 
     def __init__(self) -> None:
         self.lock = threading.Lock()
         self.entered = 0
-        #: The number of cleanups. A handle that is older than one may belong to another connection.
-        self.period = 0
+        #: The number of cleanups so far. A handle from before a cleanup is invalid, because the
+        #: library may reuse it for another connection.
+        self.generation = 0
 
 
-_uses: "dict[int, _Use]" = {}
+#: By the handle of the loaded library.
+_shared_states: "dict[int, _Shared]" = {}
 
 
 class Library:
-    """The loaded library. It is looked for at `path`, then in the environment variable
-    ORLA_LIBRARY, then beside this module, then by the system. Raises OSError if it cannot be
-    loaded.
+    """The loaded library. It is the first of these:
 
-    As a context manager it is initialized for the block. One cleanup closes the connections of the
-    whole process, because the library does not count initializations. So this module counts the
-    blocks, and only the last one to end cleans up. Do not mix blocks with calls of initialize and
-    cleanup.
+    - the library at `path`, if that is given;
+    - the library at the path in the environment variable ORLA_LIBRARY, if that is set;
+    - the library in the directory of this module, if there is one;
+    - the library that the system finds.
+
+    Raises OSError if that library cannot be loaded.
+
+    As a context manager it initializes the library for the block. One cleanup closes the
+    connections of the whole process, because the library does not count initializations. This
+    module therefore counts the blocks, and cleans up when the last one ends. Do not mix blocks with
+    calls of initialize and cleanup.
     """
 
     def __init__(self, path: Optional[Path] = None) -> None:
         self._dll = _load(path)
-        self._use = _uses.setdefault(self._dll._handle, _Use())
+        self._shared = _shared_states.setdefault(self._dll._handle, _Shared())
 
     def __enter__(self) -> Library:
-        with self._use.lock:
-            if self._use.entered == 0:
+        with self._shared.lock:
+            if self._shared.entered == 0:
                 self.initialize()
-            self._use.entered += 1
+            self._shared.entered += 1
         return self
 
     def __exit__(self, *_: object) -> None:
-        with self._use.lock:
-            self._use.entered -= 1
-            if self._use.entered == 0:
+        with self._shared.lock:
+            self._shared.entered -= 1
+            if self._shared.entered == 0:
                 self.cleanup()
 
     def initialize(self, flag: int = 0, text: Optional[Text] = None) -> None:
@@ -264,7 +273,7 @@ class Library:
     def cleanup(self) -> None:
         """Closes every connection of the process. The library can be initialized again."""
         self._require_lock("cleanup")
-        self._use.period += 1
+        self._shared.generation += 1
         self._require("cleanup", self._dll.ORLACleanup())
 
     def connect(self, url: Text, credential: Text = "") -> Connection:
@@ -289,9 +298,9 @@ class Library:
         return message.value.decode("utf-8", "backslashreplace")
 
     def _require_lock(self, call: str) -> None:
-        """Raises Error if the table of connections cannot be locked: ORLAConnect, ORLADisconnect
-        and ORLACleanup would end the process then. A command returns GENERAL instead, so one is
-        called first, on a handle that never exists."""
+        """Raises Error if the library cannot lock its table of connections. ORLAConnect,
+        ORLADisconnect and ORLACleanup would then end the process. ORLAGetVersion returns GENERAL
+        instead. It sends nothing here, because no connection has the handle 0."""
         unused = ctypes.c_uint16()
         status = self._dll.ORLAGetVersion(0, ctypes.byref(unused), ctypes.byref(unused))
         if status == Status.GENERAL:
@@ -312,7 +321,7 @@ class Connection:
 
     def __init__(self, library: Library, handle: int) -> None:
         self._library = library
-        self._period = library._use.period
+        self._generation = library._shared.generation
         self._own = [handle]  # The thread that removes the handle disconnects it.
 
     def __enter__(self) -> Connection:
@@ -325,7 +334,7 @@ class Connection:
     def handle(self) -> int:
         """The library's handle, or 0 if this object does not own it any more."""
         own = self._own[:1]
-        return own[0] if own and self._period == self._library._use.period else 0
+        return own[0] if own and self._generation == self._library._shared.generation else 0
 
     def disconnect(self) -> None:
         """Disconnects. A second call does nothing, because the handle may have been reused."""
@@ -350,14 +359,14 @@ class Connection:
         1 to 65535."""
         answer, size = ctypes.create_string_buffer(_ANSWER_SIZE + 1), _u32(_ANSWER_SIZE)
         self._library._require("package_name", self._library._dll.ORLAGetPackageName(
-            self.handle, *_kind(type, identities), answer, ctypes.byref(size)))
+            self.handle, *_package(type, identities), answer, ctypes.byref(size)))
         return answer.value.decode("utf-8", "surrogateescape")
 
     def send(self, path: Path, type: int, identities: Iterable[Text] = (),
              name: Optional[Text] = None) -> Sent:
-        """Uploads the file at `path`. The whole file is held in memory: it must be smaller than 4
-        GiB, on Windows smaller than 2 GiB. `name` is the file name that is sent to the server: by
-        default that of the file; none is sent if it is empty. The server's answer is cut to 64
+        """Uploads the file at `path`. The file must be smaller than 4 GiB, on Windows smaller than
+        2 GiB, and is held in memory as a whole. `name` is the file name that is sent to the server,
+        by default that of the file. An empty name is not sent. The server's answer is cut to 64
         KiB."""
         local = _path(path)
         own_name = os.path.basename(os.fsdecode(path))
@@ -366,7 +375,7 @@ class Connection:
         answer = ctypes.create_string_buffer(sent_name, max(_ANSWER_SIZE, len(sent_name)) + 1)
         size = _u32(_ANSWER_SIZE)
         self._library._require("send", self._library._dll.ORLASendPackage(
-            self.handle, *_kind(type, identities), local, answer, ctypes.byref(size)))
+            self.handle, *_package(type, identities), local, answer, ctypes.byref(size)))
         return Sent(answer.value.decode("utf-8", "surrogateescape"), size.value)
 
     def download(self, target: Text, path: Path,
@@ -381,18 +390,18 @@ class Connection:
         same as soon as further data arrive. If it returns PROGRESS_CANCEL or PROGRESS_ABANDON, the
         download raises Error. In each case the rest of the reply is still read and dropped.
         """
-        sent, local = _target(target, "the target"), _path(path)
+        encoded, local = _target(target, "the target"), _path(path)
         count = None if counter is None else _target(counter, "the counter")
         record = _Record()
         failures: "list[BaseException]" = []
         listener = _listen(record, progress, failures)
         next(listener)
-        # A signal can raise an exception before the first line of a function, where no "try"
-        # catches it, and ctypes drops an exception that leaves a callback. A generator waits inside
-        # its "try", so it is the callback: max() sends it the three arguments, one after the other,
-        # as its key function.
+        # ctypes drops an exception that leaves a callback. A Python function cannot prevent this,
+        # because a signal can raise KeyboardInterrupt before the function has entered its "try". A
+        # generator can, because it is suspended inside its "try". The callback is therefore max(),
+        # which calls its key function, the generator's send(), with each of the three arguments.
         callback = _Callback(functools.partial(max, key=listener.send))
-        status = self._library._dll.ORLADownloadFile(self.handle, sent, local, callback,
+        status = self._library._dll.ORLADownloadFile(self.handle, encoded, local, callback,
                                                      ctypes.byref(record), count)
         total = listener.send(None)
         listener.close()
@@ -402,9 +411,9 @@ class Connection:
         return total + int(record.byte_count - total) % 2**32
 
 
-def _kind(type: int,
-          identities: Iterable[Text]) -> "tuple[int, int, ctypes.Array[ctypes.c_char_p]]":
-    """The arguments that describe a package."""
+def _package(type: int,
+             identities: Iterable[Text]) -> "tuple[int, int, ctypes.Array[ctypes.c_char_p]]":
+    """Returns the arguments that describe a package."""
     if not 1 <= type <= 65535:
         raise ValueError(f"the type must be 1 to 65535: {type}")
     if isinstance(identities, (str, bytes)):
@@ -412,7 +421,8 @@ def _kind(type: int,
     texts = [_encodable(identity, "an identity") for identity in identities]
     if len(texts) > 65535:
         raise ValueError(f"at most 65535 identities: {len(texts)}")
-    # The library refuses a null pointer, so the array has one more element.
+    # One element is added, because an empty array may be passed as a null pointer, which the library
+    # refuses.
     return type, len(texts), (ctypes.c_char_p * (len(texts) + 1))(*texts)
 
 
@@ -420,21 +430,21 @@ def _listen(record: _Record, progress: Optional[Callable[[int, bytes], Optional[
             failures: "list[BaseException]") -> Generator[int, Optional[int], None]:
     """Receives the three arguments of each progress call, and yields the number of bytes so far."""
     total = 0
-    called = False
+    in_progress = False  # progress() is running.
     while True:
         try:
-            called = False
+            in_progress = False
             yield total  # Receives the record's address.
             data = yield total
             length = yield total
             total += (record.byte_count - total) % 2**32
             if progress and not failures:
-                called = True
+                in_progress = True
                 answer = progress(total, ctypes.string_at(data, length or 0) if data else b"")
                 if answer in (PROGRESS_CANCEL, PROGRESS_ABANDON):
                     record.status = answer
         except BaseException as error:  # The caller of the download receives any exception.
-            if isinstance(error, GeneratorExit) and not called:
+            if isinstance(error, GeneratorExit) and not in_progress:
                 return  # close() was called, because the download has ended.
             failures.append(error)
             record.status = PROGRESS_CANCEL
