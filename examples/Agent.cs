@@ -153,7 +153,7 @@ static class Agent
         Orla.Require(Orla.Connect(Orla.Bytes(args[0]), Orla.Bytes(""), 0, out server), "ORLAConnect");
         Orla.Require(Orla.GetVersion(server, out major, out minor), "ORLAGetVersion");
         Console.WriteLine("The server has version {0}.{1}.", major, minor);
-        Console.WriteLine("A package goes under the name {0}.",
+        Console.WriteLine("The name of the package is {0}.",
                           Orla.Printable(PackageName(server, 7, "ws0042", "inventory")));
         if (args.Length == 3) Download(server, args[1], args[2]);
         Orla.Disconnect(server);
@@ -163,7 +163,8 @@ static class Agent
     {
         byte[] name = new byte[1024];
         uint size = (uint)name.Length;
-        // The library refuses a null pointer, so the array has one more element.
+        // One element is added, because an empty array may be passed as a null pointer, which the
+        // library refuses.
         GCHandle[] pins = new GCHandle[identities.Length];
         IntPtr[] pointers = new IntPtr[identities.Length + 1];
         for (int i = 0; i < identities.Length; ++i)
@@ -200,7 +201,8 @@ static class Agent
             if (canceled || failure != null)
                 Marshal.WriteInt32(record, Orla.StatusOffset, (int)Orla.ProgressCancel);
         };
-        path = System.IO.Path.GetFullPath(path);  // The library requires a directory, and "\".
+        // The library requires a path that contains a directory, with "\" as the separator.
+        path = System.IO.Path.GetFullPath(path);
         IntPtr memory = Marshal.AllocHGlobal(Orla.RecordSize);
         try
         {

@@ -17,6 +17,7 @@ def printable(text: str) -> str:
 
 
 def show(count: int, preview: bytes) -> None:
+    """Shows the beginning of the file. Only the first call of a download has it."""
     if preview:
         print(f"It begins with {preview[:16]!r}.")
 
