@@ -68,7 +68,8 @@ install_packages() {
 }
 
 # install_servers PACKAGE... : installs the servers that are missing, but starts none of them, neither
-# now nor at the next boot. While the packages are installed, policy-rc.d forbids to start services.
+# now nor at the next boot. While the packages are installed, policy-rc.d forbids starting services. An
+# existing policy-rc.d is not replaced, so it decides whether the servers start.
 install_servers() {
   local wanted policy=/usr/sbin/policy-rc.d server
   mapfile -t wanted < <(missing "$@")
@@ -122,13 +123,13 @@ install_wine() {
   rm -rf "$directory"
 }
 
-# Real servers and a browser for the tests.
+# Installs real servers and a browser for the tests.
 install_peer_packages() {
   install_packages nodejs chromium
   install_servers nginx lighttpd
 }
 
-# Programs that build and check packages.
+# Installs the programs that build and check packages.
 install_package_makers() {
   # CMake needs the resource compiler of llvm whenever clang builds for Windows.
   install_packages dpkg-dev file lintian lld llvm
@@ -145,7 +146,7 @@ build_preset() {
   shift
   say "Building $preset"
   (
-    cd "$top"
+    cd "$top" || exit
     run_logged "build/$preset.log" "preset $preset could not be configured" cmake --preset "$preset"
     cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"} || fail "$preset did not build"
   )
