@@ -26,8 +26,8 @@ function(orla_layer name)
   target_include_directories(orla_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(orla_${name} PRIVATE orla_options PUBLIC ${ARG_LINKS})
   if(ORLA_LTO)
-    # The object files also contain ordinary code, because tests replace single functions by their own
-    # and cannot do so in a program that is optimized as a whole.
+    # The object files also contain ordinary code, because the tests are linked without link-time
+    # optimization. With it they could not replace single functions of the library.
     target_compile_options(orla_${name} PRIVATE -flto=auto -ffat-lto-objects)
   endif()
 endfunction()
