@@ -23,7 +23,8 @@ std::optional<unsigned> decimal(std::string_view text) {
   return value;
 }
 
-/// Returns none if a percent sign is not followed by two hexadecimal digits.
+/// Decodes percent escapes. Returns none if a percent sign is not followed by two hexadecimal
+/// digits.
 std::optional<std::string> percentDecode(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -42,7 +43,7 @@ std::optional<std::string> percentDecode(std::string_view text) {
   return decoded;
 }
 
-std::string decodedOrRefused(std::string_view text) {
+std::string decodeOrRefuse(std::string_view text) {
   auto decoded = percentDecode(text);
   if (!decoded) refuse("a percent sign needs two hexadecimal digits");
   return *std::move(decoded);
@@ -62,31 +63,31 @@ Parameters parseQuery(std::string_view query) {
     const std::size_t equals = parameter.find('=');
     if (equals == std::string_view::npos) refuse("a parameter has no value");
     const std::string name(parameter.substr(0, equals));
-    if (!parameters.emplace(name, decodedOrRefused(parameter.substr(equals + 1))).second) {
+    if (!parameters.emplace(name, decodeOrRefuse(parameter.substr(equals + 1))).second) {
       refuse("the parameter " + name + " is given twice");
     }
   }
   return parameters;
 }
 
-/// Removes the parameter from the list and returns it.
+/// Removes the parameter and returns its value. Returns none if the parameter is missing.
 std::optional<std::string> take(Parameters& parameters, std::string_view name) {
   const auto found = parameters.find(name);
   if (found == parameters.end()) return std::nullopt;
   return parameters.extract(found).mapped();
 }
 
-Command::Word parseWord(std::string_view word) {
-  if (word == "GetVersion") return Command::Word::kGetVersion;
-  if (word == "CompileName") return Command::Word::kCompileName;
-  if (word == "UploadPackage") return Command::Word::kUploadPackage;
+Command::Kind parseKind(std::string_view text) {
+  if (text == "GetVersion") return Command::Kind::kGetVersion;
+  if (text == "CompileName") return Command::Kind::kCompileName;
+  if (text == "UploadPackage") return Command::Kind::kUploadPackage;
   refuse("unknown command");
 }
 
 Command parseCommand(Parameters parameters) {
   Command command;
-  command.word = parseWord(take(parameters, "ORLACommand").value());
-  if (command.word != Command::Word::kGetVersion) {
+  command.kind = parseKind(take(parameters, "ORLACommand").value());
+  if (command.kind != Command::Kind::kGetVersion) {
     const auto type = decimal(take(parameters, "Type").value_or(""));
     if (!type || *type < 1 || *type > 65535) refuse("Type must be a number from 1 to 65535");
     command.type = static_cast<std::uint16_t>(*type);
@@ -96,7 +97,7 @@ Command parseCommand(Parameters parameters) {
     }
     if (take(parameters, "Encoding").value_or("UTF-8") != "UTF-8") refuse("Encoding must be UTF-8");
   }
-  if (command.word == Command::Word::kUploadPackage) {
+  if (command.kind == Command::Kind::kUploadPackage) {
     command.fileName = take(parameters, "FileName").value_or("");
   }
   if (!parameters.empty()) {
@@ -106,7 +107,8 @@ Command parseCommand(Parameters parameters) {
   return command;
 }
 
-/// The path of a target and its query. A counter may follow the path without a question mark.
+/// The path and the query of a target. The query begins after "?" or, if there is none, at a
+/// counter: both "/a?Counter=1" and "/a&Counter=1" have the path "/a" and the query "Counter=1".
 struct Split {
   std::string_view path;
   std::string_view query;
@@ -129,7 +131,7 @@ bool namesCommand(std::string_view target) {
 
 CommandTarget parseTarget(std::string_view target) {
   if (target.empty() || target.front() != '/') refuse("the target must start with a slash");
-  CommandTarget parsed{decodedOrRefused(split(target).path), std::nullopt};
+  CommandTarget parsed{decodeOrRefuse(split(target).path), std::nullopt};
   if (namesCommand(target)) {
     parsed.command = parseCommand(parseQuery(target.substr(target.find('?') + 1)));
   }

@@ -15,9 +15,9 @@ namespace orla::devserver {
 ///   /path?ORLACommand=CompileName&Type=7&Identity0=a&Identity1=b%20c&Encoding=UTF-8
 ///   /path?ORLACommand=UploadPackage&Type=7&Identity0=a&Encoding=UTF-8&FileName=x.pkg
 struct Command {
-  enum class Word { kGetVersion, kCompileName, kUploadPackage };
+  enum class Kind { kGetVersion, kCompileName, kUploadPackage };
 
-  Word word = Word::kGetVersion;
+  Kind kind = Kind::kGetVersion;
   std::uint16_t type = 0;               // 1 to 65535; 0 for the version command
   std::vector<std::string> identities;  // in the order of the request, decoded
   std::string fileName;                 // decoded; empty if missing
@@ -32,14 +32,15 @@ struct CommandTarget {
 /// Parses the target of a request line. A command may have any path. The query of a target without
 /// a command is ignored. A "+" is not decoded, because agents send a space as "%20".
 ///
-/// Agents append a download's counter to the target unchanged, even if the target has no query. The
-/// path therefore also ends before "&Counter=".
+/// Agents append the counter of a download to the target as "&Counter=", even if the target has no
+/// query. The path therefore ends before "&Counter=", too.
 ///
 /// Throws a Refusal with status 400 for:
 ///
+/// - a target that does not start with a slash;
 /// - an invalid percent escape;
 /// - an unknown command;
-/// - a parameter that is unknown, repeated, or not one of the command;
+/// - a parameter that has no value, is repeated, is unknown, or belongs to another command;
 /// - a missing or invalid type;
 /// - identities that are not numbered 0, 1, 2 and so on;
 /// - an encoding other than UTF-8.
@@ -48,9 +49,9 @@ CommandTarget parseTarget(std::string_view target);
 /// Returns true if the query of the target contains a command, known or unknown.
 bool namesCommand(std::string_view target);
 
-/// The parts of a request target, for people to read. Every target is accepted: a text that cannot
-/// be decoded is copied unchanged. So is the text after the first 64 parameters, as one parameter
-/// "...".
+/// The parts of a request target, decoded for people to read. Every target is accepted. A text that
+/// cannot be decoded is copied unchanged. After 64 parameters the rest of the target is copied
+/// unchanged into one more parameter, whose name is "...".
 struct TargetDescription {
   std::string command;  // the value of ORLACommand; empty if missing
   std::string path;

@@ -24,13 +24,14 @@ constexpr time_t kStallSeconds = 30;
 constexpr std::size_t kThreads = 64;
 constexpr char kText[] = "text/plain; charset=utf-8";
 
-/// The state of the request that this thread serves, from its head to its log line.
-struct Current {
+/// The state of the request that the current thread serves. It exists from the time when the head
+/// has been read until the request is logged.
+struct CurrentRequest {
   RequestRecord record;
   std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 };
 
-thread_local std::optional<Current> current;
+thread_local std::optional<CurrentRequest> current;
 
 /// The answer to an error of the file system.
 Refusal storageRefusal(const std::system_error& error) {
@@ -64,10 +65,11 @@ std::string peerText(const httplib::Request& request) {
 
 DevServer::DevServer(const Options& options)
     : options_(options),
-      store_(options.folder),
+      store_(options.directory),
       log_(options.silent),
       page_(options_, store_, log_) {
-  // The library's default would let two servers share a port without an error.
+  // By default the HTTP library sets SO_REUSEPORT, which lets two servers share a port without an
+  // error.
   server_.set_socket_options([this](socket_t socket) {
     const int yes = 1;
     ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
@@ -76,8 +78,9 @@ DevServer::DevServer(const Options& options)
   server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
   server_.set_tcp_nodelay(true);
   server_.set_keep_alive_max_count(1);
-  // The library sends "Connection: close" with every answer, but an agent reads it as "the body has
-  // no length". Only a client that sends a "Connection" header itself needs it.
+  // The HTTP library sends "Connection: close" with every answer. The header is removed, because an
+  // agent that receives it assumes that the body has no length. A client that sends a "Connection"
+  // header itself gets it.
   server_.set_post_routing_handler(
       [this](const httplib::Request& request, httplib::Response& response) {
         if (options_.framing != Framing::kClose && !request.has_header("Connection")) {
@@ -115,7 +118,7 @@ int DevServer::bind(const std::string& host, int port) {
   } else if (!server_.bind_to_port(host, port)) {
     port = -1;
   }
-  // The library lets five connections wait, which is too few for many concurrent agents.
+  // The HTTP library listens with a backlog of 5, which is too small for many concurrent agents.
   if (port >= 0) ::listen(listener_, SOMAXCONN);
   return port;
 }
@@ -132,13 +135,14 @@ void DevServer::stop() {
     stopping_ = true;
   }
   stopped_.notify_all();
-  // The library ignores a stop before its accept loop runs.
+  // The HTTP library ignores a stop before its accept loop runs.
   while (!server_.is_running() && !ended_)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   server_.stop();
 }
 
-/// Answers every request except an upload, whose body has not been read yet.
+/// Answers every request except a POST that is not a form. The body of a POST has not been read
+/// yet, so post() answers it later.
 httplib::Server::HandlerResponse DevServer::route(const httplib::Request& request,
                                                   httplib::Response& response) {
   current.emplace();
@@ -173,12 +177,12 @@ DevServer::Answer DevServer::get(const httplib::Request& request) const {
   }
   const CommandTarget target = parseTarget(request.target);
   if (!target.command) return package(target.path.substr(1));
-  switch (target.command->word) {
-    case Command::Word::kGetVersion:
+  switch (target.command->kind) {
+    case Command::Kind::kGetVersion:
       return text(options_.version);
-    case Command::Word::kCompileName:
+    case Command::Kind::kCompileName:
       return text(storageName(*target.command));
-    case Command::Word::kUploadPackage:
+    case Command::Kind::kUploadPackage:
       break;
   }
   throw Refusal(405, "UploadPackage needs the POST method");
@@ -195,7 +199,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
   try {
     checkRequest(request);
     const CommandTarget target = parseTarget(request.target);
-    if (!target.command || target.command->word != Command::Word::kUploadPackage) {
+    if (!target.command || target.command->kind != Command::Kind::kUploadPackage) {
       throw Refusal(405, "POST is for the UploadPackage command");
     }
     name = storageName(*target.command);
@@ -210,7 +214,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
   const bool announced =
       request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
   std::uint64_t& received = current->record.received;
-  const bool whole = !announced || body([&](const char* data, std::size_t size) {
+  const bool complete = !announced || body([&](const char* data, std::size_t size) {
     received += size;
     if (refusal) return true;
     try {
@@ -226,7 +230,7 @@ DevServer::Answer DevServer::post(const httplib::Request& request,
   });
   if (refusal) throw Refusal(*refusal);
   if (response.status == 413) throw Refusal(413, "the package is too large");
-  if (!whole) throw Refusal(400, "the body ended early");
+  if (!complete) throw Refusal(400, "the body ended early");
   upload->commit();
   return text(name);
 }
@@ -286,8 +290,8 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
                   std::uint64_t offset, std::uint64_t length, httplib::DataSink& sink) mutable {
     buffer.resize(static_cast<std::size_t>(std::min<std::uint64_t>(length, kPieceSize)));
     const ssize_t count = read(buffer.data(), buffer.size(), offset);
-    // If the package became shorter meanwhile, the connection is closed: the client sees a
-    // truncated body.
+    // If the package has become shorter in the meantime, the HTTP library closes the connection, so
+    // that the client detects a truncated body.
     if (count <= 0 || !sink.write(buffer.data(), static_cast<std::size_t>(count))) return false;
     current->record.sent += static_cast<std::uint64_t>(count);
     return true;
@@ -310,7 +314,7 @@ void DevServer::frame(httplib::Response& response, Answer answer) const {
   }
 }
 
-/// Returns early if the server is stopped.
+/// Blocks for the delay of the options. Returns earlier if the server is stopped.
 void DevServer::waitDelay() {
   std::unique_lock lock(mutex_);
   stopped_.wait_for(lock, options_.delay, [this] { return stopping_; });
@@ -318,9 +322,9 @@ void DevServer::waitDelay() {
 
 /// Called after the answer was sent, also for a request that the HTTP library itself refused.
 void DevServer::record(const httplib::Request& request, const httplib::Response& response) {
-  Current ended = std::exchange(current, std::nullopt).value_or(Current());
-  // The page asks once a second, so its requests are left out, but not those that are refused
-  // because of where they come from.
+  CurrentRequest ended = std::exchange(current, std::nullopt).value_or(CurrentRequest());
+  // Requests for the status page are not logged, because the page sends one every second. They are
+  // logged if they are refused with 403, because then another site may have caused them.
   if (StatusPage::owns(request.target) && response.status != 403) return;
   RequestRecord& record = ended.record;
   record.duration = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -335,7 +339,8 @@ void DevServer::record(const httplib::Request& request, const httplib::Response&
   record.status = response.status;
   const bool refused = response.status >= 400 && response.status < 500;
   if (refused && record.reason.empty()) record.reason = "refused by the HTTP parser";
-  // Refusals of the library have a plain body, which frame() does not count.
+  // The answers of frame() are counted while they are sent. Refusals by the HTTP library have a
+  // body here instead.
   if (request.method != "HEAD") record.sent += response.body.size();
   log_.add(std::move(record));
 }

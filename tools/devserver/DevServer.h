@@ -77,7 +77,7 @@ class DevServer {
   HttpServer server_;
   std::string host_;  // the argument of bind()
   socket_t listener_ = INVALID_SOCKET;
-  std::atomic<bool> ended_{false};
+  std::atomic<bool> ended_{false};  // run() no longer serves
   std::mutex mutex_;
   std::condition_variable stopped_;
   bool stopping_ = false;  // under mutex_

@@ -8,14 +8,15 @@
 namespace orla::devserver {
 namespace {
 
-// A client reads the refusal only after it has sent its whole head, so this much more is read and
-// dropped. Then the connection is closed.
+/// The maximum number of bytes of a head that are read and dropped after kMaxHeadSize. They are
+/// read, because a client reads the refusal only after it has sent its whole head. If the head is
+/// not complete after that, the connection is closed.
 constexpr std::size_t kMaxDropped = 16 * 1024 * 1024;
 
 thread_local bool headCut = false;
 
-/// A connection from which the HTTP library reads a limited head. The library reads lines byte by
-/// byte and bodies in larger pieces.
+/// A connection that limits the size of the head that the HTTP library reads from it. The library
+/// reads lines byte by byte, and bodies in larger pieces.
 class LimitedStream : public httplib::Stream {
  public:
   explicit LimitedStream(httplib::Stream& stream) : stream_(stream) {}
@@ -50,7 +51,7 @@ class LimitedStream : public httplib::Stream {
     ++lineSize_;
     if (*into == '\n') {
       inHead_ = inHead_ && !(lineSize_ == 2 && afterReturn_);
-      // After the head each line counts by itself.
+      // After the head the limit applies to each line separately.
       if (!inHead_) used_ = 0;
       lineSize_ = 0;
     }
@@ -58,7 +59,8 @@ class LimitedStream : public httplib::Stream {
     return 1;
   }
 
-  /// Drops the rest of a head and ends it for the library, which then serves the request as usual.
+  /// Drops the rest of the head and passes an end of the head to the HTTP library, which then
+  /// serves the request as usual. Fails if the limit applies to a later line.
   ssize_t cutHead(char* into) {
     if (!inHead_) return -1;
     for (std::size_t dropped = 0; inHead_; ++dropped) {
@@ -73,9 +75,9 @@ class LimitedStream : public httplib::Stream {
   httplib::Stream& stream_;
   std::size_t used_ = 0;      // bytes of the head, or of a later line
   std::size_t lineSize_ = 0;  // bytes of the line
-  bool afterReturn_ = false;
+  bool afterReturn_ = false;  // the previous byte was a carriage return
   bool inHead_ = true;
-  std::string_view headEnd_;  // what the library still reads of the end of a head that was cut
+  std::string_view headEnd_;  // the part of a cut head's end that was not read yet
 };
 
 }  // namespace
@@ -88,7 +90,8 @@ bool HttpServer::process_and_close_socket(socket_t socket) {
   headCut = false;
   bool served = false;
   pollfd first{socket, POLLIN, 0};
-  // A connection that sends nothing must not occupy the thread as long as one that stalls.
+  // A connection that sends nothing is closed earlier than one that stalls later, so that it does
+  // not occupy the thread for long.
   if (svr_sock_ != INVALID_SOCKET &&
       ::poll(&first, 1, static_cast<int>(keep_alive_timeout_sec_) * 1000) == 1) {
     served = httplib::detail::process_client_socket(

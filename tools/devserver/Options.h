@@ -15,7 +15,7 @@ enum class Framing {
 
 /// The settings of the command line.
 struct Options {
-  std::string folder;
+  std::string directory;                             // where the packages are stored
   std::string version = "1.0.0";                     // the answer to GetVersion
   std::uint64_t maxUpload = std::uint64_t{1} << 30;  // bytes
   std::chrono::milliseconds delay{0};                // before each answer to a command

@@ -31,7 +31,8 @@ bool isLetterOrDigit(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-/// Returns true if Windows opens a device under this name. It does so with any extension.
+/// Returns true if Windows opens a device under this name. Windows ignores the extension of such a
+/// name.
 bool isDeviceName(std::string_view name) {
   std::string stem(name.substr(0, name.find('.')));
   stem.erase(stem.find_last_not_of(' ') + 1);
@@ -59,7 +60,7 @@ FileDescriptor::~FileDescriptor() {
 
 namespace {
 
-/// The name starts with a dot, so that no request can read the file.
+/// Returns a new name. It starts with a dot, so that no request can read the file.
 std::string temporaryName() {
   static std::atomic<unsigned> uploads{0};
   return ".upload-" + std::to_string(::getpid()) + "-" + std::to_string(++uploads);
@@ -69,13 +70,13 @@ std::string temporaryName() {
 
 PackageStore::Upload::Upload(const PackageStore& store, std::string name)
     : store_(store), name_(std::move(name)), temporary_(temporaryName()) {
-  file_ = FileDescriptor(checked(::openat(store.folder_.get(), temporary_.c_str(),
+  file_ = FileDescriptor(checked(::openat(store.directory_.get(), temporary_.c_str(),
                                           O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644),
                                  "cannot create " + temporary_));
 }
 
 PackageStore::Upload::~Upload() {
-  if (!committed_) ::unlinkat(store_.folder_.get(), temporary_.c_str(), 0);
+  if (!committed_) ::unlinkat(store_.directory_.get(), temporary_.c_str(), 0);
 }
 
 void PackageStore::Upload::write(const char* data, std::size_t size) {
@@ -89,27 +90,27 @@ void PackageStore::Upload::write(const char* data, std::size_t size) {
 }
 
 void PackageStore::Upload::commit() {
-  const int folder = store_.folder_.get();
-  if (::renameat(folder, temporary_.c_str(), folder, name_.c_str()) != 0) {
+  const int directory = store_.directory_.get();
+  if (::renameat(directory, temporary_.c_str(), directory, name_.c_str()) != 0) {
     fail("cannot store " + name_);
   }
   committed_ = true;
 }
 
-PackageStore::PackageStore(const std::filesystem::path& folder) {
+PackageStore::PackageStore(const std::filesystem::path& directory) {
   std::error_code error;
-  std::filesystem::create_directories(folder, error);
+  std::filesystem::create_directories(directory, error);
   if (error)
-    throw std::system_error(error, "--dir: cannot create the directory " + folder.string());
-  folder_ = FileDescriptor(checked(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC),
-                                   "cannot open " + folder.string()));
+    throw std::system_error(error, "--dir: cannot create the directory " + directory.string());
+  directory_ = FileDescriptor(checked(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC),
+                                      "cannot open " + directory.string()));
 }
 
 std::optional<PackageStore::Package> PackageStore::open(const std::string& name) const {
   if (!isPackageName(name)) return std::nullopt;
-  // O_NONBLOCK, because opening a FIFO in the directory would block.
+  // Without O_NONBLOCK, opening a FIFO in the directory would block.
   FileDescriptor file(
-      ::openat(folder_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+      ::openat(directory_.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return std::nullopt;
@@ -117,13 +118,14 @@ std::optional<PackageStore::Package> PackageStore::open(const std::string& name)
   return Package{std::move(file), static_cast<std::uint64_t>(status.st_size)};
 }
 
-PackageStore::Listing PackageStore::list(std::size_t most) const {
-  // A separate descriptor, because the position in the directory belongs to the descriptor.
+PackageStore::Listing PackageStore::list(std::size_t limit) const {
+  // Each call opens a separate descriptor, because two threads may list the packages at the same
+  // time, and the position in the directory belongs to the descriptor.
   const std::string what = "cannot list the packages";
   const int descriptor =
-      checked(::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC), what);
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::fdopendir(descriptor), ::closedir);
-  if (!folder) {
+      checked(::openat(directory_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC), what);
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::fdopendir(descriptor), ::closedir);
+  if (!directory) {
     const int error = errno;
     ::close(descriptor);
     errno = error;
@@ -131,7 +133,7 @@ PackageStore::Listing PackageStore::list(std::size_t most) const {
   }
   const auto nextEntry = [&] {
     errno = 0;
-    const dirent* entry = ::readdir(folder.get());
+    const dirent* entry = ::readdir(directory.get());
     if (entry == nullptr && errno != 0) fail(what);
     return entry;
   };
@@ -140,7 +142,7 @@ PackageStore::Listing PackageStore::list(std::size_t most) const {
   while (const dirent* entry = nextEntry()) {
     struct stat status {};
     if (!isPackageName(entry->d_name) ||
-        ::fstatat(folder_.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+        ::fstatat(directory_.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
         !S_ISREG(status.st_mode)) {
       continue;
     }
@@ -150,7 +152,7 @@ PackageStore::Listing PackageStore::list(std::size_t most) const {
     const std::chrono::system_clock::time_point stored(sinceEpoch);
     byTime.emplace(
         stored, Listing::Entry{entry->d_name, static_cast<std::uint64_t>(status.st_size), stored});
-    if (byTime.size() > most) byTime.erase(byTime.begin());
+    if (byTime.size() > limit) byTime.erase(byTime.begin());
   }
   std::for_each(byTime.rbegin(), byTime.rend(),
                 [&](auto& found) { listing.newest.push_back(std::move(found.second)); });

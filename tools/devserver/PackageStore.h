@@ -26,9 +26,9 @@ class FileDescriptor {
   int descriptor_;
 };
 
-/// The directory of the packages. Subdirectories and links are not followed: whatever name a client
-/// sends, nothing outside the directory is read or written. Every function may be called on any
-/// thread, and throws std::system_error if the file system fails.
+/// The directory of the packages. Links and subdirectories are not followed, so nothing outside the
+/// directory is read or written, whatever name a client sends. Every function may be called on any
+/// thread. Every function except open() throws std::system_error if the file system fails.
 class PackageStore {
  public:
   /// A stored package, open for reading. Its content stays the same if an upload replaces it.
@@ -37,9 +37,9 @@ class PackageStore {
     std::uint64_t size;
   };
 
-  /// A package that is being uploaded: a temporary file in the directory, which commit() renames.
-  /// If two uploads have the same name, the package is the one that was committed last. The
-  /// destructor deletes the file if it was not committed. The store must outlive the upload.
+  /// A package that is being uploaded. It is a temporary file in the directory, which commit()
+  /// renames. If two uploads have the same name, the one that is committed last replaces the other.
+  /// The destructor deletes the file if it was not committed. The store must outlive the upload.
   class Upload {
    public:
     Upload(const PackageStore& store, std::string name);
@@ -70,17 +70,18 @@ class PackageStore {
   };
 
   /// Creates the directory if it is missing.
-  explicit PackageStore(const std::filesystem::path& folder);
+  explicit PackageStore(const std::filesystem::path& directory);
 
-  /// Opens the package. Returns none if the name is invalid, unknown, or not that of a regular
-  /// file.
+  /// Opens the package. Returns none if the name is invalid or unknown, if it is not that of a
+  /// regular file, or if the file cannot be opened.
   std::optional<Package> open(const std::string& name) const;
 
-  /// Lists the packages that open() can open, at most `most` of them.
-  Listing list(std::size_t most) const;
+  /// Lists the newest packages, at most `limit` of them. A package is a regular file for whose name
+  /// isPackageName() returns true.
+  Listing list(std::size_t limit) const;
 
  private:
-  FileDescriptor folder_;
+  FileDescriptor directory_;
 };
 
 /// Returns true if agents on every system can use the name for a file: it has 1 to 200 bytes, no
@@ -89,8 +90,9 @@ class PackageStore {
 bool isPackageName(std::string_view name);
 
 /// Returns the name of a package with this type and these identities, such as
-/// "7-ws0042-inventory.pkg". Every byte that is not a letter, a digit, "-", "." or above 0x7F
-/// becomes "_". Equal commands have equal names, but different commands may have the same name.
+/// "7-ws0042-inventory.pkg". Every byte of an identity becomes "_", unless it is an ASCII letter, a
+/// digit, "-", "." or above 0x7F. Equal commands have equal names, but different commands may have
+/// the same name, too.
 std::string compileName(const Command& command);
 
 }  // namespace orla::devserver

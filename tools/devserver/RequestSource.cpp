@@ -14,8 +14,8 @@ bool equalsIgnoringCase(const std::string& a, const std::string& b) {
   return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-/// The host of a `Host` value, with the brackets of an IPv6 address; none if what follows the host
-/// is not a port.
+/// Returns the host of a `Host` value, with the brackets of an IPv6 address. Returns none if the
+/// text after the host is not a port.
 std::optional<std::string> hostWithoutPort(const std::string& value) {
   const std::size_t bracket = value.starts_with('[') ? value.find(']') : 0;
   const std::size_t colon = std::min(value.find(':', bracket), value.size());
@@ -30,7 +30,8 @@ bool isAddress(const std::string& host) {
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
     return ::inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), &address) == 1;
   }
-  // Agents also use the short, octal and hexadecimal forms, which no host name can have.
+  // Agents also accept the short, octal and hexadecimal forms of an address, which cannot be host
+  // names.
   return host.find_first_not_of("0123456789abcdefABCDEFxX.") == host.npos &&
          ::inet_aton(host.c_str(), reinterpret_cast<in_addr*>(&address)) != 0;
 }

@@ -74,8 +74,9 @@ Json toJson(const RequestRecord& record) {
           {"duration_ms", static_cast<double>(record.duration.count()) / 1000}};
 }
 
-/// Parses the query, which is empty or "after=ID": requests with a larger id are listed.
-std::uint64_t wantedAfter(std::string_view query) {
+/// Parses the query, which is empty or "after=ID". Returns the id, or 0 if the query is
+/// empty. Only requests with a larger id are listed.
+std::uint64_t parseAfter(std::string_view query) {
   constexpr std::string_view kAfter = "after=";
   if (query.empty()) return 0;
   std::uint64_t id = 0;
@@ -115,8 +116,7 @@ void StatusPage::answer(const httplib::Request& request, httplib::Response& resp
   } else if (part == "page.js") {
     response.set_content(kPageJs, "text/javascript; charset=utf-8");
   } else if (part == "status.json") {
-    response.set_content(json(wantedAfter(query.substr(query.empty() ? 0 : 1))),
-                         "application/json");
+    response.set_content(json(parseAfter(query.substr(query.empty() ? 0 : 1))), "application/json");
   } else {
     throw Refusal(404, "no such part of the status page");
   }

@@ -12,13 +12,13 @@
 namespace orla::devserver {
 
 /// The status of the server: a page for browsers, and JSON for programs. No package has a path
-/// below kPath, because package names contain no slash. A request below kPath whose query contains
-/// a command is a command.
+/// below kPath, because package names contain no slash. If the query of a request below kPath
+/// contains a command, the command is run instead.
 class StatusPage {
  public:
   static constexpr char kPath[] = "/orla-status/";
 
-  /// The number of packages that are listed, the newest ones.
+  /// The maximum number of packages that are listed. They are the newest ones.
   static constexpr std::size_t kListed = 1000;
 
   /// The arguments must outlive the page.
@@ -27,8 +27,8 @@ class StatusPage {
   /// Returns true if the target is the page or one of its parts.
   static bool owns(std::string_view target);
 
-  /// Answers such a request. Throws a Refusal with status 400, 404 or 405. May be called on any
-  /// thread.
+  /// Answers a request for whose target owns() returns true. Throws a Refusal with status 400, 404
+  /// or 405, or std::system_error if the packages cannot be listed. May be called on any thread.
   void answer(const httplib::Request& request, httplib::Response& response) const;
 
  private:

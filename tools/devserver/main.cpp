@@ -44,7 +44,7 @@ void parse(int argc, char** argv, CLI::App& app, Options& options, std::string& 
   app.set_version_flag("--version", "orla-devserver " ORLA_VERSION, "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this help and exit");
 
-  app.add_option("--dir", options.folder, "Directory of the packages; created if missing")
+  app.add_option("--dir", options.directory, "Directory of the packages; created if missing")
       ->type_name("DIRECTORY")
       ->required();
   app.add_option("--host", host, "Address or host name to listen on; 0.0.0.0 for all addresses")
@@ -66,7 +66,7 @@ void parse(int argc, char** argv, CLI::App& app, Options& options, std::string& 
 
   const std::string testing =
       "Options to test an agent (they apply to every answer except those of the status page)";
-  // At most an hour, which is longer than any agent waits.
+  // The maximum of an hour is longer than any agent waits.
   app.add_option_function<int>(
          "--delay", [&](int ms) { options.delay = std::chrono::milliseconds(ms); },
          "Milliseconds to wait before each answer, up to 3600000")
@@ -130,9 +130,10 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  // Otherwise each of the many threads keeps an arena with the memory that it has freed.
+  // Few arenas are used, because each arena retains freed memory, and by default each thread may
+  // have its own.
   ::mallopt(M_ARENA_MAX, 2);
-  // Blocked before any thread starts, because threads inherit the mask.
+  // The signals are blocked before any thread starts, because threads inherit the mask.
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGINT);

@@ -1,25 +1,25 @@
-// Shows status.json, and asks for new requests once a second while the page is visible. Texts from
-// outside are inserted as text, never as markup.
+// Shows status.json, and fetches new requests once a second while the page is visible. Texts that
+// clients sent are inserted as text, never as markup.
 "use strict";
 
 const INTERVAL = 1000; // milliseconds
-const SHOWN = 300; // requests
-const LONGEST = 300; // characters of a text; the tooltip shows all of it
-const PATIENCE = 5000; // milliseconds to wait for an answer
+const MAX_REQUESTS = 300; // the number of requests that are shown
+const MAX_TEXT = 300; // characters; the tooltip shows the whole text
+const TIMEOUT = 5000; // milliseconds to wait for an answer
 
-let started = null;
+let started = null; // the time when the server started
 let last = 0; // the id of the newest request that is shown
-let packages = "";
+let packages = ""; // the packages that are shown, as JSON
 
 const find = (id) => document.getElementById(id);
 
-// Invisible characters, and those that change the direction of the text, are escaped as in JSON.
+// Escapes invisible characters, and those that change the direction of the text, as JSON does.
 function visible(text) {
   return text.replace(/[\x00-\x1f\x7f-\x9f\u200b-\u200f\u2028-\u202e\u2060-\u2069\ufeff]/g,
     (character) => "\\u" + character.charCodeAt(0).toString(16).padStart(4, "0"));
 }
 
-// Creates an element with a class and content: texts and elements.
+// Creates an element with a class. The content consists of texts and elements.
 function make(tag, className, ...content) {
   const element = document.createElement(tag);
   if (className) element.className = className;
@@ -27,10 +27,11 @@ function make(tag, className, ...content) {
   return element;
 }
 
-function outside(tag, className, text) {
+// Creates an element with a text that a client sent.
+function untrusted(tag, className, text) {
   const shown = visible(text);
-  const cut = shown.length > LONGEST;
-  const element = make(tag, className, cut ? shown.slice(0, LONGEST) + "…" : shown);
+  const cut = shown.length > MAX_TEXT;
+  const element = make(tag, className, cut ? shown.slice(0, MAX_TEXT) + "…" : shown);
   element.dir = "auto";
   if (cut) element.title = shown;
   return element;
@@ -55,7 +56,7 @@ function time(utc) {
   return element;
 }
 
-// The label is for narrow screens, where the table has no header.
+// Creates a cell. Narrow screens show its label, because the table has no header there.
 function cell(label, className, ...content) {
   const element = make("td", className, ...content);
   if (label) element.dataset.label = label;
@@ -63,7 +64,7 @@ function cell(label, className, ...content) {
 }
 
 function packageRow(entry) {
-  const link = outside("a", "", entry.name);
+  const link = untrusted("a", "", entry.name);
   link.href = entry.path;
   const size = cell("", "number", bytes(entry.size));
   size.title = `${entry.size} bytes`;
@@ -72,12 +73,12 @@ function packageRow(entry) {
 }
 
 function requestRow(entry) {
-  const what = cell("", "wide", outside("strong", "", entry.command || "–"), " ",
-    outside("span", "method", entry.method), " ", outside("span", "path", entry.path));
+  const what = cell("", "wide", untrusted("strong", "", entry.command || "–"), " ",
+    untrusted("span", "method", entry.method), " ", untrusted("span", "path", entry.path));
   const parameters = entry.parameters.map(({name, value}) =>
-    make("li", "", outside("span", "name", name), " ", outside("span", "value", value)));
+    make("li", "", untrusted("span", "name", name), " ", untrusted("span", "value", value)));
   if (parameters.length) what.append(make("ul", "parameters", ...parameters));
-  if (entry.reason) what.append(outside("p", "reason", entry.reason));
+  if (entry.reason) what.append(untrusted("p", "reason", entry.reason));
   const badge = make("span", `status s${Math.floor(entry.status / 100)}`, String(entry.status));
   return make("tr", "",
     cell("", "time", time(entry.time), make("small", "", entry.peer)), what,
@@ -95,7 +96,7 @@ function showSettings(status) {
   if (status.framing === "chunked") unusual.push("sends in chunks");
   if (status.framing === "close") unusual.push("sends no length");
   find("version").textContent = status.version;
-  find("settings").replaceChildren(...settings.map((text) => outside("li", "", text)),
+  find("settings").replaceChildren(...settings.map((text) => untrusted("li", "", text)),
     ...unusual.map((text) => make("li", "unusual", text)));
 }
 
@@ -115,20 +116,20 @@ function showRequests(status) {
     body.prepend(requestRow(entry));
     last = entry.id;
   }
-  while (body.rows.length > SHOWN) body.deleteRow(-1);
+  while (body.rows.length > MAX_REQUESTS) body.deleteRow(-1);
   const more = status.requests_total > body.rows.length;
   find("request-count").textContent =
     status.requests_total + (more ? `, the last ${body.rows.length} shown` : "");
 }
 
 function show(status) {
-  if (status.started !== started) { // Another run of the server: its requests count from 1 again.
+  if (status.started !== started) { // The server was restarted, so its ids begin at 1 again.
     const restarted = started !== null;
     started = status.started;
     showSettings(status);
     find("requests").tBodies[0].replaceChildren();
     if (restarted && last > 0) {
-      last = 0;
+      last = 0; // The next update fetches all requests of the new run.
       return;
     }
   }
@@ -152,13 +153,13 @@ async function update() {
   if (!document.hidden) {
     try {
       const answer = await fetch(`status.json?after=${last}`,
-        {signal: AbortSignal.timeout(PATIENCE)});
+        {signal: AbortSignal.timeout(TIMEOUT)});
       if (!answer.ok) throw new Error(await answer.text());
       show(await answer.json());
       showLive("on", "live");
     } catch (error) {
-      const silent = error instanceof TypeError || error.name === "TimeoutError";
-      showLive("off", silent ? "the server does not answer" : error.message);
+      const unreachable = error instanceof TypeError || error.name === "TimeoutError";
+      showLive("off", unreachable ? "the server does not answer" : error.message);
     }
   }
   setTimeout(update, INTERVAL);
