@@ -5,7 +5,7 @@ import time
 
 from programs import ARGUMENTS, KIND, WAIT, DevServer, ProgramTestCase, ScriptedServer, main, reply
 
-INTERNAL = r"status 1: Transport internal error \(cannot be written"
+INTERNAL = r"status 1: Transport internal error \(the file cannot be written"
 TOO_LONG = r"status 6: .*the path, the name or the identities are too long"
 DISK_SIZE = 1 << 24  # Enough for the files of Wine's server, if a limited client starts it.
 
@@ -49,21 +49,21 @@ class DiskTest(ProgramTestCase):
         cases = [  # message, target, path
             (INTERNAL, "/new", "file/file"),
             (INTERNAL, "/new", "/proc/file"),  # A directory that nobody can write.
-            ("status 9: cannot be replaced" * windows, "/new", "read-only"),
+            ("status 9: the file cannot be replaced" * windows, "/new", "read-only"),
             # Windows itself accepts no path longer than 259 characters.
             ("", "/new", self.deep(259, long)),
             (INTERNAL * windows, "/new", self.deep(519, long)),
             (INTERNAL, "/new", self.deep(519, "b")),  # The temporary file's path is longer.
             (TOO_LONG, "/new", self.deep(520, long)),
             ("status 14: no such file", "", "missing/file"),
-            ("status 1: cannot be opened", "", "shut"),
+            ("status 1: the file cannot be opened", "", "shut"),
             (f"status {1 if windows else 14}: ", "", self.deep(519, "missing")),
             (TOO_LONG, "", self.deep(520, "missing"))]
         # Without these capabilities file modes apply to root, too. Wine's server opens the files.
         plain = ("setpriv", "--bounding-set=-dac_override,-dac_read_search") * (root and not windows)
         if not (root and windows):
             cases += [(INTERNAL, "/new", "shut/file"),
-                      ("status 1: cannot be opened", "", "../unreadable")]
+                      ("status 1: the file cannot be opened", "", "../unreadable")]
         for case in cases:
             self.check(*case, before=plain)
 

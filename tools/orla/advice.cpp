@@ -3,17 +3,18 @@
 namespace orla::cli {
 namespace {
 
-/// The library's message for every failure on this machine, for example of a file.
+/// The message that the library sets for every local failure, for example if it cannot write a
+/// file.
 constexpr char kUninformative[] = "Transport internal error";
 
-/// Returns false for a status whose message is missing, kUninformative, or that of an earlier
-/// failure.
+/// Returns false for a status that never has a useful message. With such a status the library's
+/// message is empty, is kUninformative, or belongs to an earlier failure.
 bool hasMessage(orla_status status) {
   return status != ORLA_ERROR_ARGUMENT && status != ORLA_ERROR_TOO_LARGE &&
          status != ORLA_ERROR_NO_SUCH_FILE && status != ORLA_ERROR_SHORT_READ;
 }
 
-/// The cause of a failure for which the library has no message.
+/// Returns the probable cause of a failure for which the library has no informative message.
 std::string causeOf(const Request& request, orla_status status) {
   const std::string& file = request.file;
   if (status == ORLA_ERROR_ARGUMENT) return "the path, the name or the identities are too long";
@@ -25,14 +26,14 @@ std::string causeOf(const Request& request, orla_status status) {
       return "no connection";
     case Command::kSend:
       if (status == ORLA_ERROR_TOO_LARGE) {
-        return "4 GiB or more, or too large for the memory: " + file;
+        return "the file has 4 GiB or more, or does not fit into memory: " + file;
       }
       if (status == ORLA_ERROR_NO_SUCH_FILE) return "no such file: " + file;
-      if (status == ORLA_ERROR_SHORT_READ) return "cannot be read to its end: " + file;
-      return "cannot be opened: " + file;
+      if (status == ORLA_ERROR_SHORT_READ) return "the file cannot be read completely: " + file;
+      return "the file cannot be opened: " + file;
     default:
-      if (status == ORLA_ERROR_UNAUTHORIZED) return "cannot be replaced: " + file;
-      return "cannot be written: " + file;
+      if (status == ORLA_ERROR_UNAUTHORIZED) return "the file cannot be replaced: " + file;
+      return "the file cannot be written: " + file;
   }
 }
 
@@ -64,12 +65,13 @@ std::string adviceFor(const Request& request, orla_status status, const std::str
       }
       return "check that a management server runs at " + url + ", and that the network reaches it";
     case ORLA_ERROR_ARGUMENT:
-      return "shorten them: the path of " + url +
-             ", the identities and the name together may take 2069 bytes, and the path of a file "
-             "519";
+      return "use shorter ones: the path of " + url +
+             ", the identities and the name may have 2069 bytes together, and the path of a file "
+             "519 bytes";
     case ORLA_ERROR_UNAUTHORIZED:
       if (!message.starts_with("HTTP ")) {
-        return "close the programs that use it, and check that it still exists and is writable";
+        return "close the programs that use " + file +
+               ", and check that the file still exists and is writable";
       }
       return url + " requires a login, which this client does not support";
     case ORLA_ERROR_NO_SUCH_DOWNLOAD:
@@ -84,7 +86,7 @@ std::string adviceFor(const Request& request, orla_status status, const std::str
     case ORLA_ERROR_REQUEST:
       return url + " does not accept this request; its log shows why";
     case ORLA_ERROR_NOT_MODIFIED:
-      return url + " has nothing new; or a cache between it and this machine answers for it";
+      return url + " has nothing new, or a cache answers instead of the server";
     case ORLA_ERROR_NO_SUCH_FILE:
       return "check the path of the file and of its directory";
     case ORLA_ERROR_SHORT_READ:

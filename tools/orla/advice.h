@@ -6,17 +6,22 @@
 
 namespace orla::cli {
 
-/// Why a command failed, in the words for its user: what happened and where, and what to do.
+/// The reason why a command failed, as it is shown to the user.
 struct Failure {
-  std::string message;
-  std::string advice;
+  std::string message;  // what happened, and where
+  std::string advice;   // what to do
 };
 
 /// Returns true if the command failed, or if a downloaded file does not have the expected size.
 bool hasFailed(const Request& request, const Outcome& outcome);
 
-/// Describes a failure: "status 4: " and the library's message. If there is no message, the cause
-/// replaces it; if the message is uninformative, the cause follows it.
+/// Describes the failure of a command for which hasFailed() returns true. The message begins with
+/// the status, such as "status 4: ", unless a downloaded file does not have the expected size.
+/// After the status comes:
+///
+/// - the library's message, if it is informative;
+/// - the library's message and the probable cause in parentheses, if the message is uninformative;
+/// - the probable cause, if the status has no message.
 Failure describe(const Request& request, const Outcome& outcome, const std::string& libraryMessage);
 
 }  // namespace orla::cli

@@ -11,7 +11,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Longer answers of the server are cut to this size.
+/// The library cuts longer answers of the server to this size.
 constexpr std::uint32_t kAnswerSize = 64 * 1024;
 
 double secondsSince(Clock::time_point start) {
@@ -27,7 +27,8 @@ std::vector<const char*> pointers(const std::vector<std::string>& texts) {
   return result;
 }
 
-/// A running download. The record is first, because its address must be that of the download.
+/// A running download. The record must be the first member, because the progress function receives
+/// only the record's address and converts it to that of the Download.
 struct Download {
   orla_progress_record record;
   const Progress* progress;
@@ -36,12 +37,13 @@ struct Download {
 };
 static_assert(std::is_standard_layout_v<Download> && offsetof(Download, record) == 0);
 
-/// Updates the count from that of the record, which wraps at 4 GiB.
+/// Adds the bytes that were received since the previous call. The record's byte count has 32 bits
+/// and wraps at 4 GiB, but download.bytes does not.
 void countBytes(Download& download) {
   download.bytes += download.record.byte_count - static_cast<std::uint32_t>(download.bytes);
 }
 
-/// The progress function. It must not throw, because the library calls it.
+/// The progress function. It must not throw, because an exception cannot pass through the library.
 extern "C" void ORLA_CALL onProgress(orla_progress_record* record, const void*,
                                      std::uint32_t) noexcept {
   auto& download = *reinterpret_cast<Download*>(record);
@@ -69,8 +71,8 @@ Outcome askName(const Request& request, std::uint32_t handle) {
   Outcome outcome;
   const std::vector<const char*> identities = pointers(request.identities);
   std::uint32_t size = kAnswerSize;
-  // The library does not terminate an answer that fills the buffer, so one byte more is allocated
-  // than it may fill.
+  // The library does not terminate an answer that fills the buffer. The buffer is therefore one
+  // byte larger than the size that the library receives, and that byte stays zero.
   std::vector<char> answer(kAnswerSize + 1);
   const auto start = Clock::now();
   outcome.status = ORLAGetPackageName(handle, request.type,

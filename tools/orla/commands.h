@@ -16,10 +16,10 @@ struct Request {
   std::string url;
 
   // name and send
-  std::uint16_t type = 0;  // never 0, which would ask the version instead
+  std::uint16_t type = 0;  // 1 to 65535; if it were 0, the library would request the version
   std::vector<std::string> identities;
 
-  std::string file;  // send: the package; get: the target of the download
+  std::string file;  // send: the package; get: the file to write
   std::string name;  // send: if empty, the server chooses the name
 
   // get
@@ -35,18 +35,20 @@ const char* commandName(Command command);
 struct Outcome {
   orla_status status = ORLA_OK;
   bool canceled = false;    // the user canceled the download
-  std::uint64_t bytes = 0;  // of the package that was sent, or of the file so far
+  std::uint64_t bytes = 0;  // the size of the sent package, or the bytes received so far
   double seconds = 0;       // spent in the library
-  std::string result;       // the version, the unchanged answer of the server, or the file
+  std::string result;       // the version, the server's answer unchanged, or the path of the file
 };
 
 /// Receives the number of bytes that a download has received so far.
 using Progress = std::function<void(std::uint64_t bytes)>;
 
-/// Runs the command on a connection for its URL, on the calling thread, and blocks until it is
-/// done. A download replaces its file only when it is complete. If Ctrl-C is caught, it cancels the
-/// download; the rest of the reply is still read and dropped. Throws std::invalid_argument if the
-/// system's character set cannot express the path of the file.
+/// Runs the command on the calling thread and blocks until it is done. `handle` must be that of a
+/// connection for the command's URL. A download replaces its file only when it is complete.
+///
+/// After catchFirstInterrupt() Ctrl-C cancels a download. The rest of the reply is still read and
+/// dropped. Throws std::invalid_argument if the system's character set cannot express the path of
+/// the file.
 Outcome perform(const Request& request, std::uint32_t handle, const Progress& progress);
 
 }  // namespace orla::cli
