@@ -20,7 +20,7 @@ _orla_words() {
 }
 
 _orla() {
-  local words word command="" options option="" places=0 files=0 i
+  local words word command="" options option="" positionals=0 file_position=0 i
   _orla_words
   local current=${words[-1]}
   local common="--help --json --silent --repeat --parallel"
@@ -39,7 +39,7 @@ _orla() {
         elif [[ -z $command ]]; then
           command=$word
         else
-          ((++places))
+          ((++positionals))
         fi
         ;;
     esac
@@ -49,8 +49,8 @@ _orla() {
     "") options="--help --version" ;;
     version) options=$common ;;
     name) options="--type --identity $common" ;;
-    send) options="--type --identity --name $common" files=2 ;;
-    get) options="--counter --size $common" files=3 ;;
+    send) options="--type --identity --name $common" file_position=2 ;;
+    get) options="--counter --size $common" file_position=3 ;;
     *) return ;;
   esac
 
@@ -60,7 +60,7 @@ _orla() {
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
   elif [[ -z $command ]]; then
     mapfile -t COMPREPLY < <(compgen -W "version name send get" -- "$current")
-  elif ((places + 1 == files)); then
+  elif ((positionals + 1 == file_position)); then
     # Complete a file name as bash does.
     compopt -o default 2>/dev/null
   fi
