@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::int64_t kMaxRepeat = 1'000'000;
 
-constexpr char kOutcome[] =
-    "Exit code: 0 success; 1 the command failed; 2 bad usage.\n"
+constexpr char kExitCodeText[] =
+    "Exit code: 0 success; 1 the command failed; 2 invalid command line.\n"
     "Environment: if NO_COLOR is set and not empty, no color is used.";
 
 constexpr char kAppText[] =
@@ -63,8 +63,8 @@ constexpr char kGetText[] =
     "  orla get http://server /7-ws0042-inventory.pkg result.pkg --size 8000000\n"
     "  orla get http://server '/a%20b.pkg?part=2' b.pkg --silent --json";
 
-/// A text that goes into a request unchanged must not end or split the request's first line.
-/// Returns the error, or an empty text.
+/// Checks a text that is sent unchanged in the first line of a request. Refuses spaces and control
+/// characters, because they would split or end that line. Returns the error, or an empty text.
 std::string checkRequestText(const std::string& text) {
   const bool bad = std::any_of(text.begin(), text.end(), [](char c) {
     const auto byte = static_cast<unsigned char>(c);
@@ -73,9 +73,10 @@ std::string checkRequestText(const std::string& text) {
   return bad ? "spaces and control characters must be percent-encoded" : "";
 }
 
-/// The library percent-encodes identities and names, but sends one unchanged if it takes more than
-/// 2069 bytes in that form. Such a value must not need encoding, because it could end or split the
-/// request's first line. Returns the error, or an empty text.
+/// Checks an identity or a name. The library percent-encodes these, but sends one unchanged if its
+/// encoded form has more than 2069 bytes. A value of that size is refused if it contains a byte
+/// that must be encoded, because that byte could split or end the first line of the request.
+/// Returns the error, or an empty text.
 std::string checkEncodedText(const std::string& text) {
   constexpr std::string_view kUnescaped =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.*";
@@ -97,7 +98,7 @@ std::string baseName(const std::string& file) {
 CLI::App* addCommand(CLI::App& app, Command command, const char* title, const char* text,
                      Arguments& arguments) {
   CLI::App* added = app.add_subcommand(commandName(command), title);
-  added->footer(std::string(text) + "\n\n" + kOutcome);
+  added->footer(std::string(text) + "\n\n" + kExitCodeText);
   added->add_option("URL", arguments.request.url, "The server: http://host[:port]/path")
       ->required()
       ->type_name("")
@@ -108,8 +109,8 @@ CLI::App* addCommand(CLI::App& app, Command command, const char* title, const ch
 void addCommonOptions(CLI::App* command, Arguments& arguments) {
   command->add_flag("--json", arguments.json,
                     "Print one line of JSON instead of the result, also\n"
-                    "on failure: ok, command, url, status, code, message,\n"
-                    "advice, bytes, seconds, result");
+                    "on failure. Members: ok, command, url, status, code,\n"
+                    "message, advice, bytes, seconds, result");
   command->add_flag("--silent", arguments.silent, "Show no progress; errors are still shown");
   CLI::Option* repeat = command
                             ->add_option("--repeat", arguments.repeat,
@@ -120,28 +121,28 @@ void addCommonOptions(CLI::App* command, Arguments& arguments) {
                             ->check(CLI::Range(std::int64_t{1}, kMaxRepeat).description(""));
   command
       ->add_option("--parallel", arguments.parallel,
-                   "Run M of them at the same time, 1 to 30, each with\n"
+                   "Run M commands at the same time, 1 to 30, each with\n"
                    "its own thread and connection")
       ->type_name("M")
       ->check(CLI::Range(1, int{ORLA_MAX_CONNECTIONS}).description(""))
       ->needs(repeat);
 }
 
-void addKindOptions(CLI::App* command, Request& request) {
+void addPackageOptions(CLI::App* command, Request& request) {
   command->add_option("--type", request.type, "The package's type, 1 to 65535")
       ->required()
       ->type_name("N")
       ->check(CLI::Range(1, 65535).description(""));
   command
       ->add_option("--identity", request.identities,
-                   "What the package belongs to; takes several values,\n"
-                   "and may be repeated; best given last")
+                   "What the package belongs to. Accepts several values\n"
+                   "and may be repeated. It is best put last.")
       ->required()
       ->type_name("TEXT")
       ->check([](const std::string& text) { return checkEncodedText(text); });
 }
 
-/// Prints why the command line is invalid. Returns the exit code for bad usage.
+/// Prints why the command line is invalid. Returns the exit code.
 int reportBadUsage(const CLI::App& app, const CLI::ParseError& error,
                    const std::vector<std::string>& words) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
@@ -161,9 +162,9 @@ int reportBadUsage(const CLI::App& app, const CLI::ParseError& error,
 
 }  // namespace
 
-CommandLine readCommandLine(const std::vector<std::string>& words) {
-  CommandLine line;
-  Arguments& arguments = line.arguments;
+ParseResult parseCommandLine(const std::vector<std::string>& words) {
+  ParseResult result;
+  Arguments& arguments = result.arguments;
   Request& request = arguments.request;
   CLI::App app{"The command-line client of a management server."};
   app.name("orla");
@@ -180,25 +181,25 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
   CLI::App* name =
       addCommand(app, Command::kName, "Print the name under which the server stores a package",
                  kNameText, arguments);
-  addKindOptions(name, request);
+  addPackageOptions(name, request);
   addCommonOptions(name, arguments);
 
   CLI::App* send = addCommand(app, Command::kSend, "Upload a package and print the server's answer",
                               kSendText, arguments);
   send->add_option("FILE", request.file, "The package, less than 4 GiB")->required()->type_name("");
-  addKindOptions(send, request);
+  addPackageOptions(send, request);
   CLI::Option* givenName =
       send->add_option("--name", request.name,
-                       "The file name to send; by default that of FILE;\n"
-                       "none is sent if it is empty")
+                       "The file name to send; by default that of FILE.\n"
+                       "An empty name is not sent.")
           ->check([](const std::string& text) { return checkEncodedText(text); });
   addCommonOptions(send, arguments);
 
   CLI::App* get = addCommand(app, Command::kGet, "Download a file", kGetText, arguments);
   get->add_option("TARGET", request.target,
-                  "What to request: /path?query, sent unchanged; a\n"
-                  "missing first / is added. Only host and port of URL\n"
-                  "are used")
+                  "What to request: /path?query, sent unchanged. If the\n"
+                  "first / is missing, it is added. Only the host and\n"
+                  "the port of URL are used.")
       ->required()
       ->type_name("")
       ->check([](const std::string& text) { return checkRequestText(text); });
@@ -207,18 +208,18 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
                   "writes FILE.K")
       ->required()
       ->type_name("");
-  get->add_option("--counter", request.counter, "The counter to send with the request")
+  get->add_option("--counter", request.counter, "The text to send as the parameter Counter")
       ->check([](const std::string& text) { return checkRequestText(text); });
   get->add_option("--size", request.size,
                   "The expected size in bytes. Progress then shows the\n"
-                  "time left. A file of another size is an error, but\n"
-                  "stays in place")
+                  "time left. If the size differs, the command fails,\n"
+                  "but FILE is kept.")
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, INT64_MAX).description(""));
   addCommonOptions(get, arguments);
 
   // Set last, because subcommands inherit the footer that exists when they are added.
-  app.footer(std::string(kAppText) + "\n\n" + kOutcome);
+  app.footer(std::string(kAppText) + "\n\n" + kExitCodeText);
 
   try {
     app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
@@ -229,8 +230,8 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
     }
   } catch (const CLI::ParseError& error) {
     const bool isHelp = error.get_exit_code() == 0;
-    line.exitCode = isHelp ? app.exit(error) : reportBadUsage(app, error, words);
-    return line;
+    result.exitCode = isHelp ? app.exit(error) : reportBadUsage(app, error, words);
+    return result;
   }
 
   if (version->parsed()) request.command = Command::kVersion;
@@ -240,7 +241,7 @@ CommandLine readCommandLine(const std::vector<std::string>& words) {
     request.command = Command::kGet;
     if (!request.target.starts_with('/')) request.target.insert(0, 1, '/');
   }
-  return line;
+  return result;
 }
 
 }  // namespace orla::cli

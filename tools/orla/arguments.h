@@ -9,24 +9,24 @@
 
 namespace orla::cli {
 
-/// What the command line asks for.
+/// The arguments of the command line.
 struct Arguments {
   Request request;
   bool json = false;
   bool silent = false;
-  std::int64_t repeat = 0;  // 0 runs the command once, without a summary
+  std::int64_t repeat = 0;  // if 0, the command runs once and no summary is printed
   unsigned parallel = 1;
 };
 
-/// The result of reading the command line. If exitCode is set, the program must end with it,
-/// because help, the version or an error has been printed: 0 after help or the version, 2 after an
-/// error.
-struct CommandLine {
+/// The result of parsing the command line. If exitCode is set, the help, the version or an error
+/// has been printed, and the program must end with that code: 0 after the help or the version, 2
+/// after an error.
+struct ParseResult {
   Arguments arguments;
   std::optional<int> exitCode;
 };
 
-/// Reads the command line without the program's name.
-CommandLine readCommandLine(const std::vector<std::string>& words);
+/// Parses the words of the command line, without the program's name.
+ParseResult parseCommandLine(const std::vector<std::string>& words);
 
 }  // namespace orla::cli

@@ -15,16 +15,17 @@
 namespace orla::cli {
 namespace {
 
-/// What the threads share.
+/// The state that the threads share.
 struct Run {
   std::int64_t repeat;
   std::atomic<std::int64_t> begun{0};
   std::mutex mutex;  // guards the members below
   ProgressMeter& meter;
-  Load load;
+  LoadResult load;
 };
 
-/// Runs commands until all have begun or the user interrupts.
+/// Runs commands until all threads together have begun `repeat` commands, or the user presses
+/// Ctrl-C.
 void work(Run& run, const Request& request, std::uint32_t handle) {
   while (!interrupted() && run.begun++ < run.repeat) {
     const Outcome outcome = perform(request, handle, nullptr);
@@ -33,7 +34,7 @@ void work(Run& run, const Request& request, std::uint32_t handle) {
     Failure failure = failed ? describe(request, outcome, lastMessage()) : Failure();
     const std::scoped_lock lock(run.mutex);
     if (outcome.canceled) return;
-    Load& load = run.load;
+    LoadResult& load = run.load;
     ++load.commands;
     if (failed) {
       Failures& failures = load.failures[outcome.status];
@@ -49,9 +50,10 @@ void work(Run& run, const Request& request, std::uint32_t handle) {
 
 }  // namespace
 
-Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, ProgressMeter& meter) {
+LoadResult runLoad(const Request& request, std::int64_t repeat, unsigned parallel,
+                   ProgressMeter& meter) {
   Run run{repeat, {}, {}, meter, {}};
-  // Created by this thread, so that an invalid URL is reported once.
+  // This thread creates all connections, so that an invalid URL is reported once.
   std::deque<Connection> connections;
   std::deque<Request> requests;
   for (unsigned thread = 1; thread <= std::min<std::int64_t>(parallel, repeat); ++thread) {
@@ -76,7 +78,7 @@ Load runLoad(const Request& request, std::int64_t repeat, unsigned parallel, Pro
       throw;
     }
   }
-  Load load = std::move(run.load);
+  LoadResult load = std::move(run.load);
   load.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   load.canceled = interrupted() && load.commands < repeat;
   std::sort(load.times.begin(), load.times.end());

@@ -1,7 +1,7 @@
 // orla: the command-line client of a management server.
 //
 // Results go to standard output, progress and errors to standard error. Exit code: 0 success, 1 the
-// command failed, 2 bad usage.
+// command failed, 2 invalid command line.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -19,8 +19,9 @@
 namespace orla::cli {
 namespace {
 
-/// Runs the command once and fills the account, which is also valid if an exception is thrown.
-void run(const Arguments& arguments, Account& account) {
+/// Runs the command once and stores its result in the report. If an exception is thrown, the report
+/// is valid, too.
+void run(const Arguments& arguments, Report& report) {
   const Request& request = arguments.request;
   const Connection connection(request.url);
   if (request.command == Command::kGet) catchFirstInterrupt();
@@ -29,40 +30,40 @@ void run(const Arguments& arguments, Account& account) {
   }
   ProgressMeter meter(arguments.silent, ProgressMeter::Unit::kBytes,
                       static_cast<std::uint64_t>(request.size));
-  account.outcome =
+  report.outcome =
       perform(request, connection.handle(), [&meter](std::uint64_t bytes) { meter.update(bytes); });
   meter.end();
 
-  const Outcome& outcome = account.outcome;
-  account.status = outcome.status;
+  const Outcome& outcome = report.outcome;
+  report.status = outcome.status;
   if (outcome.canceled) {
-    account.failure = {"canceled", request.file + " is unchanged"};
+    report.failure = {"canceled", request.file + " is unchanged"};
   } else if (hasFailed(request, outcome)) {
     std::uint32_t code = ORLA_NO_CODE;
-    if (ORLAGetLastError(&code) == 0) account.code = code;
-    account.failure = describe(request, outcome, lastMessage());
+    if (ORLAGetLastError(&code) == 0) report.code = code;
+    report.failure = describe(request, outcome, lastMessage());
   }
-  const bool moved = request.command == Command::kSend || request.command == Command::kGet;
-  if (moved && outcome.status == ORLA_OK && !arguments.silent) {
+  const bool transferred = request.command == Command::kSend || request.command == Command::kGet;
+  if (transferred && outcome.status == ORLA_OK && !arguments.silent) {
     std::fprintf(stderr, "orla: %s %s\n", request.command == Command::kSend ? "sent" : "received",
                  transferSummary(outcome.bytes, outcome.seconds).c_str());
   }
 }
 
-int runOnce(const Arguments& arguments, Account& account) {
-  run(arguments, account);
-  const bool well = account.failure.message.empty();
-  if (!well) printFailure(account.command, account.failure);
+int runOnce(const Arguments& arguments, Report& report) {
+  run(arguments, report);
+  const bool succeeded = report.failure.message.empty();
+  if (!succeeded) printFailure(report.command, report.failure);
   if (arguments.json) {
-    printJson(account);
-  } else if (well) {
-    printResult(arguments.request.command, account.outcome);
+    printJson(report);
+  } else if (succeeded) {
+    printResult(arguments.request.command, report.outcome);
   }
-  return well ? 0 : 1;
+  return succeeded ? 0 : 1;
 }
 
 /// Prints the failures of a run to standard error, one entry per status.
-void printFailures(const Arguments& arguments, const Load& load) {
+void printFailures(const Arguments& arguments, const LoadResult& load) {
   const std::string name = commandName(arguments.request.command);
   for (const auto& [status, failed] : load.failures) {
     printFailure(name, {std::to_string(failed.count) + " of " + std::to_string(load.commands) +
@@ -81,7 +82,7 @@ int runMany(const Arguments& arguments) {
   catchFirstInterrupt();
   ProgressMeter meter(arguments.silent, ProgressMeter::Unit::kCommands,
                       static_cast<std::uint64_t>(arguments.repeat));
-  const Load load = runLoad(request, arguments.repeat, arguments.parallel, meter);
+  const LoadResult load = runLoad(request, arguments.repeat, arguments.parallel, meter);
   meter.end();
 
   printFailures(arguments, load);
@@ -93,30 +94,31 @@ int runMany(const Arguments& arguments) {
   return load.failed() == 0 && !load.canceled ? 0 : 1;
 }
 
-/// Runs the command. If it cannot start, the reason is reported like a failure of the command.
+/// Runs the command. If the command cannot start, the reason is printed like a failure of the
+/// command.
 int runCommand(const Arguments& arguments) {
   const Request& request = arguments.request;
-  Account account{commandName(request.command), request.url, {}, {}, {}, {}};
+  Report report{commandName(request.command), request.url, {}, {}, {}, {}};
   try {
     const Library library;
-    return arguments.repeat == 0 ? runOnce(arguments, account) : runMany(arguments);
+    return arguments.repeat == 0 ? runOnce(arguments, report) : runMany(arguments);
   } catch (const SessionError& failure) {
-    account.status = failure.status();
+    report.status = failure.status();
     const std::string message = lastMessage();
-    account.failure = {"status " + std::to_string(failure.status()) + ": " +
-                           (message.empty() ? failure.what() : message),
-                       failure.advice()};
+    report.failure = {"status " + std::to_string(failure.status()) + ": " +
+                          (message.empty() ? failure.what() : message),
+                      failure.advice()};
   } catch (const std::exception& failure) {
-    account.failure.message = failure.what();
+    report.failure.message = failure.what();
   }
-  printFailure(account.command, account.failure);
-  if (arguments.json) printJson(account);
+  printFailure(report.command, report.failure);
+  if (arguments.json) printJson(report);
   return 1;
 }
 
 int runProgram(int argc, char** argv) {
-  const CommandLine line = readCommandLine(commandLine(argc, argv));
-  const int code = line.exitCode ? *line.exitCode : runCommand(line.arguments);
+  const ParseResult parsed = parseCommandLine(commandLine(argc, argv));
+  const int code = parsed.exitCode ? *parsed.exitCode : runCommand(parsed.arguments);
   flushOutput();
   return code;
 }

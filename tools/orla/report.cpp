@@ -26,7 +26,7 @@ void printLine(const Json& object) {
   std::puts(object.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
 }
 
-double commandsPerSecond(const Load& load) {
+double commandsPerSecond(const LoadResult& load) {
   return load.seconds > 0 ? static_cast<double>(load.commands) / load.seconds : 0;
 }
 
@@ -37,17 +37,17 @@ struct Figure {
 };
 constexpr Figure kFigures[] = {{"fastest", "fastest", 0},
                                {"median", "median", 50},
-                               {"90 in 100", "percentile_90", 90},
-                               {"99 in 100", "percentile_99", 99},
+                               {"90th percentile", "percentile_90", 90},
+                               {"99th percentile", "percentile_99", 99},
                                {"slowest", "slowest", 100}};
 
 }  // namespace
 
 void printFailure(const std::string& command, const Failure& failure) {
-  const std::string who = command.empty() ? "orla:" : "orla: " + command + ":";
-  std::fprintf(stderr, "%s %s\n", inRed(who).c_str(), oneLine(failure.message).c_str());
+  const std::string prefix = command.empty() ? "orla:" : "orla: " + command + ":";
+  std::fprintf(stderr, "%s %s\n", inRed(prefix).c_str(), oneLine(failure.message).c_str());
   if (failure.advice.empty()) return;
-  std::fprintf(stderr, "%s %s\n", who.c_str(), oneLine(failure.advice).c_str());
+  std::fprintf(stderr, "%s %s\n", prefix.c_str(), oneLine(failure.advice).c_str());
 }
 
 void printResult(Command command, const Outcome& outcome) {
@@ -59,36 +59,36 @@ void printResult(Command command, const Outcome& outcome) {
   }
 }
 
-void printJson(const Account& account) {
-  const bool well = account.failure.message.empty();
-  printLine({{"ok", well},
-             {"command", textOrNull(account.command)},
-             {"url", textOrNull(account.url)},
-             {"status", valueOrNull(account.status)},
-             {"code", valueOrNull(account.code)},
-             {"message", account.failure.message},
-             {"advice", account.failure.advice},
-             {"bytes", account.outcome.bytes},
-             {"seconds", account.outcome.seconds},
-             {"result", well ? Json(account.outcome.result) : Json()}});
+void printJson(const Report& report) {
+  const bool succeeded = report.failure.message.empty();
+  printLine({{"ok", succeeded},
+             {"command", textOrNull(report.command)},
+             {"url", textOrNull(report.url)},
+             {"status", valueOrNull(report.status)},
+             {"code", valueOrNull(report.code)},
+             {"message", report.failure.message},
+             {"advice", report.failure.advice},
+             {"bytes", report.outcome.bytes},
+             {"seconds", report.outcome.seconds},
+             {"result", succeeded ? Json(report.outcome.result) : Json()}});
 }
 
-void printLoad(const Load& load) {
-  std::printf("%-12s %llu, %llu failed\n", "commands",
+void printLoad(const LoadResult& load) {
+  std::printf("%-16s %llu, %llu failed\n", "commands",
               static_cast<unsigned long long>(load.commands),
               static_cast<unsigned long long>(load.failed()));
-  std::printf("%-12s %.3f\n", "seconds", load.seconds);
-  std::printf("%-12s %.1f\n", "a second", commandsPerSecond(load));
+  std::printf("%-16s %.3f\n", "seconds", load.seconds);
+  std::printf("%-16s %.1f\n", "per second", commandsPerSecond(load));
   if (load.bytes != 0) {
-    std::printf("%-12s %s\n", "bytes", transferSummary(load.bytes, load.seconds).c_str());
+    std::printf("%-16s %s\n", "bytes", transferSummary(load.bytes, load.seconds).c_str());
   }
   for (const Figure& figure : kFigures) {
     const std::optional<double> time = percentile(load.times, figure.percent);
-    if (time) std::printf("%-12s %.3f ms\n", figure.title, *time * 1000);
+    if (time) std::printf("%-16s %.3f ms\n", figure.title, *time * 1000);
   }
 }
 
-void printLoadJson(const Request& request, const Load& load) {
+void printLoadJson(const Request& request, const LoadResult& load) {
   Json failures = Json::array();
   for (const auto& [status, failed] : load.failures) {
     failures.push_back({{"status", status},

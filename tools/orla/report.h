@@ -10,9 +10,10 @@
 
 namespace orla::cli {
 
-// What the user sees: results on standard output, as text or as one line with a JSON object, and
-// failures on standard error. Characters of the server that could control a terminal are shown as
-// "?" in text and are escaped in JSON, which is ASCII and valid for any bytes.
+// The output for the user. Results are printed to standard output, as text or as one line with a
+// JSON object. Failures are printed to standard error. A character from the server that could
+// control a terminal is printed as "?" in a text, and is escaped in JSON. The JSON is ASCII, and is
+// valid whatever bytes the server sends.
 
 /// Prints "orla: COMMAND: message", and a second such line with the advice. An empty command or
 /// advice is left out.
@@ -21,21 +22,21 @@ void printFailure(const std::string& command, const Failure& failure);
 /// Prints the result of a successful command.
 void printResult(Command command, const Outcome& outcome);
 
-/// The JSON object of one command.
-struct Account {
+/// The content of the JSON object of one command.
+struct Report {
   std::string command;  // empty if the command line has none
   std::string url;
   std::optional<orla_status> status;  // empty if the library was not called
-  std::optional<std::uint32_t> code;  // of the thread, if it has one
-  Failure failure;                    // with empty texts on success
+  std::optional<std::uint32_t> code;  // the thread's error code, if it has one
+  Failure failure;                    // its texts are empty on success
   Outcome outcome;
 };
-void printJson(const Account& account);
+void printJson(const Report& report);
 
-/// Prints a run of many commands: how many ran and failed, and how fast. The JSON also lists the
-/// failures by status.
-void printLoad(const Load& load);
-void printLoadJson(const Request& request, const Load& load);
+/// Prints the result of a run of many commands: how many ran and failed, and how fast. The JSON
+/// also lists the failures by status.
+void printLoad(const LoadResult& load);
+void printLoadJson(const Request& request, const LoadResult& load);
 
 /// Throws std::runtime_error if not everything could be written to standard output.
 void flushOutput();
