@@ -16,14 +16,16 @@ constexpr auto kRedrawEvery = std::chrono::milliseconds(100);
 constexpr int kBarWidth = 30;
 constexpr int kBlockWidth = 5;
 
-/// Where the block starts. It moves to the right end and back, one step per kBytesPerStep.
+/// Returns the column where the block starts. The block moves to the right end of the bar and back,
+/// one column for every kBytesPerStep bytes.
 int blockPosition(std::uint64_t bytes) {
-  constexpr int kRun = kBarWidth - kBlockWidth;
-  const int step = static_cast<int>(bytes / kBytesPerStep % (2 * kRun));
-  return step < kRun ? step : 2 * kRun - step;
+  constexpr int kLastPosition = kBarWidth - kBlockWidth;
+  const int step = static_cast<int>(bytes / kBytesPerStep % (2 * kLastPosition));
+  return step < kLastPosition ? step : 2 * kLastPosition - step;
 }
 
-/// "0:07", "12:05:00"; dashes for more than four days, or if the time is unknown (NaN, infinity).
+/// Returns the time as "0:07" or "12:05:00". Returns dashes for 100 hours or more, and if the time
+/// is unknown (NaN or infinity).
 std::string readableTime(double seconds) {
   if (!(seconds < 360000)) return "--:--";
   const int whole = static_cast<int>(std::lround(seconds));
@@ -43,7 +45,7 @@ ProgressMeter::ProgressMeter(bool silent, Unit unit, std::uint64_t expected)
       terminal_(isTerminal(stderr)),
       unit_(unit),
       expected_(expected),
-      nextLine_(kMebibyte) {}
+      nextReport_(kMebibyte) {}
 
 void ProgressMeter::update(std::uint64_t done) {
   if (silent_) return;
@@ -53,9 +55,9 @@ void ProgressMeter::update(std::uint64_t done) {
       nextDraw_ = now + kRedrawEvery;
       draw();
     }
-  } else if (unit_ == Unit::kBytes && done >= nextLine_) {
+  } else if (unit_ == Unit::kBytes && done >= nextReport_) {
     std::fprintf(stderr, "orla: %s so far\n", amount(static_cast<double>(done)).c_str());
-    while (nextLine_ <= done) nextLine_ *= 2;
+    while (nextReport_ <= done) nextReport_ *= 2;
   }
 }
 
@@ -87,8 +89,8 @@ void ProgressMeter::draw() {
                 amount(speed).c_str());
   text += numbers;
   if (expected_ != 0) {
-    const double rest = done_ < expected_ ? static_cast<double>(expected_ - done_) : 0;
-    std::snprintf(numbers, sizeof numbers, " %8s left", readableTime(rest / speed).c_str());
+    const double remaining = done_ < expected_ ? static_cast<double>(expected_ - done_) : 0;
+    std::snprintf(numbers, sizeof numbers, " %8s left", readableTime(remaining / speed).c_str());
     text += numbers;
   }
   std::fputs(text.c_str(), stderr);

@@ -6,20 +6,24 @@
 
 namespace orla::cli {
 
-/// Shows the progress of a download, or of a run of many commands, on the standard error stream. On
-/// a terminal it draws a bar; if the size is unknown, a block moves along the bar as bytes arrive.
-/// Elsewhere it prints a line at 1 MiB and at each doubling, and nothing for commands.
+/// Shows the progress of a download, or of a run of many commands, on the standard error stream.
+///
+/// - If the stream is a terminal, the meter draws a bar. If the size is unknown, a block moves
+///   along the bar as bytes arrive.
+/// - Otherwise it prints a line after 1 MiB, 2 MiB, 4 MiB and so on. For commands it prints
+///   nothing.
 class ProgressMeter {
  public:
   enum class Unit { kBytes, kCommands };
 
-  /// `expected` is the total, 0 if it is unknown. A silent meter shows nothing.
+  /// `expected` is the total number of bytes or commands, or 0 if it is unknown. A silent meter
+  /// shows nothing.
   ProgressMeter(bool silent, Unit unit, std::uint64_t expected);
 
-  /// `done` bytes or commands are done.
+  /// Shows that `done` bytes or commands are done.
   void update(std::uint64_t done);
 
-  /// Ends the line of the bar, whether or not everything is done. Further calls do nothing.
+  /// Draws the bar for the last time and ends its line. Does nothing if no bar is shown.
   void end();
 
  private:
@@ -34,15 +38,15 @@ class ProgressMeter {
   const std::uint64_t expected_;
   const Clock::time_point started_ = Clock::now();
   Clock::time_point nextDraw_ = started_;
-  std::uint64_t nextLine_;
+  std::uint64_t nextReport_;  // the number of bytes at which the next line is printed
   std::uint64_t done_ = 0;
   bool lineOpen_ = false;
 };
 
-/// "512 bytes", "1.5 MiB".
+/// Returns the size as "512 bytes" or "1.5 MiB".
 std::string readableSize(double bytes);
 
-/// "8388608 bytes in 0.1 s (62.7 MiB/s)".
+/// Returns a text like "8388608 bytes in 0.1 s (62.7 MiB/s)".
 std::string transferSummary(std::uint64_t bytes, double seconds);
 
 }  // namespace orla::cli

@@ -11,7 +11,7 @@ namespace {
 constexpr char32_t kHidden[][2] = {{0x0000, 0x001F}, {0x007F, 0x009F}, {0x200B, 0x200F},
                                    {0x2028, 0x202E}, {0x2060, 0x2069}, {0xFEFF, 0xFEFF}};
 
-/// The length of the UTF-8 sequence that begins with this byte; 1 if none does.
+/// Returns the length of the UTF-8 sequence that begins with this byte, or 1 if none does.
 std::size_t encodedLength(char first) {
   const auto byte = static_cast<unsigned char>(first);
   if (byte < 0xC0) return 1;
@@ -23,8 +23,9 @@ bool isContinuation(char byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-/// The code point of a UTF-8 sequence. For an invalid or incomplete one, the value of its first byte,
-/// which is what a terminal without UTF-8 reads.
+/// Returns the code point of a UTF-8 sequence. If the sequence is invalid or incomplete, returns
+/// the value of its first byte, because a terminal that does not use UTF-8 interprets each byte by
+/// itself.
 char32_t codePoint(std::string_view sequence) {
   const auto first = static_cast<unsigned char>(sequence.front());
   if (sequence.size() == 1 || sequence.size() < encodedLength(sequence.front())) return first;
@@ -48,8 +49,8 @@ Library::Library() {
                        "free memory, or end other programs that use the library; then try again");
   }
   // ORLAConnect, ORLADisconnect and ORLACleanup end the program if they cannot lock the table of
-  // connections. A command returns ORLA_ERROR_GENERAL instead, so call one first, for a handle that
-  // never exists.
+  // connections. ORLAGetVersion returns ORLA_ERROR_GENERAL instead, so it checks the lock first. It
+  // sends nothing, because no connection has the handle 0.
   std::uint16_t major = 0;
   std::uint16_t minor = 0;
   if (const orla_status status = ORLAGetVersion(0, &major, &minor); status == ORLA_ERROR_GENERAL) {

@@ -7,7 +7,8 @@
 
 namespace orla::cli {
 
-/// The library cannot be used. Has the status that it returned, and advice for the user.
+/// Reports that the library cannot be used. Contains the status that the library returned, and
+/// advice for the user.
 class SessionError : public std::runtime_error {
  public:
   SessionError(const char* what, orla_status status, const char* advice)
@@ -21,9 +22,10 @@ class SessionError : public std::runtime_error {
   const char* advice_;
 };
 
-/// The library, initialized; cleaned up by the destructor, which must run after every connection
-/// and thread has ended. The constructor throws SessionError, also if the table of connections
-/// cannot be locked.
+/// Initializes the library. The destructor cleans it up. Every Connection must be destroyed, and
+/// every thread that uses the library must have ended, before the destructor runs. The constructor
+/// throws SessionError if the library cannot be initialized, or if it cannot lock its table of
+/// connections.
 class Library {
  public:
   Library();
@@ -32,8 +34,8 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-/// One of the library's connections, of which ORLA_MAX_CONNECTIONS may exist. The constructor
-/// throws SessionError.
+/// A connection of the library, which the destructor disconnects. At most ORLA_MAX_CONNECTIONS may
+/// exist at the same time. The constructor throws SessionError if the connection cannot be created.
 class Connection {
  public:
   explicit Connection(const std::string& url);
@@ -47,13 +49,14 @@ class Connection {
   std::uint32_t handle_ = 0;
 };
 
-/// The library's message as one line. The library keeps one message for all threads and never
-/// clears it. It certainly belongs to a failure only if that is the first one of the process, and
-/// no other command runs.
+/// Returns the library's message as one line. The library keeps one message for all threads and
+/// never clears it. If a failure sets no message, this is the message of an earlier failure. If
+/// several threads run commands, it may be the message of another thread's failure.
 std::string lastMessage();
 
-/// The text of the server or the library as one line that is safe to show: without the line end,
-/// and with "?" for each character that controls a terminal, is invisible, or reorders others.
+/// Returns a text of the server or the library as one line that is safe to show. The line end is
+/// removed. Each character that controls a terminal, is invisible, or changes the order of others
+/// becomes "?".
 std::string oneLine(std::string text);
 
 }  // namespace orla::cli

@@ -4,21 +4,24 @@
 #include <string>
 #include <vector>
 
-// What differs between the systems, implemented in system_posix.cpp and system_win32.cpp.
+// Functions that differ between the systems. system_posix.cpp and system_win32.cpp implement them.
 
 namespace orla::cli {
 
-/// The command line without the program's name, in UTF-8, as servers expect it.
+/// Returns the words of the command line without the program's name. They are in UTF-8, because
+/// servers expect it.
 std::vector<std::string> commandLine(int argc, char** argv);
 
-/// Converts the UTF-8 path of a local file to what the library requires: the system's own character
-/// set and separators, and at least one separator ("./" is added if there is none). Throws
-/// std::invalid_argument if the system's character set lacks a character.
+/// Converts the UTF-8 path of a local file to the form that the library requires: in the system's
+/// own character set, with the system's own separators, and with at least one separator. If there
+/// is none, "./" is added. Throws std::invalid_argument if the path contains a character that the
+/// system's character set does not have.
 std::string libraryPath(const std::string& path);
 
 bool isTerminal(std::FILE* stream);
 
-/// Makes a terminal show colors. Returns false if it cannot, or if the stream is not a terminal.
+/// Enables colors on a terminal. Returns false if the stream is not a terminal, or if the terminal
+/// shows no colors.
 bool enableColor(std::FILE* stream);
 
 /// After this call the first Ctrl-C makes interrupted() return true, and prints kInterruptNotice to

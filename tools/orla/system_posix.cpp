@@ -16,7 +16,7 @@ static_assert(std::atomic<bool>::is_always_lock_free);  // because a signal hand
 extern "C" void onInterrupt(int) {
   const int error = errno;  // of the interrupted call
   interruptSeen = true;
-  // If the notice cannot be written, the signal still counts.
+  // A failure is ignored, because the interrupt has been recorded already.
   [[maybe_unused]] const ssize_t shown =
       ::write(STDERR_FILENO, kInterruptNotice, sizeof kInterruptNotice - 1);
   errno = error;
@@ -43,7 +43,8 @@ bool enableColor(std::FILE* stream) {
 
 void catchFirstInterrupt() {
   struct sigaction action {};
-  // The parent process ignores it, as a script does for programs in the background.
+  // The parent process may have set SIGINT to be ignored. A shell script does so for the programs
+  // that it starts in the background.
   if (::sigaction(SIGINT, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;
   action = {};
   action.sa_handler = onInterrupt;

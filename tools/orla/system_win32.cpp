@@ -15,7 +15,7 @@ namespace {
 
 std::atomic<bool> interruptSeen{false};
 
-/// Called on a separate thread. The system ends the process for an event that returns FALSE.
+/// The system calls it on a separate thread. If it returns FALSE, the system ends the process.
 BOOL WINAPI onControl(DWORD event) {
   if (event != CTRL_C_EVENT || interruptSeen.exchange(true)) return FALSE;
   std::fputs(kInterruptNotice, stderr);
@@ -31,9 +31,9 @@ std::wstring widen(const std::string& text) {
   return wide;
 }
 
-/// `replaced` is set to whether the code page lacks a character; a similar one does not count. It
-/// must be null for UTF-8, which has every character, because the system refuses to report it
-/// there.
+/// Converts UTF-16 to the code page. `replaced` is set to TRUE if the code page does not have one
+/// of the characters, even if it has a similar one. For UTF-8 `replaced` must be null, because the
+/// system refuses it. UTF-8 has every character.
 std::string narrow(const std::wstring& wide, UINT codePage, BOOL* replaced) {
   const DWORD flags = replaced == nullptr ? 0 : WC_NO_BEST_FIT_CHARS;
   const int size = static_cast<int>(wide.size());
@@ -46,8 +46,8 @@ std::string narrow(const std::wstring& wide, UINT codePage, BOOL* replaced) {
 
 }  // namespace
 
-/// The arguments of main() cannot be used: they lack the characters that the system's character set
-/// does not have.
+/// The arguments of main() are not used, because they are in the system's character set, which may
+/// not have all of the characters.
 std::vector<std::string> commandLine(int, char**) {
   int count = 0;
   wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -62,7 +62,7 @@ std::string libraryPath(const std::string& path) {
   std::string local = path;
   std::replace(local.begin(), local.end(), '/', '\\');
   if (local.find('\\') == std::string::npos) {
-    // "c:file" is in the current directory of its drive.
+    // "c:file" is a file in the current directory of drive C. It becomes "c:.\file".
     local.insert(local.size() > 1 && local[1] == ':' ? 2 : 0, ".\\");
   }
   // The library expects paths in the system's character set.

@@ -16,8 +16,8 @@ std::string inColor(const char* start, const std::string& text) {
 
 bool colorWanted() {
   static const bool wanted = [] {
-    const char* refused = std::getenv("NO_COLOR");
-    return (refused == nullptr || *refused == '\0') && enableColor(stderr);
+    const char* noColor = std::getenv("NO_COLOR");
+    return (noColor == nullptr || *noColor == '\0') && enableColor(stderr);
   }();
   return wanted;
 }
