@@ -8,7 +8,7 @@
 namespace orla {
 
 /// The base of a reference-counted body. A body is allocated with new and starts with no reference.
-/// The last RWTHandle that releases it deletes it. Any thread may count.
+/// The last RWTHandle that releases it deletes it. Any thread may add and remove references.
 class RWReference {
  public:
   RWReference() = default;
@@ -49,9 +49,9 @@ class RWTCountingBody : public RWReference {
       throw;
     }
   }
-  /// Returns the number of references left. Ignores failures of the lock, because the count is
-  /// correct without it (it is atomic), and a reference that is not released would leak the body. A
-  /// broken lock throws when it is destroyed.
+  /// Returns the number of references left. If the lock fails, removes the reference anyway,
+  /// because a reference that stays would leak the body. The count is correct even then, because it
+  /// is atomic. A broken lock throws when it is destroyed.
   unsigned removeReference() noexcept {
     // Once shared, always lock: the thread that releases the last reference must not delete the
     // lock while another thread is still inside release().
@@ -71,14 +71,13 @@ class RWTCountingBody : public RWReference {
   }
 
  private:
-  /// Returns the lock and creates it if necessary. It exists before a second thread can hold a
-  /// reference.
+  /// Returns the lock and creates it if necessary. It exists before the second reference does.
   Lock& sharedLock() {
     Lock* lock = lock_.load(std::memory_order_acquire);
     if (lock) return *lock;
     Lock* const made = new Lock;
     if (lock_.compare_exchange_strong(lock, made, std::memory_order_acq_rel)) return *made;
-    delete made;  // Another thread created it first.
+    delete made;  // Another thread copied the only handle at the same time and was first.
     return *lock;
   }
 

@@ -1,13 +1,13 @@
-// Lets a destructor that may throw find out whether it may.
+// Shows a destructor whether it can throw without ending the process.
 #pragma once
 
 #include <exception>
 
 namespace orla {
 
-/// A member of an object whose destructor reports failures by throwing. A destructor that throws
-/// while an exception unwinds the stack ends the process, so it must drop its failure if
-/// isUnwinding() returns true.
+/// An object whose destructor throws to report a failure has a member of this class. If
+/// isUnwinding() returns true, the destructor must not throw, because a destructor that throws
+/// while an exception unwinds the stack ends the process.
 class UnwindDetector {
  public:
   /// Returns true if an exception that was not in flight when this object was created is unwinding

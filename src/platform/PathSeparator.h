@@ -1,4 +1,4 @@
-// The character that separates the folders of a path, which differs between the systems.
+// The character that separates the directories of a path, which differs between the systems.
 #pragma once
 
 namespace orla {

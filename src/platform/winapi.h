@@ -53,8 +53,9 @@ inline constexpr BOOL FALSE = 0;
 inline constexpr BOOL TRUE = 1;
 
 // ---------------------------------------------------------------------------------------------
-// Last error: one value per thread. A call that fails sets it; one that succeeds does not change it.
-// The socket calls share it: WSAGetLastError() and GetLastError() return the same value.
+// Last error: one value for each thread. A call that fails sets it. A call that succeeds does not
+// change it, unless its comment says so. The socket calls share it: WSAGetLastError() and
+// GetLastError() return the same value.
 // ---------------------------------------------------------------------------------------------
 
 DWORD GetLastError() noexcept;
@@ -103,16 +104,19 @@ void DeleteCriticalSection(CRITICAL_SECTION* section);
 // ---------------------------------------------------------------------------------------------
 // Kernel objects: mutex, event, semaphore
 //
-// A null or empty name creates an object of this process alone. Objects of one name are one object for
-// all processes of the same user in the same PID namespace: the first creator's arguments count, and
-// later creators open it and get GetLastError() == ERROR_ALREADY_EXISTS (0 for a fresh one). A named
-// object exists while some process has it open, and starts fresh when the last one is gone, even if
-// that one was killed. (In the port a process counts for an object that it has closed until it has
-// closed its last named object.) A name that already belongs to an object of another kind fails with
-// ERROR_INVALID_HANDLE. A name has at most 260 characters.
+// Each creating call returns a new handle. If the name is null or empty, the object belongs to this
+// process alone. Otherwise all processes of the same user in the same PID namespace that use the
+// same name share one object:
+// - The first call creates it and sets the last error to 0.
+// - Later calls open it, ignore their other arguments, and set the last error to
+//   ERROR_ALREADY_EXISTS.
+// - A call for another kind of object fails with ERROR_INVALID_HANDLE.
+// The object exists while a process has it open. If the last of them closes it or is killed, the
+// next call creates a new one. In the port, a process retains what it has closed until it closes its
+// last named object. A name has at most 260 characters.
 //
-// No other user can open, change or block the port's objects. Where no directory is safe for them, or
-// their file cannot be created or opened, the named objects of the process are private to it.
+// No other user can open, change or block the port's objects. If no directory is safe for them, or
+// if their file cannot be created or opened, the named objects of the process are private to it.
 // ---------------------------------------------------------------------------------------------
 
 struct SECURITY_ATTRIBUTES;  // Never used: always passed as null.
@@ -135,10 +139,10 @@ HANDLE CreateSemaphoreA(SECURITY_ATTRIBUTES* attributes, LONG initial, LONG maxi
 /// exceed the maximum. `previous` may be null.
 BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
 
-/// Closes a kernel object or a file. FALSE with ERROR_INVALID_HANDLE for null or
-/// INVALID_HANDLE_VALUE; FALSE with the reason (ERROR_WRITE_FAULT, ERROR_DISK_FULL) for a file,
-/// closed anyway, whose written bytes the system reports as lost only now. The port returns when the
-/// bytes that were written to a file are on the disk.
+/// Closes a kernel object or a file. Returns FALSE with ERROR_INVALID_HANDLE for null or
+/// INVALID_HANDLE_VALUE. Returns FALSE with ERROR_WRITE_FAULT or ERROR_DISK_FULL if the system
+/// reports only now that bytes written to the file were lost; the file is closed anyway. The port
+/// returns after the bytes that were written to a file are on the disk.
 BOOL CloseHandle(HANDLE handle) noexcept;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
@@ -148,16 +152,16 @@ inline constexpr DWORD WAIT_ABANDONED_0 = 0x80;
 inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
-/// Waits at most `milliseconds` (INFINITE: without limit; 0: not at all) and takes the object: owns
-/// the mutex, decrements the semaphore, or resets an event that resets itself. Returns WAIT_ABANDONED
-/// if the mutex was taken, but the thread or process that owned it ended without releasing it.
-/// Returns WAIT_FAILED with ERROR_INVALID_HANDLE for an invalid handle.
+/// Waits at most `milliseconds` (INFINITE: without limit; 0: not at all) for the object, and then
+/// takes it: acquires a mutex, decrements a semaphore, or resets an event that was created without
+/// `manualReset`. Returns WAIT_ABANDONED if the mutex was acquired, but its previous owner ended
+/// without releasing it. Returns WAIT_FAILED with ERROR_INVALID_HANDLE for an invalid handle.
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept;
 
 /// With `waitAll` set: takes all objects or none, and never holds one while it sleeps on another.
-/// Returns WAIT_OBJECT_0, or WAIT_ABANDONED_0 plus an index if the mutex of that index was abandoned.
-/// The port supports `waitAll` TRUE with up to 8 different objects, of which all but one are mutexes;
-/// otherwise it returns WAIT_FAILED with ERROR_INVALID_PARAMETER.
+/// Returns WAIT_OBJECT_0, or WAIT_ABANDONED_0 plus an index if the mutex of that index was
+/// abandoned. The port supports `waitAll` TRUE with up to 8 different objects, of which all but one
+/// are mutexes; otherwise it returns WAIT_FAILED with ERROR_INVALID_PARAMETER.
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
                              DWORD milliseconds) noexcept;
 
@@ -183,46 +187,53 @@ inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
 
 struct OVERLAPPED;  // Never used: always passed as null.
 
-/// INVALID_HANDLE_VALUE on failure: ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND (a folder on the
-/// way is missing), ERROR_ACCESS_DENIED (also for a folder), ... Share modes are not enforced by
-/// the port. The handle is not inherited by child processes.
+/// Returns INVALID_HANDLE_VALUE on failure. The error is ERROR_PATH_NOT_FOUND if a directory in the
+/// path is missing, ERROR_FILE_NOT_FOUND if only the file is missing, and ERROR_ACCESS_DENIED if
+/// `name` is a directory. The port does not enforce share modes. Child processes do not inherit the
+/// handle.
 ///
-/// The port refuses with ERROR_ACCESS_DENIED, and never blocks on:
+/// The port fails with ERROR_ACCESS_DENIED, without blocking, for
 /// - every file that is not a regular file: a device, a FIFO, a socket;
 /// - for reading: a file that reports size 0 but has content, as many files of /proc do;
-/// - for writing with OPEN_EXISTING, which is how a temporary file is opened: a symbolic link, and a
-///   file that belongs to another user or has several names, unless it is the file that the calling
-///   thread's last GetTempFileNameA created. Another user who can write to the directory could
-///   have put it there.
+/// - for writing with OPEN_EXISTING, which is how a temporary file is opened: a symbolic link, and
+///   a file that belongs to another user or has several names, unless it is the file that the
+///   calling thread's last GetTempFileNameA created. Another user who can write to the directory
+///   could have created such a file or link there.
 HANDLE CreateFileA(const char* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
                    DWORD disposition, DWORD flags, HANDLE pattern) noexcept;
-/// One read; `*got` is 0 at the end of the file. An interrupted read is resumed.
+/// Reads once. At the end of the file it returns TRUE and sets `*got` to 0. A read that a signal
+/// interrupts is repeated.
 BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* got, OVERLAPPED* overlapped) noexcept;
-/// Writes all of `size` bytes unless the system stops it: then FALSE, with what was written in
-/// `*written`, and the reason (ERROR_DISK_FULL).
+/// Writes all of `size` bytes. On failure returns FALSE with the reason, for example
+/// ERROR_DISK_FULL. `*written` is set to the number of bytes written in both cases.
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
                OVERLAPPED* overlapped) noexcept;
-/// The low 32 bits; `*high` takes the rest. INVALID_FILE_SIZE on failure.
+/// Returns the low 32 bits of the size and sets `*high`, unless `high` is null, to the high 32
+/// bits. Returns INVALID_FILE_SIZE on failure. The low 32 bits of a size can have the same value.
+/// The last error is then 0.
 DWORD GetFileSize(HANDLE file, DWORD* high) noexcept;
-/// FILE_ATTRIBUTE_DIRECTORY for a folder, FILE_ATTRIBUTE_READONLY where the user may not write,
-/// FILE_ATTRIBUTE_NORMAL alone for any other file; INVALID_FILE_ATTRIBUTES when there is none.
+/// Returns FILE_ATTRIBUTE_DIRECTORY for a directory, together with FILE_ATTRIBUTE_READONLY if the
+/// user may not write to the directory or file. Returns FILE_ATTRIBUTE_NORMAL for any other file,
+/// and INVALID_FILE_ATTRIBUTES on failure, for example if the file does not exist.
 DWORD GetFileAttributesA(const char* name) noexcept;
-/// Creates an empty file of a new name in `folder`, exclusively, in the port with mode 0600 whatever
-/// the umask is: at most three characters of `prefix`, a number that is not 0, ".tmp".
-/// Writes the path into `path` (room for 260 bytes or, in the port, for a folder's length plus 16)
-/// and returns the number; 0 on failure. The port supports `unique` 0 only.
+/// Creates an empty file with a new name in `folder`. The name consists of at most three
+/// characters of `prefix`, a number that is not 0, and ".tmp". Writes the path to `path`, which has
+/// room for 260 bytes or, in the port, for the length of `folder` plus 16. Returns the number,
+/// or 0 on failure. The port requires that `unique` is 0, and gives the file the mode 0600,
+/// whatever the umask is.
 UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept;
-/// Fails with ERROR_ALREADY_EXISTS when the target exists; never replaces it.
+/// Never replaces a file: fails with ERROR_ALREADY_EXISTS if `to` exists.
 ///
-/// In the port, a file that the calling thread created by GetTempFileNameA, opened for writing with
-/// OPEN_EXISTING and closed last gets the mode that a new file has by the umask. If the thread
-/// deleted a file named `to` last, it gets that file's mode and group instead, but never a
-/// permission that the old file did not give. An old file of another user cannot add a permission
-/// to those of the umask.
+/// The port changes the mode of `from` if the calling thread created it with GetTempFileNameA and
+/// opened it for writing with OPEN_EXISTING, and it is the last such file that the thread closed:
+/// - If the last file that the thread deleted was `to`, the new file gets the deleted file's mode
+///   and group, but never a permission that the deleted file did not give. If the deleted file
+///   belonged to another user, the new file gets no permission that the umask takes away.
+/// - Otherwise it gets the mode that the umask gives to a new file.
 BOOL MoveFileA(const char* from, const char* to) noexcept;
-/// Deletes a file, not a folder (ERROR_ACCESS_DENIED). The port deletes regular files only, and
-/// symbolic links to one or to a file that does not exist; it refuses everything else with
-/// ERROR_ACCESS_DENIED.
+/// Deletes a file. Fails with ERROR_ACCESS_DENIED for a directory. The port deletes only regular
+/// files and symbolic links, and a link only if it points to a regular file or to nothing. It fails
+/// with ERROR_ACCESS_DENIED for everything else.
 BOOL DeleteFileA(const char* name) noexcept;
 
 // ---------------------------------------------------------------------------------------------
@@ -369,11 +380,11 @@ int WSAGetLastError() noexcept;
 void WSASetLastError(int code) noexcept;
 
 using FARPROC = std::intptr_t(WINAPI*)();
-/// Stores a hook for the calling thread and returns the previous one. The port's blocking calls never
-/// run it.
+/// Stores a hook for the calling thread and returns the previous one. The port's blocking calls
+/// never run it.
 FARPROC WSASetBlockingHook(FARPROC hook) noexcept;
-/// The port returns SOCKET_ERROR with WSAEINVAL, because no blocking call of the calling thread can be
-/// in progress.
+/// The port returns SOCKET_ERROR with WSAEINVAL, because no blocking call of the calling thread can
+/// be in progress.
 int WSACancelBlockingCall() noexcept;
 
 /// Child processes do not inherit sockets. No call below raises SIGPIPE. A call that a signal
@@ -388,7 +399,7 @@ SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept;
 /// A blocking receive whose SO_RCVTIMEO expires fails with WSAETIMEDOUT, never WSAEWOULDBLOCK.
 /// MSG_PEEK is the only flag, here and below; the port refuses others with WSAEOPNOTSUPP.
 int recv(SOCKET socket, char* buffer, int length, int flags) noexcept;
-/// As recv; a datagram longer than the buffer fails with WSAEMSGSIZE.
+/// The same as recv. A datagram that is longer than the buffer fails with WSAEMSGSIZE.
 int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
              int* fromLength) noexcept;
 /// May send fewer bytes than `length`, for instance if a signal interrupts it; the caller sends the
@@ -397,25 +408,25 @@ int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
 int send(SOCKET socket, const char* buffer, int length, int flags) noexcept;
 int sendto(SOCKET socket, const char* buffer, int length, int flags, const sockaddr* to,
            int toLength) noexcept;
-/// 0 receive, 1 send, 2 both.
+/// Shuts down receiving (`how` 0), sending (1) or both (2).
 int shutdown(SOCKET socket, int how) noexcept;
 int closesocket(SOCKET socket) noexcept;
 int setsockopt(SOCKET socket, int level, int option, const char* value, int length) noexcept;
 int getsockopt(SOCKET socket, int level, int option, char* value, int* length) noexcept;
-/// FIONBIO and FIONREAD.
+/// `command` is FIONBIO or FIONREAD.
 int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept;
 int getpeername(SOCKET socket, sockaddr* address, int* length) noexcept;
-/// WSAEINVAL for a socket that is not bound.
+/// Fails with WSAEINVAL if the socket is not bound.
 int getsockname(SOCKET socket, sockaddr* address, int* length) noexcept;
-/// Ignores the first argument. On return each set holds its ready sockets only; the result is their
-/// number. A failed connect is in the except set. Fails with WSAEINVAL if every set is empty or null,
-/// and with WSAENOTSOCK for an invalid socket.
+/// Ignores the first argument. Removes the sockets that are not ready from each set, and returns
+/// the number of the others. A failed connect is in the except set. Fails with WSAEINVAL if every
+/// set is empty or null, and with WSAENOTSOCK for an invalid socket.
 int select(int ignored, fd_set* read, fd_set* write, fd_set* except,
            const timeval* timeout) noexcept;
 
-/// The four lookups return storage of the calling thread, which its next lookup replaces. They return
-/// null on failure, with WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY or WSANO_DATA. IPv4 only. A
-/// null `protocol` matches any. The port's storage has 8 KB; a larger answer fails with
+/// The four lookups return storage of the calling thread, which its next lookup replaces. They
+/// return null on failure, with WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY or WSANO_DATA. IPv4
+/// only. A null `protocol` matches any. The port's storage has 8 KB; a larger answer fails with
 /// WSANO_RECOVERY.
 hostent* gethostbyname(const char* name) noexcept;
 hostent* gethostbyaddr(const char* address, int length, int family) noexcept;
@@ -450,8 +461,8 @@ std::intptr_t DispatchMessageA(const MSG* message) noexcept;
 
 /// Writes at most `size` bytes. A text shorter than `size` is written with a terminating zero, and
 /// its length is returned. A text of exactly `size` bytes fills the buffer, without a zero, and its
-/// length is returned. A longer text fills the buffer in the same way, and -1 is returned. Returns -1
-/// for a null buffer with a size other than 0.
+/// length is returned. A longer text fills the buffer in the same way, and -1 is returned. Returns
+/// -1 for a null buffer with a size other than 0.
 int _snprintf(char* buffer, std::size_t size, const char* format, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 

@@ -35,7 +35,7 @@ bool Counter::waitUntilSet(const Deadline& deadline) noexcept {
     const ::timespec* left = timeLeft(deadline, storage);
     if (left != nullptr && left->tv_sec == 0 && left->tv_nsec == 0) return false;
     state_->word += kOneSleeper;
-    // Sleeps only while the number, the first half of the word in memory, is still 0.
+    // Sleeps only if the number is still 0. It is the first half of the word in memory.
     ::syscall(SYS_futex, &state_->word, FUTEX_WAIT, 0, left, nullptr, 0);
     state_->word -= kOneSleeper;
   }
@@ -45,8 +45,9 @@ bool Counter::waitUntilSet(const Deadline& deadline) noexcept {
 bool Counter::increase(std::uint64_t& before, std::uint32_t value) noexcept {
   auto* const word = &state_->word;
   if (!word->compare_exchange_weak(before, before - valueOf(before) + value)) return false;
-  // Another thread may have deleted the object by now: the wake-up call uses the address alone. It
-  // wakes all sleepers, because one that also waits for a second object may not take this one.
+  // Another thread may have deleted the object by now, so only the word's address is used, and the
+  // word is not read. All sleepers are woken, because one that also waits for a second object may
+  // not take this one.
   if (before >= kOneSleeper) ::syscall(SYS_futex, word, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
   return true;
 }

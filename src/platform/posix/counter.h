@@ -8,23 +8,25 @@
 
 namespace orla::posix {
 
-/// A number from which a thread takes 1 when it is above 0, and waits until it is: the count of a
-/// semaphore, or 0 and 1 for an event. It changes in one atomic step, so that a process that is killed
-/// leaves no half of a change.
+/// A number: the count of a semaphore, or the state of an event, which is 1 if the event is set. A
+/// thread that takes the object waits until the number is above 0 and then decrements it, except
+/// for an event with a manual reset, which stays set. The number changes in one atomic step, so
+/// that it is valid even if a process is killed while it changes it.
 class Counter : public KernelObject {
  public:
   bool tryTake() noexcept override;
   bool take(const Deadline& deadline) noexcept override;
   bool isSet() const noexcept { return valueOf(state_->word) != 0; }
-  /// Waits until the number is above 0, and takes nothing. Returns false if the deadline passed first.
+  /// Waits until the number is above 0, and takes nothing. Returns false if the deadline passed
+  /// first.
   bool waitUntilSet(const Deadline& deadline) noexcept;
 
  protected:
   struct State {
-    // Low half: the number. High half: how many threads sleep, or more, because a killed sleeper is
-    // never uncounted (which costs a needless wake-up call). Both share one word because the thread
-    // that increases the number must not read the state afterwards: a thread that it wakes may
-    // delete the object.
+    // The low half is the number. The high half counts the sleeping threads. A thread that is
+    // killed while it sleeps stays counted, which costs only needless wake-up calls. Both halves
+    // are in one word, because a thread that has increased the number must not read the state
+    // again: a thread that it wakes may delete the object.
     std::atomic<std::uint64_t> word;
     std::uint32_t maximum;
     std::uint32_t lasting;  // 1 for an event that stays set when it is taken.
@@ -38,8 +40,9 @@ class Counter : public KernelObject {
   }
 
   Counter(Kind kind, std::unique_ptr<NamedMemory> memory) noexcept;
-  /// Replaces the number in `before` by `value`, which is not lower, and wakes all sleepers. Returns
-  /// false, and sets `before` to the present word, if the word has changed since.
+  /// If the word is still `before`, sets its number to `value`, which is not lower, wakes all
+  /// sleepers and returns true. Otherwise sets `before` to the current word and returns false. May
+  /// also fail spuriously, so the caller must repeat it.
   bool increase(std::uint64_t& before, std::uint32_t value) noexcept;
   State& state() noexcept { return *state_; }
 

@@ -18,8 +18,9 @@ inline ::timespec toTimespec(std::chrono::nanoseconds time) noexcept {
   return {seconds.count(), (time - seconds).count()};
 }
 
-/// Returns the time left in the form of the system calls that take a relative timeout: null for no
-/// limit, else `storage`, which is zero if the deadline has passed.
+/// Returns the time left until the deadline, as system calls expect a relative timeout. Returns
+/// null if there is no limit. Otherwise returns the address of `storage`, which is set to the time
+/// left, or to zero if the deadline has passed.
 inline const ::timespec* timeLeft(const Deadline& deadline, ::timespec& storage) noexcept {
   if (!deadline) return nullptr;
   storage = toTimespec(std::max(*deadline - Clock::now(), Clock::duration::zero()));

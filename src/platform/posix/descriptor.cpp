@@ -11,7 +11,7 @@ namespace orla::posix {
 int aboveStandardStreams(int descriptor) noexcept {
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
   const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  // The system calls it an invalid argument if the limit of descriptors is 3 or less.
+  // fcntl() fails with EINVAL if the process may have at most 3 descriptors.
   const int error = errno == EINVAL ? EMFILE : errno;
   ::close(descriptor);
   errno = error;

@@ -27,14 +27,14 @@ class File final : public posix::Object {
  public:
   static constexpr Kind kKind = Kind::kFile;
 
-  /// Owns the descriptor from here on. `temporary` names no file unless this is a temporary one.
+  /// Owns the descriptor. `temporary` has an inode of 0 if this is not a temporary file.
   File(int descriptor, const posix::TemporaryFile& temporary) noexcept
       : Object(kKind), descriptor_(descriptor), temporary_(temporary) {}
 
   DWORD close() noexcept override {
     int error = written_ ? writeToDisk() : 0;
-    // Closed in any case. A network file system may say only now that it lost what was written; an
-    // interruption loses nothing.
+    // The descriptor is closed in any case. A network file system may report only now that it lost
+    // written bytes. If a signal interrupts the call, no bytes are lost.
     if (::close(descriptor_) != 0 && errno != EINTR && error == 0) error = errno;
     if (temporary_.inode != 0) posix::noteTemporaryFile(temporary_);
     delete this;
@@ -67,7 +67,7 @@ bool isFolder(const char* path) {
   return ::stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-/// Whether the folder that holds `path` exists.
+/// Returns true if the directory that contains `path` exists.
 bool hasFolder(std::string_view path) {
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
   const std::size_t slash = path.rfind('/');
@@ -79,13 +79,13 @@ bool hasFolder(std::string_view path) {
   return isFolder(folder);
 }
 
-/// The code of a call on `path` that failed with `error`: a missing file and a missing folder on
-/// the way to it are one errno but two codes.
+/// Returns the last error for a call on `path` that failed with `error`. ENOENT means that the file
+/// or a directory in the path is missing, which have different codes.
 DWORD pathCode(int error, const char* path) {
   return error == ENOENT && !hasFolder(path) ? ERROR_PATH_NOT_FOUND : systemCode(error);
 }
 
-/// open()'s flags; -1 for a combination that Windows refuses.
+/// Returns the flags of open(), or -1 for a combination that Windows refuses.
 int openFlags(DWORD access, DWORD disposition) {
   const bool writes = (access & GENERIC_WRITE) != 0;
   const int mode = !writes ? O_RDONLY : (access & GENERIC_READ) != 0 ? O_RDWR : O_WRONLY;
@@ -94,7 +94,7 @@ int openFlags(DWORD access, DWORD disposition) {
     case CREATE_ALWAYS:
       return flags | O_CREAT | O_TRUNC;
     case OPEN_EXISTING:
-      // A user who can write to the directory may have exchanged the file since it was created.
+      // Another user who can write to the directory may have replaced the file by a link.
       return writes ? flags | O_NOFOLLOW : flags;
     case OPEN_ALWAYS:
       return flags | O_CREAT;
@@ -105,15 +105,15 @@ int openFlags(DWORD access, DWORD disposition) {
   }
 }
 
-/// Whether the file's size is the number of bytes that can be read from it. Files of /proc and of
-/// other file systems without a disk report size 0 and have content.
+/// Returns true if the file's size is the number of bytes that can be read from it. Files of /proc
+/// and of other file systems without a disk report size 0 and have content.
 bool hasTrueSize(int descriptor, struct ::stat& status) {
   char byte;
   if (status.st_size != 0 || ::pread(descriptor, &byte, 1, 0) == 0) return true;
   return ::fstat(descriptor, &status) == 0 && status.st_size != 0;  // It has just grown.
 }
 
-/// Whether CreateFileA may return a handle to the file that open() opened with `flags`.
+/// Returns true if CreateFileA may return a handle to the file that open() opened with `flags`.
 bool isAcceptable(int descriptor, int flags, struct ::stat& status) {
   if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
   const bool userHasItAlone = status.st_uid == ::geteuid() && status.st_nlink == 1;
@@ -122,11 +122,12 @@ bool isAcceptable(int descriptor, int flags, struct ::stat& status) {
   return (flags & O_ACCMODE) == O_WRONLY || hasTrueSize(descriptor, status);
 }
 
-/// Opens a regular file. Returns its descriptor and sets `status`, or returns -1 with errno, which is
-/// EACCES for a file that is not acceptable.
+/// Opens a regular file. Returns its descriptor and sets `status`, or returns -1 with errno, which
+/// is EACCES for a file that is not acceptable.
 int openRegularFile(const char* name, int flags, mode_t mode, struct ::stat& status) {
-  // Without O_NONBLOCK, opening a FIFO waits for the other side. With it, opening a regular file on
-  // which another process holds a lease fails; that process releases it soon.
+  // Without O_NONBLOCK, opening a FIFO waits until another process opens it. With O_NONBLOCK,
+  // opening a regular file fails with EAGAIN while another process holds a lease on it. That
+  // process releases the lease soon, so the file is then opened without O_NONBLOCK.
   int unlessBlocking = O_NONBLOCK;
   int descriptor;
   do {
@@ -141,12 +142,15 @@ int openRegularFile(const char* name, int flags, mode_t mode, struct ::stat& sta
     errno = EACCES;
     descriptor = -1;
   } else {
-    ::fcntl(descriptor, F_SETFL, 0);  // O_NONBLOCK off: file systems in user space may heed it.
+    // Some file systems in user space apply O_NONBLOCK to regular files, so it is removed again.
+    ::fcntl(descriptor, F_SETFL, 0);
   }
   return descriptor;
 }
 
-/// Where the search for a free temporary number begins: 1 to 0xFFFF, seldom the same twice.
+/// Returns the number, from 1 to 0xFFFF, with which the search for an unused temporary name begins.
+/// It differs between calls and between processes in most cases, so that the first name is usually
+/// unused.
 UINT firstTemporaryNumber() {
   static std::atomic<UINT> calls{0};
   const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
@@ -155,20 +159,23 @@ UINT firstTemporaryNumber() {
   return mixed % 0xFFFF + 1;
 }
 
-/// Removes the target of a move that failed with `error`, which it returns.
+/// Deletes the target of a move whose second step failed. Returns `error`, which is the errno of
+/// that step.
 int takeBack(const char* to, int error) {
   ::unlink(to);
   return error;
 }
 
-/// Renames without ever replacing the target: 0 or an errno.
+/// Renames a file and never replaces another one. Returns 0 or an errno.
 int moveWithoutReplacing(const char* from, const char* to) {
   if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EPERM) return errno;
-  // A file system or a sandbox without that call may still link exclusively.
+  // The file system or a sandbox does not support renameat2(). link() does not replace a file
+  // either.
   if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : takeBack(to, errno);
   if (errno != EPERM && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
-  // And one without links creates exclusively: an empty file claims the name for what replaces it.
+  // Nor are links supported. Creating an empty file reserves the name: it fails if there is a file,
+  // and only the empty file is replaced.
   const int claim = posix::createExclusively(to, 0600);
   if (claim < 0) return errno;
   ::close(claim);
@@ -219,7 +226,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
   if (file == nullptr) return FALSE;
   file->setWritten();
   const char* bytes = static_cast<const char*>(buffer);
-  // An empty write reaches the system once too, which refuses it on a file not open for writing.
+  // Calls write() even for 0 bytes, because it then fails if the file is not open for writing.
   do {
     const ssize_t count = ::write(file->descriptor(), bytes + *written, size - *written);
     if (count >= 0) {
@@ -242,7 +249,7 @@ DWORD GetFileSize(HANDLE handle, DWORD* high) noexcept {
   const auto size = static_cast<std::uint64_t>(status.st_size);
   const auto low = static_cast<DWORD>(size);
   if (high != nullptr) *high = static_cast<DWORD>(size >> 32);
-  // A size whose low half looks like the failure is told from it by the last error alone.
+  // This low half also means failure. The caller distinguishes the two by the last error.
   if (low == INVALID_FILE_SIZE) SetLastError(ERROR_SUCCESS);
   return low;
 }
@@ -268,7 +275,7 @@ UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char*
   if (length == 0 || name[-1] != '/') *name++ = '/';
   UINT number = firstTemporaryNumber();
   for (UINT tried = 0; tried < 0xFFFF; ++tried) {
-    // At most 3 + 4 + 4 characters: within the 16 bytes that the caller leaves behind the folder.
+    // The separator and the name have at most 1 + 3 + 4 + 4 characters, and `path` has room for 16.
     std::snprintf(name, 15, "%.3s%X.tmp", prefix, number);
     if (posix::createTemporaryFile(path)) return number;
     if (errno != EEXIST && errno != EINTR) return static_cast<UINT>(fail(systemCode(errno)));
@@ -291,7 +298,7 @@ BOOL DeleteFileA(const char* name) noexcept {
   struct ::stat entry, file;
   if (::lstat(name, &entry) != 0) return fail(pathCode(errno, name));
   const int unknown = ::stat(name, &file) == 0 ? 0 : errno;
-  // A link to a file that does not exist can be deleted: nothing but the link is lost.
+  // A link to a file that does not exist may be deleted, because no data is lost with it.
   const bool dangling = unknown == ENOENT;
   if (!dangling && (unknown != 0 || !S_ISREG(file.st_mode))) return fail(ERROR_ACCESS_DENIED);
   if (::unlink(name) != 0) return fail(pathCode(errno, name));

@@ -11,11 +11,12 @@ void retain(KernelObject* object) noexcept {
   static std::mutex lock;
   static auto* const owned = new (std::nothrow) std::vector<KernelObject*>;
   try {
-    // Reachable, so that leak checkers do not report it.
+    // The list keeps the object reachable, so that leak checkers do not report it.
     const std::lock_guard guard(lock);
     if (owned != nullptr) owned->push_back(object);
   } catch (const std::bad_alloc&) {
-    // Leaked, then.
+    // Without memory for the list, a leak checker reports the object. It is not freed in either
+    // case.
   }
 }
 

@@ -1,6 +1,6 @@
-// The objects that threads wait for. An unnamed object keeps its state in itself. A named one keeps it
-// in the shared memory of its name, where the state must stay sound if a process is killed at any
-// point.
+// The objects that threads wait for. An unnamed object keeps its state in itself. A named one keeps
+// it in the shared memory of its name, where the state must stay sound if a process is killed at
+// any point.
 #pragma once
 
 #include <map>
@@ -26,7 +26,8 @@ class KernelObject : public Object {
   virtual bool tryTake() noexcept = 0;
   /// Waits until it has taken the object. Returns false if the deadline passed first.
   virtual bool take(const Deadline& deadline) noexcept = 0;
-  /// Returns true, once, if the last taking found the object abandoned. For the taker alone.
+  /// Returns true if the object was abandoned when it was taken, and false when it is called again.
+  /// Only the thread that took the object may call it.
   virtual bool wasAbandoned() noexcept { return false; }
   /// Prepares the object, which has no handle left, for its deletion. Returns false if a thread
   /// still owns it, so that its memory must stay.
@@ -50,8 +51,8 @@ struct NamedObjects {
   std::map<std::string, Entry> entries;
 };
 
-/// Created with the first object that has a name, and so destroyed after any static object that
-/// created it.
+/// Created together with the first named object. It is therefore destroyed later than each static
+/// object whose constructor creates a named object.
 NamedObjects& namedObjects();
 
 template <typename T, typename Initialize>
@@ -61,8 +62,9 @@ KernelObject* createUnnamed(Initialize initialize) {
   return object;
 }
 
-/// Sets `error` to ERROR_ALREADY_EXISTS if the object existed before; on failure to the reason, and
-/// returns null. Throws std::bad_alloc.
+/// Creates a named object, or opens the one that exists, and then sets `error` to
+/// ERROR_ALREADY_EXISTS. On failure returns null and sets `error` to the reason. Throws
+/// std::bad_alloc.
 template <typename T, typename Initialize>
 KernelObject* createNamed(const char* name, Initialize initialize, DWORD& error) {
   NamedObjects& named = namedObjects();
@@ -87,8 +89,8 @@ KernelObject* createNamed(const char* name, Initialize initialize, DWORD& error)
   return object.release();
 }
 
-/// Creates a T, or opens the one of that name. `initialize` runs on an object that is fresh. Null or
-/// empty names are no names. Returns null with the last error set on failure.
+/// Creates a T, or opens the one with that name. A null or empty name creates an unnamed object.
+/// Calls `initialize` only for a new object. Sets the last error. Returns null on failure.
 template <typename T, typename Initialize>
 HANDLE create(const char* name, Initialize initialize) noexcept {
   DWORD error = ERROR_SUCCESS;

@@ -134,7 +134,8 @@ DWORD systemCode(int error) noexcept {
     case EROFS:
     case EISDIR:
     case ETXTBSY:
-    // A handle is always a real file: the C library calls one bad that is not open for the call.
+    // A handle always has a valid descriptor, so EBADF means that the file is not open for reading
+    // or for writing.
     case EBADF:
       return ERROR_ACCESS_DENIED;
     case ENOMEM:

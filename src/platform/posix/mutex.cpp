@@ -29,7 +29,7 @@ int lockUntil(pthread_mutex_t& lock, Clock::time_point deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 #else
-  // The monotonic clock: a changed time of day makes no wait longer or shorter.
+  // Uses the monotonic clock, so that setting the time of day does not change the length of a wait.
   const ::timespec end = toTimespec(deadline.time_since_epoch());
   return ::pthread_mutex_clocklock(&lock, CLOCK_MONOTONIC, &end);
 #endif
@@ -42,7 +42,8 @@ Mutex::Mutex(std::unique_ptr<NamedMemory> memory) noexcept
       state_(this->memory() != nullptr ? static_cast<State*>(this->memory()->state()) : &own_) {}
 
 Mutex::~Mutex() {
-  // Another process may use a named one. It needs no destruction: its memory is released.
+  // A named mutex is not destroyed, because another process may use it. Releasing its memory is
+  // enough.
   if (state_ == &own_) ::pthread_mutex_destroy(&own_.lock);
 }
 
@@ -84,7 +85,8 @@ bool Mutex::wasAbandoned() noexcept {
 }
 
 bool Mutex::release() noexcept {
-  // Only the thread itself ever writes its own identifier there.
+  // Only the calling thread writes its identifier to holder_, so no other thread can change the
+  // result.
   if (holder_.load(std::memory_order_relaxed) != GetCurrentThreadId()) return false;
   if (--state_->depth == 0) holder_.store(0, std::memory_order_relaxed);
   ::pthread_mutex_unlock(&state_->lock);
@@ -97,7 +99,8 @@ bool Mutex::retire() noexcept {
     while (release()) {
     }
   }
-  // The C library keeps the mutex in the list of those that its owner, another thread, holds.
+  // If another thread owns the mutex, the C library has it in that thread's list of robust mutexes,
+  // so its memory must not be freed.
   return holder_ == 0;
 }
 

@@ -9,7 +9,7 @@
 
 namespace orla::posix {
 
-/// A robust mutex of the C library: the kernel notices that the owner is gone.
+/// A robust mutex of the C library: the kernel marks it as abandoned if its owner ends.
 class Mutex final : public KernelObject {
  public:
   static constexpr Kind kKind = Kind::kMutex;

@@ -11,7 +11,7 @@ namespace {
 
 using Slot = SharedFile::Slot;
 
-/// The process's opening of the file, for as long as it has a named object open.
+/// It is open while this process has a named object open.
 constinit SharedFile file;
 constinit int openObjects = 0;
 

@@ -18,14 +18,17 @@ class NamedMemory {
  public:
   static constexpr std::size_t kStateSize = SharedFile::kStateSize;
 
-  /// Opens the memory of `name`, which this process does not have open, and keeps every other
-  /// process from entering or leaving until share(). Waits for a process that is entering or leaving
-  /// at the time. Returns null and sets `error` on failure: ERROR_FILENAME_EXCED_RANGE for a name of
-  /// more than 260 bytes, ERROR_INVALID_HANDLE for the name of another kind of object,
-  /// ERROR_TOO_MANY_OPEN_FILES if the user has too many objects. Throws std::bad_alloc.
+  /// Opens the memory of `name`, which this process must not have open. Until share() is called, no
+  /// other process can open or close memory; if one is doing so now, waits for it. Throws
+  /// std::bad_alloc. On failure returns null and sets `error` to
+  /// - ERROR_FILENAME_EXCED_RANGE if the name has more than 260 bytes,
+  /// - ERROR_INVALID_HANDLE if an object of another kind has the name, or if this process has lost
+  ///   its locks (SharedFile::isOurs()),
+  /// - ERROR_TOO_MANY_OPEN_FILES if the user has too many objects,
+  /// - another code if locking fails.
   static std::unique_ptr<NamedMemory> enter(const char* name, Object::Kind kind, DWORD& error);
 
-  /// Gives the name up, and lets other processes enter.
+  /// Releases the name and the memory. Other processes can then open and close memory.
   ~NamedMemory();
   NamedMemory(const NamedMemory&) = delete;
   NamedMemory& operator=(const NamedMemory&) = delete;
@@ -35,10 +38,10 @@ class NamedMemory {
   bool isFresh() const noexcept { return isFresh_; }
   /// kStateSize bytes, aligned for any type, shared with the other processes.
   void* state() const noexcept { return state_; }
-  /// Lets other processes enter.
+  /// Other processes can then open and close memory.
   void share() noexcept;
-  /// Gives the name up, but retains the memory until the process ends, because a thread still owns
-  /// what is in it.
+  /// Releases the name, but not the memory, which stays mapped until the process ends. For an
+  /// object that a thread still owns.
   void abandon() noexcept;
 
  private:

@@ -35,7 +35,8 @@ std::size_t hashOf(const char* name) {
   return std::hash<std::string_view>{}(name);
 }
 
-/// The mode for the temporary file that is to replace `old`. Changes the temporary file's group.
+/// Gives the temporary file that replaces `old` the group of `old`, if possible. Returns the mode
+/// that it must get.
 mode_t modeOfReplacement(int descriptor, const struct ::stat& temporary, mode_t usualMode,
                          const DeletedFile& old) {
   const mode_t mode = old.own ? old.mode : old.mode & usualMode;
@@ -59,8 +60,9 @@ int createExclusively(const char* path, mode_t mode) noexcept {
 }
 
 bool createTemporaryFile(const char* path) noexcept {
-  // The umask cannot be read without changing it for the other threads, so the kernel applies it to
-  // a first file. That file is never written to: another user may have it open already.
+  // The umask cannot be read without changing it for the other threads. So a first file is created
+  // to find out what mode the kernel gives to it. That file is deleted and not written to, because
+  // another user may have opened it already.
   struct ::stat status;
   int descriptor = createExclusively(path, kNewFile);
   if (descriptor < 0) return false;
@@ -71,7 +73,7 @@ bool createTemporaryFile(const char* path) noexcept {
 
   descriptor = createExclusively(path, kUserOnly);
   if (descriptor < 0) return false;
-  ::fchmod(descriptor, kUserOnly);  // For a umask that takes away the user's own permissions.
+  ::fchmod(descriptor, kUserOnly);  // The umask may have removed the user's own permissions.
   notes.temporary = {};
   if (::fstat(descriptor, &status) == 0)
     notes.temporary = {status.st_dev, status.st_ino, status.st_uid, usualMode};

@@ -1,9 +1,9 @@
 // The permissions of a file that replaces another one.
 //
 // The library replaces a file by a sequence of calls: GetTempFileNameA, CreateFileA, WriteFile,
-// CloseHandle, DeleteFileA for the old file, MoveFileA. The new file is readable and writable by the
-// user alone until MoveFileA gives it its final mode. No call of the sequence knows both files, so
-// the calling thread keeps notes from one call to the next.
+// CloseHandle, DeleteFileA for the old file, MoveFileA. The new file is readable and writable by
+// the user alone until MoveFileA gives it its final mode. No call of the sequence knows both files,
+// so the calling thread keeps notes from one call to the next.
 //
 // A temporary file is recognized by its device and inode, never by its name: where other users can
 // write to the directory, they can exchange the file that has the name.
@@ -17,7 +17,7 @@ namespace orla::posix {
 /// A file that GetTempFileNameA created.
 struct TemporaryFile {
   dev_t device = 0;
-  ino_t inode = 0;  // 0 in a TemporaryFile that names no file.
+  ino_t inode = 0;  // 0 if there is no file.
   /// The owner that the file system gave to it, which is not the user on some network file systems.
   uid_t owner = 0;
   /// The mode that the kernel gives to a new file of mode 0666 in the same directory, by the umask
@@ -38,15 +38,15 @@ int createExclusively(const char* path, mode_t mode) noexcept;
 /// calling thread. Returns false with errno, and leaves nothing behind, if it cannot be created.
 bool createTemporaryFile(const char* path) noexcept;
 
-/// The file that the calling thread noted last, if `status` is that file's; else one that names no
-/// file.
+/// Returns the file that the calling thread noted last if `status` is the status of that file.
+/// Otherwise returns a TemporaryFile with an inode of 0.
 TemporaryFile notedTemporaryFile(const struct ::stat& status) noexcept;
 
 /// Notes a temporary file that the calling thread has closed and may move now.
 void noteTemporaryFile(const TemporaryFile& file) noexcept;
 
-/// Notes that the calling thread has deleted the file `name`, whose directory entry had the status
-/// `entry`. `file` is the same or, for a symbolic link, that of the file that the link pointed to.
+/// Notes that the calling thread has deleted `name`. `entry` is the status of the directory entry,
+/// and `file` that of the file. They differ if the entry was a symbolic link to the file.
 void noteDeletedFile(const char* name, const struct ::stat& entry,
                      const struct ::stat& file) noexcept;
 
@@ -55,8 +55,8 @@ void forgetDeletedFile() noexcept;
 
 /// Gives `from` its final mode if it is the calling thread's temporary file, and forgets what was
 /// noted. The mode is the usual one or, if the thread deleted the file `to` last, that file's
-/// permission bits, without the set-user-ID, set-group-ID and sticky bits. It never allows more than
-/// the old file did:
+/// permission bits, without the set-user-ID, set-group-ID and sticky bits. It never allows more
+/// than the old file did:
 /// - An old file of another user can only take permissions away from the usual mode.
 /// - The new file gets the old file's group, if both belong to the user. If it has another group,
 ///   that group is allowed no more than all users were.

@@ -20,9 +20,9 @@ using posix::winsock::kNoAddress;
 namespace {
 
 /// The last answer to the calling thread: the texts and addresses are in `bytes`, and the records
-/// point there. The next lookup of the thread replaces it. It has no destructor, because one that runs
-/// when a thread ends would prevent the unloading of the library, and a lookup in an exit handler of
-/// the process would use freed storage.
+/// point there. The next lookup of the thread replaces it. It has no destructor, because one that
+/// runs when a thread ends would prevent the unloading of the library, and a lookup in an exit
+/// handler of the process would use freed storage.
 struct Answer {
   char bytes[8192];
   hostent host;
@@ -112,7 +112,7 @@ servent* getservbyport(int port, const char* protocol) noexcept {
 }
 
 int gethostname(char* name, int length) noexcept {
-  // The C library cuts a name that does not fit. Some versions then write no terminator.
+  // A name that does not fit, which is ENAMETOOLONG here, is WSAEFAULT on Windows.
   if (name == nullptr || length <= 0 || ::gethostname(name, static_cast<std::size_t>(length)) != 0)
     return posix::failSocket(WSAEFAULT);
   return 0;

@@ -32,9 +32,10 @@ enum Purpose { kRead, kWrite, kExcept, kPurposes };
 
 constexpr short kWanted[kPurposes] = {POLLIN, POLLOUT, POLLPRI};
 
-/// Returns true if the error on a socket is that of a failed connect, not that of a broken connection.
-/// Does not read the pending error, which must stay for the caller. Only an established connection has
-/// had a byte acknowledged (its SYN) or a round trip measured.
+/// Returns true if the error on a socket is that of a failed connect, and false if it is that of a
+/// broken connection. A broken connection was established before, so a byte of it was acknowledged
+/// (its SYN), or a round trip was measured. Does not read SO_ERROR, because that would clear the
+/// error before the agent reads it.
 bool isFailedConnect(int descriptor) {
   ::tcp_info info{};
   socklen_t length = sizeof info;
@@ -85,8 +86,9 @@ class Watch {
                        [](const ::pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
   }
 
-  /// Marks the ready entries and returns their count. Stops watching an entry that poll() reports for
-  /// a reason that its set does not ask for, because it would end every further wait at once.
+  /// Marks the ready entries and returns their number. If poll() reports an entry for a reason that
+  /// its set does not ask for, stops watching the entry, because poll() would report it again at
+  /// once.
   int countReady() {
     int ready = 0;
     std::size_t i = 0;

@@ -50,9 +50,10 @@ bool isUsersAlone(const char* directory) {
          status.st_uid == ::geteuid() && (status.st_mode & 077) == 0;
 }
 
-/// Creates root's directory, or finds it. Another user cannot create one in /run.
+/// Creates root's directory unless it exists. Returns true if only root can use it. No other user
+/// can create a directory in /run.
 bool makeRootsDirectory(const char* directory) {
-  // The umask must not make a directory that a root without capabilities cannot search.
+  // The umask may have removed root's own permissions, which root needs if it has no capabilities.
   if (::mkdir(directory, 0700) == 0 && ::chmod(directory, 0700) != 0) return false;
   return isUsersAlone(directory);
 }
@@ -71,13 +72,13 @@ bool makePath(char* path, std::size_t size) {
   return true;
 }
 
-/// Opens the user's file; returns -1 for what another user may have put in its place.
+/// Opens the user's file. Returns -1 on failure, and if another user may have created the file.
 int openFile(const char* path, int flags) {
   const int descriptor = aboveStandardStreams(
       ::open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
   if (descriptor < 0) return -1;
   struct ::stat status;
-  // The umask of the process that created the file may have taken the user's own rights.
+  // The umask of the process that created the file may have removed the user's own permissions.
   if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
       status.st_uid == ::geteuid() && status.st_nlink <= 1 &&
       ((status.st_mode & 0777) == 0600 || ::fchmod(descriptor, 0600) == 0))
@@ -87,17 +88,17 @@ int openFile(const char* path, int flags) {
   return -1;
 }
 
-/// Removes the user's own file if its mode locks the user out: a process with a strict umask was
-/// killed after it had created the file.
+/// Deletes the user's own file if its mode does not let the user open it, because a process with a
+/// strict umask was killed after it had created the file. Returns true if the file was deleted.
 bool removeLockedFile(const char* path) {
   struct ::stat status;
   return ::lstat(path, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
          (status.st_mode & 0600) != 0600 && ::unlink(path) == 0;
 }
 
-/// Allocates the file's memory now: a full file system fails here, not at an access later.
+/// Allocates the file's memory, so that a full file system fails here and not at a later access.
 bool allocate(int descriptor, std::size_t size) {
-  // Beyond its limit the process would be killed by SIGXFSZ.
+  // SIGXFSZ would kill the process if it exceeded its limit.
   struct ::rlimit limit;
   if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur < size) return false;
   int error;
@@ -111,7 +112,7 @@ bool allocate(int descriptor, std::size_t size) {
 
 bool SharedFile::open() noexcept {
   if (!makePath(path_, sizeof path_)) return false;
-  // Each further attempt follows the removal of a file by a process that left, or by this one.
+  // An attempt is repeated only if this process, or another one that closed the file, deleted it.
   constexpr int kMaxAttempts = 1000;
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     const Entry entry = tryOpen();
@@ -130,7 +131,7 @@ SharedFile::Entry SharedFile::tryOpen() noexcept {
     const Lock users = lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK);
     const bool isAlone = users == Lock::kTaken;
     if (status.st_nlink == 0) {
-      entry = Entry::kAgain;  // Its last user removed it after it was opened here.
+      entry = Entry::kAgain;  // Its last user deleted it after this process opened it.
     } else if (isAlone && status.st_size != 0) {
       // Killed processes left it.
       entry = ::unlink(path_) == 0 ? Entry::kAgain : Entry::kFailed;
@@ -145,8 +146,9 @@ SharedFile::Entry SharedFile::tryOpen() noexcept {
   return entry;
 }
 
-/// Maps the file through a second opening, because a mapping keeps what it was made from open, and
-/// the locks with it. Counts this process as a user.
+/// Maps the file and counts this process as a user. Opens the file a second time for the mapping,
+/// because a mapping keeps its open file description and that description's locks, even after the
+/// descriptor is closed.
 bool SharedFile::map(bool isFresh) noexcept {
   if (isFresh && !allocate(descriptor_, sizeof(Layout))) return false;
   struct ::stat locked;

@@ -29,7 +29,7 @@
 
 namespace orla::posix {
 
-/// One opening of the file. Not thread-safe.
+/// The user's file, as this process has it open. Not thread-safe.
 class SharedFile {
  public:
   static constexpr int kSlots = 128;
@@ -59,15 +59,15 @@ class SharedFile {
   void close() noexcept;
 
   bool isOpen() const noexcept { return descriptor_ >= 0; }
-  /// Returns false if the locks are not this process's any more: the host program closed the
-  /// descriptor, or this is a forked child.
+  /// Returns false if this process no longer owns the locks, because the program closed the
+  /// descriptor, or because this is a forked child.
   bool isOurs() const noexcept;
 
   /// Waits until no other process is in the gate. Returns false if locking fails.
   bool enterGate() noexcept;
   void leaveGate() noexcept;
 
-  // The rest is for a caller that is in the gate.
+  // The caller of the following functions must be in the gate.
 
   Slot& slot(int index) noexcept;
   /// Returns true if this process has opened the object in slot `index` since it opened the file.

@@ -21,7 +21,7 @@ using posix::winsockCode;
 
 namespace {
 
-/// How the value of an option differs between Winsock and the system.
+/// How the value of an option differs between Winsock and the kernel.
 enum class Form { kNumber, kBuffer, kMilliseconds, kLinger, kError, kReadOnly };
 
 struct Option {
@@ -53,7 +53,8 @@ const Option* findOption(int level, int name) {
   return found == std::end(kOptions) ? nullptr : found;
 }
 
-/// Fails because there is no such option. WSAENOTSOCK takes precedence over WSAENOPROTOOPT.
+/// Fails because the option does not exist or cannot be set. Fails with WSAENOTSOCK if the
+/// descriptor is not a socket, and with WSAENOPROTOOPT otherwise.
 int failWithoutOption(int descriptor) {
   return failSocket(posix::isSocket(descriptor) ? WSAENOPROTOOPT : WSAENOTSOCK);
 }

@@ -1,6 +1,6 @@
 #include "platform/winapi.h"
 
-// The door's values of names that the system's headers define their own way.
+// The values of winapi.h whose names the system's headers define as macros with other values.
 namespace orla {
 namespace {
 constexpr int kInternetFamily = AF_INET;
@@ -31,7 +31,7 @@ using posix::winsockCode;
 
 namespace {
 
-// Addresses and flags pass to the system as they are.
+// Addresses and flags are passed to the kernel unchanged.
 static_assert(sizeof(sockaddr_in) == sizeof(::sockaddr_in) && kInternetFamily == AF_INET);
 static_assert(kSupportedFlags == MSG_PEEK);
 static_assert(SHUT_RD == 0 && SHUT_WR == 1 && SHUT_RDWR == 2);
@@ -42,19 +42,21 @@ const ::sockaddr* systemAddress(const sockaddr* address) {
   return reinterpret_cast<const ::sockaddr*>(address);
 }
 
-/// 0, or the Winsock code that refuses an address to send, connect or bind to.
+/// Returns 0 if the address is one to send to, connect to or bind to. Otherwise returns the Winsock
+/// code of the failure.
 int addressError(const sockaddr* address, int length) {
   if (address == nullptr || length < kAddressSize) return WSAEFAULT;
   return address->sa_family == kInternetFamily ? 0 : WSAEAFNOSUPPORT;
 }
 
-/// Hands an address of the system to a caller whose buffer was found large enough.
+/// Copies an address to the caller's buffer, which must be large enough.
 void giveAddress(const ::sockaddr_in& from, sockaddr* address, int* length) {
   std::memcpy(address, &from, sizeof from);
   *length = kAddressSize;
 }
 
-/// The deadline that `option`, SO_RCVTIMEO or SO_SNDTIMEO, gives to a call begun at `start`.
+/// Returns the deadline of a call that began at `start`. `option` is the socket option that limits
+/// the call, SO_RCVTIMEO or SO_SNDTIMEO.
 Deadline optionDeadline(int descriptor, int option, Clock::time_point start) {
   ::timeval limit{};
   socklen_t length = sizeof limit;
@@ -63,7 +65,7 @@ Deadline optionDeadline(int descriptor, int option, Clock::time_point start) {
   return start + std::chrono::seconds(limit.tv_sec) + std::chrono::microseconds(limit.tv_usec);
 }
 
-/// What one kind of transfer waits for and which option limits it.
+/// The events for which a kind of transfer waits, and the option that limits it.
 struct Transfer {
   short events;
   int timeoutOption;
@@ -71,9 +73,9 @@ struct Transfer {
 constexpr Transfer kReceive{POLLIN, SO_RCVTIMEO};
 constexpr Transfer kSend{POLLOUT, SO_SNDTIMEO};
 
-/// Runs `call`, which returns a count or -1 with errno: one system call unless a signal interrupts
-/// it, when the rest of the time-out is waited and the call made again. SOCKET_ERROR with errno
-/// translated.
+/// Calls `call`, which returns a count, or -1 with errno. If a signal interrupts it, waits until
+/// the socket is ready or the timeout expires, and then calls it again. Returns the count. On
+/// failure returns SOCKET_ERROR with the Winsock code of errno.
 template <typename Call>
 int transfer(int descriptor, const Transfer& kind, Call call) {
   const Clock::time_point start = Clock::now();
@@ -85,14 +87,15 @@ int transfer(int descriptor, const Transfer& kind, Call call) {
       if (posix::awaitEvents(descriptor, kind.events, deadline)) continue;
       return failSocket(WSAETIMEDOUT);
     }
-    // One errno stands for "nothing now" and for "nothing within the time-out".
+    // EAGAIN means that a non-blocking call would block, or that a blocking call timed out.
     if (errno == EAGAIN)
       return failSocket(posix::isNonBlocking(descriptor) ? WSAEWOULDBLOCK : WSAETIMEDOUT);
     return failSocket(winsockCode(errno));
   }
 }
 
-/// recv and recvfrom. Only recvmsg reports that a datagram was longer than the buffer.
+/// Receives for recv and recvfrom. Calls recvmsg, because only recvmsg reports that a datagram was
+/// longer than the buffer.
 int receive(SOCKET socket, char* buffer, int length, int flags, ::sockaddr_in* from,
             int* fromLength) {
   if (length < 0) return failSocket(WSAEFAULT);
@@ -112,9 +115,11 @@ int receive(SOCKET socket, char* buffer, int length, int flags, ::sockaddr_in* f
   return (message.msg_flags & MSG_TRUNC) != 0 ? failSocket(WSAEMSGSIZE) : count;
 }
 
-/// The Winsock code of a send that the system calls a broken pipe: the caller shut its own side
-/// down, or the peer reset the connection, or there never was one. Once both sides have ended it,
-/// the system tells the caller's own shutdown from a reset no more.
+/// Returns the Winsock code of a send that failed with EPIPE:
+/// - WSAESHUTDOWN if the caller has shut down sending,
+/// - WSAECONNRESET if the peer has reset the connection, or if both sides have closed it, which the
+///   kernel does not distinguish,
+/// - WSAENOTCONN if the socket was never connected.
 int brokenPipeCode(int descriptor) {
   ::tcp_info info{};
   socklen_t length = sizeof info;
@@ -142,7 +147,8 @@ int sendBytes(SOCKET socket, const char* buffer, int length, int flags, const so
   return brokenPipe ? failSocket(brokenPipeCode(descriptor)) : count;
 }
 
-/// Ends a connect that goes on in the background, waiting without limit.
+/// Waits, without a timeout, until a connect that is in progress has ended. Returns 0 if it
+/// succeeded, and SOCKET_ERROR otherwise.
 int finishConnect(int descriptor) {
   posix::awaitEvents(descriptor, POLLOUT, {});
   int error = 0;
@@ -151,7 +157,8 @@ int finishConnect(int descriptor) {
   return error == 0 ? 0 : failSocket(winsockCode(error));
 }
 
-/// Whether the socket has a local port, given to it or found by the system.
+/// Returns true if the socket has a local port. Also returns true if the kernel does not report the
+/// port, so that the next call fails with the reason.
 bool isBound(int descriptor) {
   ::sockaddr_in address{};
   socklen_t length = sizeof address;
@@ -163,7 +170,7 @@ bool isBound(int descriptor) {
 
 SOCKET socket(int family, int type, int protocol) noexcept {
   if (family != kInternetFamily) return static_cast<SOCKET>(failSocket(WSAEAFNOSUPPORT));
-  // The types have the system's numbers; what lies above them would be the system's own flags.
+  // The types have the same numbers as in the kernel. A larger number could be one of its flags.
   if (type < SOCK_STREAM || type > SOCK_SEQPACKET)
     return static_cast<SOCKET>(failSocket(WSAESOCKTNOSUPPORT));
   const int descriptor =
@@ -177,11 +184,12 @@ int connect(SOCKET socket, const sockaddr* address, int length) noexcept {
   const int descriptor = descriptorOf(socket);
   ::sockaddr_in target;
   std::memcpy(&target, address, sizeof target);
-  // The system would take the any-address for the loopback; it names no peer.
+  // The any-address is not the address of a peer. The kernel would connect to the loopback address.
   if (target.sin_addr.s_addr == 0 || target.sin_port == 0)
     return failSocket(posix::isSocket(descriptor) ? WSAEADDRNOTAVAIL : WSAENOTSOCK);
   if (::connect(descriptor, systemAddress(address), kAddressSize) == 0) return 0;
-  // Interrupted, or given up by the send time-out, which does not limit a connect.
+  // The connect goes on after a signal, after the send timeout, and on a non-blocking socket. The
+  // send timeout does not limit a connect, so a blocking socket waits for its end.
   if (errno == EINTR || errno == EINPROGRESS)
     return posix::isNonBlocking(descriptor) ? failSocket(WSAEWOULDBLOCK)
                                             : finishConnect(descriptor);
@@ -195,7 +203,7 @@ int bind(SOCKET socket, const sockaddr* address, int length) noexcept {
 }
 
 int listen(SOCKET socket, int backlog) noexcept {
-  // The system would bind an unbound socket to a port of its own choice.
+  // The kernel would bind an unbound socket to a port of its own choice.
   if (!isBound(descriptorOf(socket))) return failSocket(WSAEINVAL);
   return ::listen(descriptorOf(socket), backlog) == 0 ? 0 : failSocket(winsockCode(errno));
 }
@@ -204,7 +212,7 @@ SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept {
   const bool wantsAddress = address != nullptr && length != nullptr;
   if (wantsAddress && *length < kAddressSize) return static_cast<SOCKET>(failSocket(WSAEFAULT));
   const int descriptor = descriptorOf(socket);
-  // The accepted socket inherits the blocking mode.
+  // The accepted socket gets the blocking mode of the listening socket.
   const bool nonBlocking = posix::isNonBlocking(descriptor);
   const int flags = SOCK_CLOEXEC | (nonBlocking ? SOCK_NONBLOCK : 0);
   for (;;) {
@@ -216,8 +224,8 @@ SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept {
       if (wantsAddress) giveAddress(peer, address, length);
       return static_cast<SOCKET>(accepted);
     }
-    // Interrupted; or the peer was gone already; or the receive time-out, which does not limit an
-    // accept, expired: the wait goes on.
+    // The wait goes on if a signal interrupted it, if the peer closed the connection before it was
+    // accepted, or if the receive timeout expired, which does not limit an accept.
     if (errno == EINTR || errno == ECONNABORTED || (errno == EAGAIN && !nonBlocking)) continue;
     return static_cast<SOCKET>(failSocket(winsockCode(errno)));
   }
@@ -235,14 +243,15 @@ int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
   ::sockaddr_in sender{};
   int senderLength = 0;
   const int count = receive(socket, buffer, length, flags, &sender, &senderLength);
-  // A stream names no sender and leaves the buffer alone. A cut datagram does name one.
+  // A stream has no sender's address, so the caller's buffer is left unchanged. A datagram that was
+  // longer than the buffer has one.
   if (senderLength == kAddressSize) giveAddress(sender, from, fromLength);
   return count;
 }
 
 int send(SOCKET socket, const char* buffer, int length, int flags) noexcept {
   const int count = sendBytes(socket, buffer, length, flags, nullptr, 0);
-  // A send names no destination: what it lacks is a connection.
+  // A send has no destination argument, so the caller must connect the socket first.
   if (count == SOCKET_ERROR && WSAGetLastError() == WSAEDESTADDRREQ) return failSocket(WSAENOTCONN);
   return count;
 }
@@ -260,9 +269,9 @@ int shutdown(SOCKET socket, int how) noexcept {
 
 int closesocket(SOCKET socket) noexcept {
   const int descriptor = descriptorOf(socket);
-  // A number that belongs to a file must not close it.
+  // The number may be that of a file, which must not be closed.
   if (!posix::isSocket(descriptor)) return failSocket(WSAENOTSOCK);
-  // Closed in any case; an interruption concerns the data that still linger.
+  // The socket is closed even if close() fails: a signal ends only the wait for unsent data.
   ::close(descriptor);
   return 0;
 }
@@ -285,7 +294,7 @@ int getsockname(SOCKET socket, sockaddr* address, int* length) noexcept {
   socklen_t size = sizeof self;
   if (::getsockname(descriptorOf(socket), reinterpret_cast<::sockaddr*>(&self), &size) != 0)
     return failSocket(winsockCode(errno));
-  // The system names an unbound socket too, with a port that none has.
+  // The kernel returns an address with port 0 for an unbound socket.
   if (self.sin_port == 0) return failSocket(WSAEINVAL);
   giveAddress(self, address, length);
   return 0;

@@ -36,12 +36,13 @@ KernelObject* kernelObjectOf(HANDLE handle) {
   return nullptr;
 }
 
-/// A wait for all of some mutexes and at most one counter. The counter is taken last: the thread that
-/// holds the mutex must not see a lower count, even for a moment.
+/// Waits for any number of mutexes and at most one counter, and takes all of them. Takes the
+/// counter last, because a thread that owns one of the mutexes must not see a lower count, even for
+/// a moment.
 class WaitForAll {
  public:
   void add(Mutex* mutex) { mutexes_[mutexCount_++] = mutex; }
-  /// Returns false if there is one already.
+  /// Returns false if the wait has a counter already.
   bool add(Counter* counter) {
     if (counter_ != nullptr) return false;
     counter_ = counter;
@@ -52,7 +53,7 @@ class WaitForAll {
   bool run(const Deadline& deadline) {
     Mutex* held = nullptr;
     for (;;) {
-      // No mutex is taken in vain while the counter is not set.
+      // While the counter is not set, taking the mutexes would be useless.
       if (counter_ == nullptr || counter_->isSet()) {
         Mutex* const missing = tryTakeMutexes(held);
         if (missing == nullptr && (counter_ == nullptr || counter_->tryTake())) return true;
@@ -62,14 +63,14 @@ class WaitForAll {
         held->release();
         held = nullptr;
       }
-      // The thread sleeps on one object and then holds no other. It wakes up with the mutex taken.
+      // Sleeps on one object while no other is taken. If it is a mutex, it is taken afterwards.
       if (held != nullptr ? !held->take(deadline) : !counter_->waitUntilSet(deadline)) return false;
     }
   }
 
  private:
-  /// Takes every mutex but `held`, which is taken already. Returns the first one that another thread
-  /// owns, or null if all are taken.
+  /// Takes every mutex but `held`, which is taken already. Returns the first one that another
+  /// thread owns, or null if all are taken.
   Mutex* tryTakeMutexes(const Mutex* held) {
     taken_.fill(false);
     for (std::size_t i = 0; i < mutexCount_; ++i) taken_[i] = mutexes_[i] == held;

@@ -1,4 +1,5 @@
-// What code that is compiled with a stack protector and checked buffer functions needs at run time.
+// The runtime support for code that is compiled with a stack protector and with checked buffer
+// functions.
 // The compiler's own library for it would make every agent import ADVAPI32, and would call it while
 // the DLL is being loaded. This one needs KERNEL32 only.
 #include <cstdint>
@@ -30,8 +31,9 @@ std::uintptr_t __stack_chk_guard = 0;
 
 namespace {
 
-/// Makes the guard differ in each process, before any other code of this file's program or DLL
-/// runs. The sources are those that Microsoft's compiler uses for the same purpose.
+/// Gives the guard a different value in each process, before any other code of this file's program
+/// or DLL runs. Combines the same values as Microsoft's compiler does: times, identifiers and an
+/// address.
 __attribute__((constructor(101), no_stack_protector)) void setGuard() {
   FILETIME time;
   GetSystemTimeAsFileTime(&time);
