@@ -28,12 +28,15 @@ class RWInetHost {
   /// Returns this computer, by its own host name. Throws RWInetHostNotFoundError if it has none.
   static RWInetHost me();
 
-  /// Each accessor looks up what is not known, and throws RWInetHostNotFoundError if the lookup
-  /// fails. The name is the given one, or the official one if only the address was given.
+  // The accessors look up what is not known, and throw RWInetHostNotFoundError if the lookup fails.
+
+  /// Returns the given name, or the official one if only the address was given. Always throws for
+  /// the any-address, which has no name.
   const RWCString& name() const;
-  /// In network byte order.
+  /// Returns the given address, or the first one that the lookup found, in network byte order.
   std::uint32_t address() const;
-  /// These always need a lookup. They are empty for the any-address.
+  /// These return what the lookup found, and look the host up unless that has happened before. For
+  /// the any-address they are empty, without a lookup.
   const std::vector<RWCString>& aliases() const;
   const std::vector<std::uint32_t>& addresses() const;
 

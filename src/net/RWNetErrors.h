@@ -91,7 +91,7 @@ class RWNetCantRecvError : public RWExternalErr {
       : RWExternalErr("RWNetCantRecvError: failed to receive data from communications channel") {}
 };
 
-/// A send took none of the bytes that had to be sent.
+/// A send transferred none of the bytes that had to be sent.
 class RWNetCantSendError : public RWExternalErr {
  public:
   RWNetCantSendError()

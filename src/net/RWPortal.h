@@ -34,7 +34,7 @@ class RWPortalImp : public RWReference {
   virtual int send(const char* buffer, int length, std::uint32_t timeout);
   virtual int send(const char* buffer, int length) = 0;
   /// Sends all of `bytes`, in sends of at most `maxPiece` bytes, which must not be 0. Throws
-  /// RWNetCantSendError if a send takes nothing. An implementation that gathers sends may pass
+  /// RWNetCantSendError if a send transfers nothing. An implementation that gathers sends may pass
   /// larger pieces on to the channel beneath.
   virtual void sendPieces(std::string_view bytes, std::size_t maxPiece);
 
@@ -87,13 +87,14 @@ class RWPortal {
   /// return before `last` arrived; call it again. A result of 0 means the same as for recv().
   std::size_t recvThrough(char last, RWCString& text, std::size_t maxBytes,
                           bool* more = nullptr) const;
-  /// Receives until `atLeast` bytes have arrived, or `length` bytes if `atLeast` is negative or
-  /// greater than `length`. Receives as much as `length` allows. Returns the number of bytes and
-  /// sets `*more` to true. Throws RWNetCantRecvError if a receive returns nothing.
+  /// Receives until at least `atLeast` bytes are in the buffer, which has `length` bytes. If
+  /// `atLeast` is negative or greater than `length`, receives until the buffer is full. Returns the
+  /// number of bytes and sets `*more` to true. Throws RWNetCantRecvError if a receive returns
+  /// nothing.
   int recvFully(char* buffer, int length, int atLeast = -1, bool* more = nullptr) const;
-  /// Sends until `atLeast` bytes are sent, or `length` bytes if `atLeast` is negative or greater
-  /// than `length`. Returns the number of bytes sent. A negative `length` sends nothing. Throws
-  /// RWNetCantSendError if a send takes nothing.
+  /// Sends until at least `atLeast` of the `length` bytes are sent. If `atLeast` is negative or
+  /// greater than `length`, sends all of them. Returns the number of bytes sent. A negative
+  /// `length` sends nothing. Throws RWNetCantSendError if a send transfers nothing.
   int sendFully(const char* buffer, int length = -1, int atLeast = -1) const;
   /// Sends the whole text. Throws RWBoundsErr and sends nothing if it has 2 GB or more.
   int sendFully(const RWCString& text) const;

@@ -20,6 +20,8 @@ const RWSockAddrBase& RWSockAddr::address() const {
 }
 
 RWCString normalizedAddressText(const RWCString& text) {
+  // Copies the text to `plain`, of which the first `size` bytes are used. A ")" drops everything
+  // from its "(" on, whose position is at the end of `openBrackets`.
   RWCString plain = text;
   std::size_t size = 0;
   std::vector<std::size_t> openBrackets;

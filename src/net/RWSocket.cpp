@@ -275,7 +275,8 @@ RWCString RWSocket::text() const {
   try {
     local = getsockname();
   } catch (const RWSocketError& error) {
-    if (error.code() != WSAEINVAL) throw;  // Not bound, so it has no address.
+    // With WSAEINVAL the socket is not bound, so it has no local address.
+    if (error.code() != WSAEINVAL) throw;
   }
   RWSockAddr peer;
   try {

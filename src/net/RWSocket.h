@@ -32,7 +32,7 @@ class RWSocket {
   /// the connect is still in progress. Throws RWSockTypeChangeError if the socket is not of the
   /// type that the address requires.
   void connect(const RWSockAddrBase& address);
-  /// Binds. The same as connect(), but throws even if the call would block.
+  /// Binds. Creates the socket and throws as connect() does. Throws even if the call would block.
   void bind(const RWSockAddrBase& address);
   void listen(int backlog) const;
   /// Accepts the next connection. `*peer`, unless null, receives the peer's address. Returns an
@@ -52,13 +52,14 @@ class RWSocket {
   int send(const char* buffer, int length, int flags = 0) const;
   int sendto(const char* buffer, int length, const RWSockAddrBase& to, int flags = 0) const;
 
-  /// Receives until `atLeast` bytes have arrived, and as much as `length` allows. Returns the
-  /// number of bytes. Throws RWNetCantRecvError if a receive returns nothing, or if the buffer is
-  /// full first.
+  /// Receives until at least `atLeast` bytes are in the buffer, which has `length` bytes. Returns
+  /// the number of bytes. Throws RWNetCantRecvError if a receive returns nothing, or if the buffer
+  /// is full first.
   int recvFully(char* buffer, int length, int atLeast) const;
   /// The same, into a buffer of `atLeast` bytes or 4096, whichever is larger.
   RWCString recvFully(int atLeast) const;
-  /// Sends until `atLeast` bytes are sent. Throws RWNetCantSendError if a send takes nothing.
+  /// Sends until at least `atLeast` bytes are sent. Returns the number of bytes sent. Throws
+  /// RWNetCantSendError if a send transfers nothing, or if all of `length` bytes are sent first.
   int sendFully(const char* buffer, int length, int atLeast) const;
   /// Sends all of `length` bytes.
   int sendFully(const char* buffer, int length) const;

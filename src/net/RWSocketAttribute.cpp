@@ -64,7 +64,7 @@ RWSocketAttributes selectSockets(const RWSocketAttributes& attributes, double se
 std::optional<std::int32_t> selectSeconds(double seconds) noexcept {
   constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
   if (seconds < 0) return std::nullopt;
-  // Whole seconds only, on purpose, because callers rely on it that a timeout below 1 s is a poll.
+  // Fractions are dropped, because callers expect that a timeout below 1 s only polls.
   return seconds < kMax ? static_cast<std::int32_t>(seconds) : kMax;
 }
 

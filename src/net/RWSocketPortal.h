@@ -36,8 +36,9 @@ class RWSocketPortalImp : public RWSocket, public RWPortalImp {
   int send(const char* buffer, int length) override;
 
  protected:
-  /// Waits for CanRead or CanWrite of RWSocketAttribute. Returns 0 if the time expired, -1 or 1 if
-  /// the socket is ready.
+  /// Waits for `condition`, which is RWSocketAttribute::CanRead or CanWrite. Returns -1 if the
+  /// socket is ready for it, 1 if the socket is ready for another reason, and 0 if the time
+  /// expired.
   virtual int waitReady(int condition, std::uint32_t timeout);
 
  private:

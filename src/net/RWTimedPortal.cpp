@@ -30,7 +30,8 @@ class RWTimedPortalImp : public RWPortalImp, private RWPortal {
   void skip(std::size_t count) noexcept override { RWPortal::skip(count); }
 
  private:
-  // Also if the portal's own timeout is 0: every call with a timeout is then a poll, on purpose.
+  // A timeout_ of 0 is not treated as no limit here: callers expect that calls with a timeout then
+  // only poll.
   std::uint32_t shorter(std::uint32_t timeout) const { return std::min(timeout, timeout_); }
 
   std::uint32_t timeout_;

@@ -9,7 +9,9 @@ namespace {
 
 using UnlockGuard = RWTMonitor<RWMutexLock>::UnlockGuard;
 
-// Calls `operation`. If it throws, throws an RWTHRInternalError with the same text after `method`.
+/// Calls `operation`. If it throws an error of the thread layer, throws an RWTHRInternalError whose
+/// text is `method` and the text of that error. If it throws anything else, the text is `method`
+/// and "Unexpected exception".
 template <class Operation>
 auto namingErrors(const char* method, Operation operation) {
   try {
@@ -23,8 +25,9 @@ auto namingErrors(const char* method, Operation operation) {
 
 }  // namespace
 
-// The calling thread's entry in the list of waiters. It is created and destroyed while the mutex is
-// held. A signal removes it from the list; after a timeout or a failure the destructor does.
+/// The calling thread's entry in the list of waiters. It is created and destroyed while the mutex
+/// is held. A signal removes it from the list. After a timeout or a failure, the destructor removes
+/// it.
 class RWCondition::Waiter {
  public:
   explicit Waiter(std::list<RWSemaphore*>& waiters) : waiters_(waiters) {

@@ -8,7 +8,8 @@ namespace orla {
 
 namespace {
 
-// Waits, and counts the thread in `waiting` for as long, also if the wait throws.
+/// Waits for `condition`. `waiting` is 1 higher during the wait, and is restored even if the wait
+/// throws.
 void waitCounted(RWCondition& condition, unsigned& waiting) {
   ++waiting;
   try {

@@ -32,7 +32,8 @@ class RWPCBufferBase : protected RWTMonitor<RWMutexLock> {
   /// writers if there may be room for them now. Items above a lower limit stay.
   std::uint32_t changeCapacity(std::uint32_t capacity);
   void open();
-  /// Lets every write fail, and every read once the buffer is empty. Wakes all waiting threads.
+  /// Closes the buffer and wakes all waiting threads. From then on every write fails, and every
+  /// read fails once the buffer is empty.
   void close();
 
   /// Sets the callback that a reader runs when it finds the buffer empty, instead of its first
@@ -55,17 +56,18 @@ class RWPCBufferBase : protected RWTMonitor<RWMutexLock> {
   /// Blocks until an item can be read. Throws RWTHRClosedException if the buffer is closed and
   /// empty.
   void awaitItem() ORLA_REQUIRES(mutex_);
-  /// Called after an item was removed: allows the full callback to run again, and wakes a writer if
-  /// there is room now.
+  /// Called after an item was removed. If there is room now, allows the full callback to run again
+  /// and wakes a writer.
   void itemTaken() ORLA_REQUIRES(mutex_);
   /// Blocks until an item can be written. Throws RWTHRClosedException if the buffer is closed.
   void awaitRoom() ORLA_REQUIRES(mutex_);
   /// Called after an item was added: allows the empty callback to run again, and wakes a reader.
   void itemAdded() ORLA_REQUIRES(mutex_);
 
-  /// Called when a read or write fails. The failed thread may have been woken for an item, or for
-  /// room, that is still there: wakes the next thread instead.
+  /// Called when a read fails. If there is an item, wakes the next reader, because the reader that
+  /// was woken for the item may be the one that failed.
   void passItemOn() ORLA_REQUIRES(mutex_);
+  /// Called when a write fails. If there is room, wakes the next writer, for the same reason.
   void passRoomOn() ORLA_REQUIRES(mutex_);
 
  private:

@@ -27,7 +27,7 @@ class RWSemaphore {
   bool acquire(std::uint32_t milliseconds);
   /// The same as acquire(0).
   bool tryAcquire();
-  /// Increments the count. Throws if it has its maximum.
+  /// Increments the count. Throws if the count is at its maximum.
   void release();
 
  private:
