@@ -26,8 +26,8 @@ class RWBufferedPortalImp : public RWPortalImp {
   RWCString recv(std::uint32_t timeout) override;
   int recv(char* buffer, int length, bool* more) override;
   RWCString recv() override;
-  /// Takes all bytes. If the buffer is full, sends it, and throws what the portal beneath throws;
-  /// then the gathered bytes are dropped. The timeout is ignored.
+  /// Gathers all of the bytes and returns `length`. When the buffer is full, sends its content. If
+  /// that throws, throws the same and drops the gathered bytes. Ignores the timeout.
   int send(const char* buffer, int length, std::uint32_t timeout) override;
   int send(const char* buffer, int length) override;
   void sendPieces(std::string_view bytes, std::size_t maxPiece) override;

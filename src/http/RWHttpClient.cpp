@@ -41,7 +41,7 @@ bool RWHttpClientImp::enterPipelineMode(int pipelineMethod) {
 
 bool RWHttpClientImp::submit(const RWHttpRequest& request, int pipelineMethod) {
   if (!enterPipelineMode(pipelineMethod)) return false;
-  // Nothing may be sent after half a request, or after a request that is not pending.
+  // Nothing may be sent after a request that was written in part or whose reply is not expected.
   if (!channel_ || channel_->isMidMessage() || !isConnected())
     throw RWHttpConnectionError("Connection lost or not established");
   request.write(RWPortal(channel_.get()), host_, port_);

@@ -23,7 +23,7 @@ namespace orla {
 /// The base of HTTP client connections. It does not know what carries the bytes.
 class RWHttpClientImp : public RWBodyBase {
  public:
-  /// Tells submit() whether it may send a request while replies are pending.
+  /// Selects whether submit() may send a request while replies are pending.
   enum PipelineMethod { kNoPipeline = 0, kPipeline = 1 };
 
   /// Receives a reply's body. It must receive from the portal until that returns 0 bytes.
@@ -47,9 +47,9 @@ class RWHttpClientImp : public RWBodyBase {
   /// Returns true if the socket has a peer.
   virtual bool isConnected() const = 0;
 
-  /// Sends `request`. Returns false and sends nothing if replies are pending and `pipelineMethod`
-  /// does not allow that: a connection enters and leaves pipelining mode only while no reply is
-  /// pending. If this function throws, the request is not pending. Throws
+  /// Sends `request`. While replies are pending, a request can be sent only if it and the request
+  /// before it are submitted with kPipeline. Otherwise returns false and sends nothing. If this
+  /// function throws, the request is not pending. Throws
   ///   RWHttpRequestError       if `pipelineMethod` is invalid, and as RWHttpRequest::write() does;
   ///                            the connection is still usable,
   ///   RWHttpConnectionError    if there is no connection, or if an error cut a previous request
@@ -57,9 +57,10 @@ class RWHttpClientImp : public RWBodyBase {
   bool submit(const RWHttpRequest& request, int pipelineMethod = kNoPipeline);
 
   /// Reads the reply to the oldest pending request and calls `handler` with its body. Ignores
-  /// interim replies. `timeout` limits each wait for bytes and counts as for connect(). Throws
-  /// RWHttpNoPendingRepliesError if no request is pending, RWHttpHandlerError if the handler did
-  /// not read the body to its end, and what the handler throws.
+  /// interim replies. `timeout` limits each wait for bytes. It is in milliseconds, of which only
+  /// whole seconds count; 0 means no timeout. Throws RWHttpNoPendingRepliesError if no request is
+  /// pending, RWHttpHandlerError if the handler did not read the body to its end, and what the
+  /// handler throws.
   RWHttpReply getReply(const BodyHandler& handler, std::uint32_t timeout = 0);
   /// The same, but appends the whole body to `body`.
   RWHttpReply getReply(RWCString& body, std::uint32_t timeout = 0);

@@ -1,8 +1,7 @@
 // The errors of the HTTP layer. Each message is the class name, ": " and the given text.
 //
-// If one of them other than RWHttpRequestError is thrown while a request is written or a reply is
-// read, the connection is out of step with the server. It cannot be used any more and must be
-// destroyed.
+// After an RWHttpRequestError the connection is still usable. If another error is thrown while a
+// request is written or a reply is read, the connection is unusable: disconnect or destroy it.
 #pragma once
 
 #include "foundation/RWxmsg.h"

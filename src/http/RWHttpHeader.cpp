@@ -142,7 +142,8 @@ void RWHttpHeaderCollector::add(std::string_view label, std::string_view value) 
     lines_.reserve(kInitialLines);
   }
   lines_.push_back({text_.size(), label.size(), value.size()});
-  // The line feed lets no two lines start at the same place.
+  // The line feed gives every line a different start, even if label and value are empty, because
+  // take() sorts by it.
   text_.append(label).append(value).append("\n");
 }
 
@@ -169,7 +170,8 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
       value.append(", ").append(valueOf(*line));
     headers.emplace_back(RWCString(labelOf(*last)), std::move(value));
   }
-  // They are usually sorted now. They may not be, because the list's order respects case.
+  // The headers are sorted without regard to case. The order of a list depends on case, so they may
+  // have to be sorted again.
   if (!std::is_sorted(headers.begin(), headers.end(), sortsBefore))
     std::sort(headers.begin(), headers.end(), sortsBefore);
   RWHttpHeaderList list;

@@ -60,11 +60,15 @@ class RWHttpGenericHeader final : public RWHttpHeaderBase {
 class RWHttpContentLengthHeader : public RWHttpHeaderBase {
  public:
   explicit RWHttpContentLengthHeader(std::int32_t length);
-  /// Reads the value in the same way as atol(): white space, a sign, digits, and ignores the rest.
-  /// - A minus sign gives a negative length without an error. - Lengths from 2^31 to 2^32 - 1 keep
-  /// their 32 bits, so that they are exact as unsigned numbers. - A number that does not fit into
-  /// 32 bits is refused, because a shorter body would look complete. - 0 must be written as "0".
-  /// Throws RWHttpHeaderParseError if the label is another one or the value is refused.
+  /// Reads the value in the same way as atol(): white space, a sign and digits. Ignores the rest.
+  /// - A minus sign gives a negative length.
+  /// - Lengths from 2^31 to 2^32 - 1 keep their 32 bits, so that they are exact as unsigned
+  ///   numbers.
+  /// - A number that does not fit into 32 bits is invalid, because a shorter body would look
+  ///   complete.
+  /// - A length of 0 is valid only if the value is "0".
+  ///
+  /// Throws RWHttpHeaderParseError if the label is another one or the value is invalid.
   explicit RWHttpContentLengthHeader(const RWHttpGenericHeader& header);
 
   std::int32_t getValue() const noexcept { return length_; }
@@ -84,8 +88,9 @@ class RWHttpHostHeader : public RWHttpHeaderBase {
 
   explicit RWHttpHostHeader(RWCString host, std::uint32_t port = 80);
   /// Splits the value at ":" into the host and the port, which is 80 if it is missing or empty.
-  /// Throws RWHttpHeaderParseError if the label is another one, or if the port is not a number.
-  /// Numbers are read as for a length.
+  /// Ignores a second ":" and the text after it. Reads the port in the same way as
+  /// RWHttpContentLengthHeader reads a length. Throws RWHttpHeaderParseError if the label is
+  /// another one or the port is invalid.
   explicit RWHttpHostHeader(const RWHttpGenericHeader& header);
 
   const Value& getValue() const noexcept { return value_; }

@@ -75,7 +75,7 @@ std::uint32_t RWHttpPortalImp::readChunkSize() {
   for (std::size_t left = RWHttpLineReader::kMaxBytes; left != 0;) {
     bool more = false;
     const std::size_t count = portal_.recvThrough('\n', line, left, &more);
-    // If `more` is true, the portal only has nothing to read now.
+    // If `more` is true, the connection has not ended, but there is nothing to read now.
     if (count == 0 && !more) throw RWHttpConnectionError("Server unexpectedly closed connection");
     left -= count;
     if (!line.ends_with("\r\n")) continue;

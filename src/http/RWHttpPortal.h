@@ -33,8 +33,8 @@ class RWHttpPortalImp : public RWPortalImp {
 
   using RWPortalImp::recv;
   using RWPortalImp::send;
-  /// A receive of at most 0 bytes does not end a body that lasts until the connection closes. In
-  /// chunked mode, throws RWHttpConnectionError "Server unexpectedly closed connection" if the
+  /// If `length` is 0 or less, the receive returns 0 and does not end a body in until-close mode.
+  /// In chunked mode, throws RWHttpConnectionError "Server unexpectedly closed connection" if the
   /// connection ends in a chunk size line, and RWHttpReplyError if a chunk size is not a number or
   /// its line exceeds 1 MiB.
   int recv(char* buffer, int length, bool* more) override;

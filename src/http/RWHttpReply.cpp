@@ -29,8 +29,9 @@ int toNumber(std::string_view digits) {
   return result.ec == std::errc() ? value : std::numeric_limits<int>::max();
 }
 
-/// Adds a header line. Ignores leading colons. The label is the text before the next ":", and the
-/// value is the rest without the colons, and then the spaces (not tabs), at its beginning.
+/// Adds a header line. Ignores colons at the beginning of the line. The label ends at the next ":".
+/// The value is the rest of the line. Colons at its beginning are removed first, and then spaces,
+/// but not tabs.
 void addHeaderLine(RWHttpHeaderCollector& headers, std::string_view line) {
   line.remove_prefix(std::min(line.find_first_not_of(':'), line.size()));
   const std::size_t end = std::min(line.find(':'), line.size());
@@ -54,8 +55,9 @@ const RWCString& RWHttpLineReader::readLine() {
     bytes_ += count;
   }
   line_.pop_back();
-  // A CR without LF stays in the line together with the next byte, also if that is another CR. So a
-  // CR belongs to the line end only if it is the last one of an odd number.
+  // A CR that is not before the LF stays in the line together with the next byte, which may be
+  // another CR. So pairs of CRs stay, and the last CR belongs to the line end only if the number of
+  // CRs before the LF is odd.
   const std::size_t returns = line_.size() - (line_.find_last_not_of('\r') + 1);
   if (returns % 2 == 1) line_.pop_back();
   return line_;

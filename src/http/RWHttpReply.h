@@ -36,7 +36,7 @@ class RWHttpLineReader {
   RWCString line_;
 };
 
-/// A numeric reply with an HTTP version and headers, but without the body. A value.
+/// A numeric reply with an HTTP version and headers, but without the body. It is a plain value.
 class RWHttpReply : public RWNumReply {
  public:
   /// An empty reply: getStatusCode() and is1XX() to is5XX() throw RWReplyError.

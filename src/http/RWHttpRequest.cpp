@@ -80,7 +80,7 @@ void RWHttpRequest::write(const RWPortal& portal, const RWCString& host, std::ui
   } else if (length > 0) {
     headers.insert(contentLength(length));
   }
-  // Refused if the caller has set one, even an empty one.
+  // insert() has no effect if the caller has set a "Host" header, even an empty one.
   headers.insert(RWHttpHostHeader(host, port));
 
   RWCString text = requestLine();

@@ -66,8 +66,8 @@ class RWHttpRequestStringBody : public RWHttpRequestBody {
   std::size_t position_ = 0;
 };
 
-/// A request. A value. A new request has no method, no URI, version 1.1, no headers and an empty
-/// string body.
+/// A request, which is a plain value. A new request has no method, no URI, version 1.1, no headers
+/// and an empty string body.
 class RWHttpRequest {
  public:
   RWHttpRequest() : RWHttpRequest(RWCString(), RWCString()) {}
@@ -90,17 +90,20 @@ class RWHttpRequest {
   RWHttpHeaderList& headers() noexcept { return headers_; }
   const RWHttpHeaderList& headers() const noexcept { return headers_; }
   const RWTHandle<RWHttpRequestBody>& getBody() const noexcept { return body_; }
-  /// Shares `body`, which must not be empty.
+  /// Shares `body`, which must hold a body.
   void setBody(RWTHandle<RWHttpRequestBody> body);
 
   /// Returns the request line without its line end.
   RWCString requestLine() const;
 
-  /// Writes the request to `portal`, in the form shown above. Adds "Content-Length" or
-  /// "Transfer-Encoding", and "Host" (`host`:`port`), unless the headers contain them. Does not
-  /// change the request's own headers. Throws RWHttpRequestError and writes nothing if the length
-  /// of the body is unknown and the version is below 1.1. If the portal or the body throws, a part
-  /// may be written.
+  /// Writes the request to `portal`, in the form shown above. Unless the headers contain them, adds
+  /// - "Content-Length" if the length of the body is known and not 0,
+  /// - "Transfer-Encoding" if the length of the body is unknown,
+  /// - "Host", with `host` and `port`.
+  ///
+  /// Does not change the request's own headers. Throws RWHttpRequestError and writes nothing if the
+  /// length of the body is unknown and the version is below 1.1. If the portal or the body throws,
+  /// a part may be written.
   void write(const RWPortal& portal, const RWCString& host, std::uint32_t port) const;
 
  private:
