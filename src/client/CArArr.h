@@ -6,9 +6,10 @@
 //
 // Every operation is virtual. Their order is part of the binary layout, so new ones must be last.
 //
-// Errors. An operation that returns bool returns false at the limits in its comment. Any other
-// argument that would lead outside the storage, or past 32-bit counts, throws eaBadArgument before
-// anything is changed. A failed allocation throws eaNoMemory and leaves the array unchanged.
+// Errors. An operation that returns bool returns false in the cases that its comment lists. If an
+// argument would otherwise lead outside the storage, or to a count of more than 32 bits, throws
+// eaBadArgument. If an allocation fails, throws eaNoMemory. An operation that throws changes
+// nothing.
 #pragma once
 
 #include <algorithm>

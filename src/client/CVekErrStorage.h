@@ -1,10 +1,10 @@
 // The error codes of the library's callers, one for each thread.
 //
-// Thread-safe. Only the thread itself creates, changes and removes its entry. An operation takes
-// the lock once to search the entry and once to use it; in between the entry can move, but not
-// disappear.
+// Thread-safe. Only the thread itself creates, changes and removes its entry. An operation acquires
+// the lock once to search for the entry and once to use it. Between the two, other threads can
+// change the index of the entry, but cannot remove it.
 //
-// No operation throws. Without memory, an entry is not created.
+// No operation throws. If memory runs out, an entry is not created.
 #pragma once
 
 #include <cstdint>
@@ -38,13 +38,13 @@ class CVekErrStorage : protected CArArr<CVekErrEntry*> {
   std::int32_t FindEntry(std::uint32_t threadId) noexcept;
 
   /// Returns the index of the calling thread's entry, as FindEntry does. Creates the entry with
-  /// code 0 if there is none. Returns -1 without memory for it.
+  /// code 0 if there is none. Returns -1 if memory runs out.
   std::int32_t EnsureEntry() noexcept;
 
   /// Returns the calling thread's code, or kNoCode if it has no entry.
   std::uint32_t GetErrorCode() noexcept;
 
-  /// Sets the calling thread's code. Returns false without memory for its entry.
+  /// Sets the calling thread's code. Returns false if there is no memory for its entry.
   bool SetErrorCode(std::uint32_t code) noexcept;
 
   /// Frees the calling thread's entry. Returns false if there is none. The others keep their order.

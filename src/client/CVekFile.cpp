@@ -13,7 +13,7 @@ namespace orla {
 
 namespace {
 
-// Agents get the same code from a server that refuses them and from a file in the wrong state.
+// The code for a file in the wrong state is the same as that for HTTP status 401.
 constexpr auto kWrongState = ORLA_ERROR_UNAUTHORIZED;
 
 constexpr char kTemporaryPrefix[] = "$Ve";
@@ -155,7 +155,8 @@ std::uint32_t CVekFile::GetSize(std::uint32_t* high) const {
   *high = 0;
   if (!IsOpen()) return 0;
   DWORD rest = 0;
-  SetLastError(ERROR_SUCCESS);  // A file can have the size that also means a failure.
+  // The low half of a size can have the value that means failure, so the last error decides.
+  SetLastError(ERROR_SUCCESS);
   const DWORD low = GetFileSize(handle_, &rest);
   if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS) rest = low;
   *high = rest;

@@ -24,6 +24,8 @@ class ObjectName {
   bool fits_ = true;
 };
 
+/// Removes the index of an object from the result of a wait, so that the result is one of those
+/// that CVekGuard returns.
 std::uint32_t withoutIndex(std::uint32_t waitResult) noexcept {
   if (waitResult <= WAIT_OBJECT_0 + 1) return WAIT_OBJECT_0;
   if (waitResult == WAIT_ABANDONED_0 || waitResult == WAIT_ABANDONED_0 + 1) return WAIT_ABANDONED_0;

@@ -47,7 +47,7 @@ class CVekGuard {
   /// acquisition has one release whatever its result.
   std::uint32_t AcquireRead(std::uint32_t milliseconds) noexcept;
   bool TryAcquireRead(std::uint32_t milliseconds) noexcept;
-  /// Waits without limit, even for a writer.
+  /// Waits without a timeout, because it has to acquire the no-writer mutex.
   void ReleaseRead() noexcept;
 
  private:

@@ -48,9 +48,10 @@ class CVekInet : protected CArArr<CInetCntHandle*> {
                              orla_progress_fn progress, orla_progress_record* record,
                              const char* counter);
 
-  /// Writes the target of a command (type 0: the version; `upload`: an upload; else a package name)
-  /// for a URL with `path` into `target`, of `size` bytes. Returns false, with an empty target, if
-  /// an identity is null or the text does not fit.
+  /// Writes the request target of a command to `target`, which has `size` bytes. `path` is the path
+  /// of the URL. The command is the version if `type` is 0; otherwise it is an upload if `upload`
+  /// is true, and a package name if not. Returns false, with an empty target, if an identity is
+  /// null or the text does not fit.
   static bool BuildCommand(const RWCString& path, std::uint32_t type, std::uint32_t count,
                            const char* const* identities, bool upload, char* target,
                            std::size_t size);
@@ -86,8 +87,8 @@ class CVekInet : protected CArArr<CInetCntHandle*> {
   /// The connection with that handle, in use or not; null if there is none. The caller holds the
   /// table's lock.
   CInetCntHandle* Search(std::uint32_t handle);
-  /// The same for a command, which takes the lock only for the search: the reference keeps the
-  /// connection alive. Throws error 1 if the table cannot be locked.
+  /// The same, but acquires the lock for the search and releases it. The returned reference keeps
+  /// the connection alive afterwards. Throws error 1 if the table cannot be locked.
   Connection FindHandle(std::uint32_t handle);
   void SetMessageFrom(const CInetCntHandle& connection);
 

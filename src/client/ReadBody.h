@@ -18,8 +18,8 @@ inline constexpr std::size_t kMaxTextBody = std::size_t{64} << 20;
 /// and drops the rest of the body. Reads nothing if `arg` selects file mode and one of its pointers
 /// is null.
 ///
-/// Throws std::length_error, with `kMaxTextBody` bytes or fewer in `arg`, when a body that goes
-/// into memory is longer than that. The rest of the body is not read.
+/// In memory mode, throws std::length_error if the body is longer than kMaxTextBody bytes. `arg`
+/// then contains at most that many bytes, and the rest of the body is not read.
 ///
 /// Calls the progress function once with the first 512 bytes, as soon as they have been received,
 /// and then once without data for each further piece. A shorter body causes no call.

@@ -12,7 +12,8 @@ namespace orla {
 
 namespace {
 
-/// Set in `uses` while there is no object.
+/// Set in `uses` while no new use may begin: before the object is created, and after the unloading
+/// of the library or the exit of the program has begun.
 constexpr std::uint32_t kClosed = 0x80000000;
 
 /// The number of uses in progress, and kClosed.

@@ -3,7 +3,8 @@
 
 namespace orla {
 
-/// Run once each, when the library-wide object has been created and before it is destroyed.
+/// The first is called once, after the library-wide object has been created. The second is called
+/// once, before it is destroyed.
 void startThreadNotices() noexcept;
 void stopThreadNotices() noexcept;
 
