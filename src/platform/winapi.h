@@ -216,12 +216,12 @@ DWORD GetFileSize(HANDLE file, DWORD* high) noexcept;
 /// user may not write to the directory or file. Returns FILE_ATTRIBUTE_NORMAL for any other file,
 /// and INVALID_FILE_ATTRIBUTES on failure, for example if the file does not exist.
 DWORD GetFileAttributesA(const char* name) noexcept;
-/// Creates an empty file with a new name in `folder`. The name consists of at most three
+/// Creates an empty file with a new name in `directory`. The name consists of at most three
 /// characters of `prefix`, a number that is not 0, and ".tmp". Writes the path to `path`, which has
-/// room for 260 bytes or, in the port, for the length of `folder` plus 16. Returns the number,
+/// room for 260 bytes or, in the port, for the length of `directory` plus 16. Returns the number,
 /// or 0 on failure. The port requires that `unique` is 0, and gives the file the mode 0600,
 /// whatever the umask is.
-UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept;
+UINT GetTempFileNameA(const char* directory, const char* prefix, UINT unique, char* path) noexcept;
 /// Never replaces a file: fails with ERROR_ALREADY_EXISTS if `to` exists.
 ///
 /// The port changes the mode of `from` if the calling thread created it with GetTempFileNameA and

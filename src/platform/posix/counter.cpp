@@ -19,7 +19,7 @@ Counter::Counter(Kind kind, std::unique_ptr<NamedMemory> memory) noexcept
 bool Counter::tryTake() noexcept {
   std::uint64_t word = state_->word;
   while (valueOf(word) != 0)
-    if (state_->lasting != 0 || state_->word.compare_exchange_weak(word, word - 1)) return true;
+    if (state_->manualReset != 0 || state_->word.compare_exchange_weak(word, word - 1)) return true;
   return false;
 }
 
@@ -42,7 +42,7 @@ bool Counter::waitUntilSet(const Deadline& deadline) noexcept {
   return true;
 }
 
-bool Counter::increase(std::uint64_t& before, std::uint32_t value) noexcept {
+bool Counter::tryIncrease(std::uint64_t& before, std::uint32_t value) noexcept {
   auto* const word = &state_->word;
   if (!word->compare_exchange_weak(before, before - valueOf(before) + value)) return false;
   // Another thread may have deleted the object by now, so only the word's address is used, and the
@@ -53,13 +53,13 @@ bool Counter::increase(std::uint64_t& before, std::uint32_t value) noexcept {
 }
 
 void Event::initialize(BOOL manualReset, BOOL initialState) noexcept {
-  state().lasting = manualReset != FALSE ? 1 : 0;
+  state().manualReset = manualReset != FALSE ? 1 : 0;
   state().word = initialState != FALSE ? 1 : 0;
 }
 
 void Event::set() noexcept {
   std::uint64_t before = state().word;
-  while (valueOf(before) == 0 && !increase(before, 1)) {
+  while (valueOf(before) == 0 && !tryIncrease(before, 1)) {
   }
 }
 
@@ -77,7 +77,7 @@ bool Semaphore::release(std::uint32_t count, std::uint32_t& previous) noexcept {
   do {
     previous = valueOf(before);
     if (count > state().maximum - previous) return false;
-  } while (!increase(before, previous + count));
+  } while (!tryIncrease(before, previous + count));
   return true;
 }
 

@@ -29,7 +29,7 @@ class Counter : public KernelObject {
     // again: a thread that it wakes may delete the object.
     std::atomic<std::uint64_t> word;
     std::uint32_t maximum;
-    std::uint32_t lasting;  // 1 for an event that stays set when it is taken.
+    std::uint32_t manualReset;  // 1 for an event with a manual reset, otherwise 0.
   };
   static_assert(sizeof(State) <= NamedMemory::kStateSize);
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
@@ -43,7 +43,7 @@ class Counter : public KernelObject {
   /// If the word is still `before`, sets its number to `value`, which is not lower, wakes all
   /// sleepers and returns true. Otherwise sets `before` to the current word and returns false. May
   /// also fail spuriously, so the caller must repeat it.
-  bool increase(std::uint64_t& before, std::uint32_t value) noexcept;
+  bool tryIncrease(std::uint64_t& before, std::uint32_t value) noexcept;
   State& state() noexcept { return *state_; }
 
  private:

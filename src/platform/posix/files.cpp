@@ -21,7 +21,7 @@ namespace orla {
 namespace {
 
 using posix::fail;
-using posix::systemCode;
+using posix::win32Code;
 
 class File final : public posix::Object {
  public:
@@ -38,7 +38,7 @@ class File final : public posix::Object {
     if (::close(descriptor_) != 0 && errno != EINTR && error == 0) error = errno;
     if (temporary_.inode != 0) posix::noteTemporaryFile(temporary_);
     delete this;
-    return error == EIO ? ERROR_WRITE_FAULT : systemCode(error);
+    return error == EIO ? ERROR_WRITE_FAULT : win32Code(error);
   }
 
   int descriptor() const noexcept { return descriptor_; }
@@ -62,27 +62,27 @@ class File final : public posix::Object {
   bool written_ = false;
 };
 
-bool isFolder(const char* path) {
+bool isDirectory(const char* path) {
   struct ::stat status;
   return ::stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 /// Returns true if the directory that contains `path` exists.
-bool hasFolder(std::string_view path) {
+bool parentExists(std::string_view path) {
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
   const std::size_t slash = path.rfind('/');
   if (slash == std::string_view::npos) return !path.empty();
-  char folder[PATH_MAX];
+  char directory[PATH_MAX];
   const std::size_t length = slash == 0 ? 1 : slash;
-  if (length >= sizeof folder) return false;
-  folder[path.copy(folder, length)] = '\0';
-  return isFolder(folder);
+  if (length >= sizeof directory) return false;
+  directory[path.copy(directory, length)] = '\0';
+  return isDirectory(directory);
 }
 
 /// Returns the last error for a call on `path` that failed with `error`. ENOENT means that the file
 /// or a directory in the path is missing, which have different codes.
 DWORD pathCode(int error, const char* path) {
-  return error == ENOENT && !hasFolder(path) ? ERROR_PATH_NOT_FOUND : systemCode(error);
+  return error == ENOENT && !parentExists(path) ? ERROR_PATH_NOT_FOUND : win32Code(error);
 }
 
 /// Returns the flags of open(), or -1 for a combination that Windows refuses.
@@ -128,12 +128,12 @@ int openRegularFile(const char* name, int flags, mode_t mode, struct ::stat& sta
   // Without O_NONBLOCK, opening a FIFO waits until another process opens it. With O_NONBLOCK,
   // opening a regular file fails with EAGAIN while another process holds a lease on it. That
   // process releases the lease soon, so the file is then opened without O_NONBLOCK.
-  int unlessBlocking = O_NONBLOCK;
+  int nonBlocking = O_NONBLOCK;
   int descriptor;
   do {
-    descriptor = posix::aboveStandardStreams(::open(name, flags | unlessBlocking, mode));
+    descriptor = posix::aboveStandardStreams(::open(name, flags | nonBlocking, mode));
   } while (descriptor < 0 &&
-           (errno == EINTR || (errno == EAGAIN && std::exchange(unlessBlocking, 0) != 0)));
+           (errno == EINTR || (errno == EAGAIN && std::exchange(nonBlocking, 0) != 0)));
   if (descriptor < 0) {
     // The file is a FIFO or a socket, or a symbolic link that must not be followed.
     if (errno == ENXIO || (errno == ELOOP && (flags & O_NOFOLLOW) != 0)) errno = EACCES;
@@ -161,25 +161,29 @@ UINT firstTemporaryNumber() {
 
 /// Deletes the target of a move whose second step failed. Returns `error`, which is the errno of
 /// that step.
-int takeBack(const char* to, int error) {
+int removeTarget(const char* to, int error) {
   ::unlink(to);
   return error;
+}
+
+/// Returns true if `error` means that the file system or a sandbox does not support a call.
+bool isUnsupported(int error) {
+  return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == EPERM;
 }
 
 /// Renames a file and never replaces another one. Returns 0 or an errno.
 int moveWithoutReplacing(const char* from, const char* to) {
   if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EPERM) return errno;
-  // The file system or a sandbox does not support renameat2(). link() does not replace a file
-  // either.
-  if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : takeBack(to, errno);
-  if (errno != EPERM && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) return errno;
-  // Nor are links supported. Creating an empty file reserves the name: it fails if there is a file,
-  // and only the empty file is replaced.
+  if (!isUnsupported(errno)) return errno;
+  // link() does not replace a file either.
+  if (::link(from, to) == 0) return ::unlink(from) == 0 ? 0 : removeTarget(to, errno);
+  if (!isUnsupported(errno)) return errno;
+  // Creating an empty file reserves the name: it fails if there is a file, and only the empty file
+  // is replaced.
   const int claim = posix::createExclusively(to, 0600);
   if (claim < 0) return errno;
   ::close(claim);
-  return ::rename(from, to) == 0 ? 0 : takeBack(to, errno);
+  return ::rename(from, to) == 0 ? 0 : removeTarget(to, errno);
 }
 
 }  // namespace
@@ -187,11 +191,11 @@ int moveWithoutReplacing(const char* from, const char* to) {
 HANDLE CreateFileA(const char* name, DWORD access, DWORD, SECURITY_ATTRIBUTES*, DWORD disposition,
                    DWORD flags, HANDLE) noexcept {
   DWORD error = ERROR_INVALID_PARAMETER;
-  const int how = openFlags(access, disposition);
-  if (how >= 0) {
+  const int openingFlags = openFlags(access, disposition);
+  if (openingFlags >= 0) {
     const mode_t mode = (flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
     struct ::stat status;
-    const int descriptor = openRegularFile(name, how, mode, status);
+    const int descriptor = openRegularFile(name, openingFlags, mode, status);
     if (descriptor < 0) {
       error = pathCode(errno, name);
     } else if (auto* file =
@@ -214,7 +218,7 @@ BOOL ReadFile(HANDLE handle, void* buffer, DWORD size, DWORD* got, OVERLAPPED*) 
   do {
     count = ::read(file->descriptor(), buffer, size);
   } while (count < 0 && errno == EINTR);
-  if (count < 0) return fail(errno == EIO ? ERROR_READ_FAULT : systemCode(errno));
+  if (count < 0) return fail(errno == EIO ? ERROR_READ_FAULT : win32Code(errno));
   *got = static_cast<DWORD>(count);
   return TRUE;
 }
@@ -232,7 +236,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
     if (count >= 0) {
       *written += static_cast<DWORD>(count);
     } else if (errno != EINTR) {
-      return fail(errno == EIO ? ERROR_WRITE_FAULT : systemCode(errno));
+      return fail(errno == EIO ? ERROR_WRITE_FAULT : win32Code(errno));
     }
   } while (*written < size);
   return TRUE;
@@ -243,7 +247,7 @@ DWORD GetFileSize(HANDLE handle, DWORD* high) noexcept {
   if (file == nullptr) return INVALID_FILE_SIZE;
   struct ::stat status;
   if (::fstat(file->descriptor(), &status) != 0) {
-    SetLastError(systemCode(errno));
+    SetLastError(win32Code(errno));
     return INVALID_FILE_SIZE;
   }
   const auto size = static_cast<std::uint64_t>(status.st_size);
@@ -266,11 +270,11 @@ DWORD GetFileAttributesA(const char* name) noexcept {
   return readOnly != 0 ? readOnly : FILE_ATTRIBUTE_NORMAL;
 }
 
-UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char* path) noexcept {
+UINT GetTempFileNameA(const char* directory, const char* prefix, UINT unique, char* path) noexcept {
   if (unique != 0) return static_cast<UINT>(fail(ERROR_INVALID_PARAMETER));
-  if (!isFolder(folder)) return static_cast<UINT>(fail(ERROR_DIRECTORY));
-  const std::size_t length = std::strlen(folder);
-  std::memcpy(path, folder, length + 1);
+  if (!isDirectory(directory)) return static_cast<UINT>(fail(ERROR_DIRECTORY));
+  const std::size_t length = std::strlen(directory);
+  std::memcpy(path, directory, length + 1);
   char* name = path + length;
   if (length == 0 || name[-1] != '/') *name++ = '/';
   UINT number = firstTemporaryNumber();
@@ -278,7 +282,7 @@ UINT GetTempFileNameA(const char* folder, const char* prefix, UINT unique, char*
     // The separator and the name have at most 1 + 3 + 4 + 4 characters, and `path` has room for 16.
     std::snprintf(name, 15, "%.3s%X.tmp", prefix, number);
     if (posix::createTemporaryFile(path)) return number;
-    if (errno != EEXIST && errno != EINTR) return static_cast<UINT>(fail(systemCode(errno)));
+    if (errno != EEXIST && errno != EINTR) return static_cast<UINT>(fail(win32Code(errno)));
     number = number % 0xFFFF + 1;
   }
   return static_cast<UINT>(fail(ERROR_FILE_EXISTS));
@@ -297,10 +301,10 @@ BOOL DeleteFileA(const char* name) noexcept {
   posix::forgetDeletedFile();
   struct ::stat entry, file;
   if (::lstat(name, &entry) != 0) return fail(pathCode(errno, name));
-  const int unknown = ::stat(name, &file) == 0 ? 0 : errno;
+  const int statError = ::stat(name, &file) == 0 ? 0 : errno;
   // A link to a file that does not exist may be deleted, because no data is lost with it.
-  const bool dangling = unknown == ENOENT;
-  if (!dangling && (unknown != 0 || !S_ISREG(file.st_mode))) return fail(ERROR_ACCESS_DENIED);
+  const bool dangling = statError == ENOENT;
+  if (!dangling && (statError != 0 || !S_ISREG(file.st_mode))) return fail(ERROR_ACCESS_DENIED);
   if (::unlink(name) != 0) return fail(pathCode(errno, name));
   if (!dangling) posix::noteDeletedFile(name, entry, file);
   return TRUE;

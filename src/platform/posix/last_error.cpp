@@ -118,7 +118,7 @@ int winsockCode(int error) noexcept {
   }
 }
 
-DWORD systemCode(int error) noexcept {
+DWORD win32Code(int error) noexcept {
   switch (error) {
     case 0:
       return ERROR_SUCCESS;

@@ -11,7 +11,7 @@ int winsockCode(int error) noexcept;
 
 /// Returns the Win32 code for the errno of a call that does not concern sockets. An errno without a
 /// Win32 code gives ERROR_GEN_FAILURE.
-DWORD systemCode(int error) noexcept;
+DWORD win32Code(int error) noexcept;
 
 /// Sets the last error and returns SOCKET_ERROR.
 int failSocket(int winsockError) noexcept;

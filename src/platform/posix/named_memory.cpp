@@ -72,7 +72,7 @@ bool NamedMemory::enterSlot(const char* name, Object::Kind kind, DWORD& error) n
     return false;
   }
   if (!file.openSlot(index)) {
-    error = systemCode(errno);
+    error = win32Code(errno);
     return false;
   }
   slot_ = index;

@@ -20,8 +20,8 @@ struct DeletedFile {
   std::size_t nameHash = 0;
   mode_t mode = 0;
   gid_t group = 0;
-  bool own = false;
-  bool any = false;
+  bool isUsersOwn = false;
+  bool isNoted = false;
 };
 
 struct Notes {
@@ -39,10 +39,14 @@ std::size_t hashOf(const char* name) {
 /// that it must get.
 mode_t modeOfReplacement(int descriptor, const struct ::stat& temporary, mode_t usualMode,
                          const DeletedFile& old) {
-  const mode_t mode = old.own ? old.mode : old.mode & usualMode;
-  const bool sameGroup = temporary.st_gid == old.group ||
-                         (old.own && ::fchown(descriptor, static_cast<uid_t>(-1), old.group) == 0);
-  return sameGroup ? mode : mode & (~static_cast<mode_t>(S_IRWXG) | (mode & S_IRWXO) << 3);
+  const mode_t mode = old.isUsersOwn ? old.mode : old.mode & usualMode;
+  const bool sameGroup =
+      temporary.st_gid == old.group ||
+      (old.isUsersOwn && ::fchown(descriptor, static_cast<uid_t>(-1), old.group) == 0);
+  if (sameGroup) return mode;
+  // Another group may do no more than all users may. Its bits are 3 places above those of all users.
+  const mode_t othersAsGroup = (mode & S_IRWXO) << 3;
+  return (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & othersAsGroup);
 }
 
 }  // namespace
@@ -92,8 +96,8 @@ void noteTemporaryFile(const TemporaryFile& file) noexcept {
 void noteDeletedFile(const char* name, const struct ::stat& entry,
                      const struct ::stat& file) noexcept {
   const uid_t user = ::geteuid();
-  const bool own = entry.st_uid == user && file.st_uid == user;
-  notes.deleted = {hashOf(name), file.st_mode & kPermissions, file.st_gid, own, true};
+  const bool isUsersOwn = entry.st_uid == user && file.st_uid == user;
+  notes.deleted = {hashOf(name), file.st_mode & kPermissions, file.st_gid, isUsersOwn, true};
 }
 
 void forgetDeletedFile() noexcept {
@@ -109,7 +113,7 @@ void finishTemporaryFile(const char* from, const char* to) noexcept {
   if (descriptor < 0) return;
   struct ::stat status;
   if (::fstat(descriptor, &status) == 0 && temporary.is(status)) {
-    const bool replaces = deleted.any && deleted.nameHash == hashOf(to);
+    const bool replaces = deleted.isNoted && deleted.nameHash == hashOf(to);
     ::fchmod(descriptor, replaces
                              ? modeOfReplacement(descriptor, status, temporary.usualMode, deleted)
                              : temporary.usualMode);

@@ -78,8 +78,8 @@ class Watch {
                    nullptr);
   }
 
-  /// Returns true if there is a negative descriptor, which poll() would ignore.
-  bool hasNoSocket() const { return hasNoSocket_; }
+  /// Returns true if a set contains INVALID_SOCKET, whose descriptor poll() would ignore.
+  bool hasInvalidSocket() const { return hasInvalidSocket_; }
 
   bool hasClosedSocket() const {
     return std::any_of(entries_.begin(), entries_.begin() + count_,
@@ -89,7 +89,7 @@ class Watch {
   /// Marks the ready entries and returns their number. If poll() reports an entry for a reason that
   /// its set does not ask for, stops watching the entry, because poll() would report it again at
   /// once.
-  int countReady() {
+  int markReady() {
     int ready = 0;
     std::size_t i = 0;
     for (std::size_t purpose = kRead; purpose < kPurposes; ++purpose) {
@@ -120,27 +120,27 @@ class Watch {
  private:
   void add(const ::pollfd& entry) {
     entries_[static_cast<std::size_t>(count_++)] = entry;
-    hasNoSocket_ = hasNoSocket_ || entry.fd < 0;
+    hasInvalidSocket_ = hasInvalidSocket_ || entry.fd < 0;
   }
 
   std::array<fd_set*, kPurposes> sets_;
   std::array<::pollfd, kPurposes * FD_SETSIZE> entries_;
   std::array<bool, kPurposes * FD_SETSIZE> ready_{};
   std::ptrdiff_t count_ = 0;
-  bool hasNoSocket_ = false;
+  bool hasInvalidSocket_ = false;
 };
 
-bool isSound(const fd_set* set) {
+bool isValid(const fd_set* set) {
   return set == nullptr || set->fd_count <= FD_SETSIZE;
 }
 
 }  // namespace
 
 int select(int, fd_set* read, fd_set* write, fd_set* except, const timeval* timeout) noexcept {
-  if (!isSound(read) || !isSound(write) || !isSound(except)) return failSocket(WSAEINVAL);
+  if (!isValid(read) || !isValid(write) || !isValid(except)) return failSocket(WSAEINVAL);
   Watch watch(read, write, except);
   if (watch.isEmpty()) return failSocket(WSAEINVAL);
-  if (watch.hasNoSocket()) return failSocket(WSAENOTSOCK);
+  if (watch.hasInvalidSocket()) return failSocket(WSAENOTSOCK);
   Deadline deadline;
   if (timeout != nullptr) {
     if (timeout->tv_sec < 0 || timeout->tv_usec < 0) return failSocket(WSAEINVAL);
@@ -154,7 +154,7 @@ int select(int, fd_set* read, fd_set* write, fd_set* except, const timeval* time
       return failSocket(posix::winsockCode(errno));
     }
     if (watch.hasClosedSocket()) return failSocket(WSAENOTSOCK);
-    const int ready = watch.countReady();
+    const int ready = watch.markReady();
     if (ready == 0 && reported != 0) continue;
     watch.reduceSets();
     return ready;

@@ -44,7 +44,7 @@ Lock lockByte(int descriptor, ::off_t byte, short type, int command) {
   return errno == EAGAIN || errno == EACCES ? Lock::kHeldElsewhere : Lock::kFailed;
 }
 
-bool isUsersAlone(const char* directory) {
+bool isPrivateDirectory(const char* directory) {
   struct ::stat status;
   return ::lstat(directory, &status) == 0 && S_ISDIR(status.st_mode) &&
          status.st_uid == ::geteuid() && (status.st_mode & 077) == 0;
@@ -55,7 +55,7 @@ bool isUsersAlone(const char* directory) {
 bool makeRootsDirectory(const char* directory) {
   // The umask may have removed root's own permissions, which root needs if it has no capabilities.
   if (::mkdir(directory, 0700) == 0 && ::chmod(directory, 0700) != 0) return false;
-  return isUsersAlone(directory);
+  return isPrivateDirectory(directory);
 }
 
 /// Writes the path of the user's file. Returns false if the PID namespace is unknown.
@@ -64,9 +64,14 @@ bool makePath(char* path, std::size_t size) {
   if (::stat("/proc/self/ns/pid", &space) != 0) return false;
   const ::uid_t user = ::geteuid();
   char directory[64];
-  std::snprintf(directory, sizeof directory, "/run/user/%u", user);
-  if (user == 0) std::strcpy(directory, "/run/orla");
-  const bool isSafe = user == 0 ? makeRootsDirectory(directory) : isUsersAlone(directory);
+  bool isSafe;
+  if (user == 0) {
+    std::strcpy(directory, "/run/orla");
+    isSafe = makeRootsDirectory(directory);
+  } else {
+    std::snprintf(directory, sizeof directory, "/run/user/%u", user);
+    isSafe = isPrivateDirectory(directory);
+  }
   std::snprintf(path, size, "%s/orla.%u.%llu", isSafe ? directory : "/dev/shm", user,
                 static_cast<unsigned long long>(space.st_ino));
   return true;
@@ -115,35 +120,35 @@ bool SharedFile::open() noexcept {
   // An attempt is repeated only if this process, or another one that closed the file, deleted it.
   constexpr int kMaxAttempts = 1000;
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-    const Entry entry = tryOpen();
-    if (entry != Entry::kAgain) return entry == Entry::kDone;
+    const Attempt result = tryOpen();
+    if (result != Attempt::kRepeat) return result == Attempt::kDone;
   }
   return false;
 }
 
-SharedFile::Entry SharedFile::tryOpen() noexcept {
+SharedFile::Attempt SharedFile::tryOpen() noexcept {
   descriptor_ = openFile(path_, O_CREAT);
   if (descriptor_ < 0)
-    return errno == EACCES && removeLockedFile(path_) ? Entry::kAgain : Entry::kFailed;
-  Entry entry = Entry::kFailed;
+    return errno == EACCES && removeLockedFile(path_) ? Attempt::kRepeat : Attempt::kFailed;
+  Attempt result = Attempt::kFailed;
   struct ::stat status;
   if (enterGate() && ::fstat(descriptor_, &status) == 0) {
     const Lock users = lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK);
     const bool isAlone = users == Lock::kTaken;
     if (status.st_nlink == 0) {
-      entry = Entry::kAgain;  // Its last user deleted it after this process opened it.
+      result = Attempt::kRepeat;  // Its last user deleted it after this process opened it.
     } else if (isAlone && status.st_size != 0) {
       // Killed processes left it.
-      entry = ::unlink(path_) == 0 ? Entry::kAgain : Entry::kFailed;
+      result = ::unlink(path_) == 0 ? Attempt::kRepeat : Attempt::kFailed;
     } else if (users != Lock::kFailed && map(isAlone)) {
-      return Entry::kDone;
+      return Attempt::kDone;
     } else if (isAlone) {
       ::unlink(path_);
     }
   }
   ::close(descriptor_);
   descriptor_ = -1;
-  return entry;
+  return result;
 }
 
 /// Maps the file and counts this process as a user. Opens the file a second time for the mapping,

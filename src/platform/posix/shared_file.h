@@ -85,9 +85,9 @@ class SharedFile {
 
  private:
   struct Layout;
-  enum class Entry { kDone, kAgain, kFailed };
+  enum class Attempt { kDone, kRepeat, kFailed };
 
-  Entry tryOpen() noexcept;
+  Attempt tryOpen() noexcept;
   bool map(bool isFresh) noexcept;
   void releaseAll() noexcept;
 

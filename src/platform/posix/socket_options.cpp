@@ -55,7 +55,7 @@ const Option* findOption(int level, int name) {
 
 /// Fails because the option does not exist or cannot be set. Fails with WSAENOTSOCK if the
 /// descriptor is not a socket, and with WSAENOPROTOOPT otherwise.
-int failWithoutOption(int descriptor) {
+int failNoOption(int descriptor) {
   return failSocket(posix::isSocket(descriptor) ? WSAENOPROTOOPT : WSAENOTSOCK);
 }
 
@@ -76,7 +76,7 @@ bool getSystemOption(int descriptor, const Option& option, Value& value) {
 }
 
 template <typename Value>
-int giveValue(const Value& from, char* value, int* length) {
+int copyValue(const Value& from, char* value, int* length) {
   std::memcpy(value, &from, sizeof from);
   *length = sizeof from;
   return 0;
@@ -87,7 +87,7 @@ int giveValue(const Value& from, char* value, int* length) {
 int setsockopt(SOCKET socket, int level, int name, const char* value, int length) noexcept {
   const int descriptor = descriptorOf(socket);
   const Option* option = findOption(level, name);
-  if (option == nullptr) return failWithoutOption(descriptor);
+  if (option == nullptr) return failNoOption(descriptor);
   // Both forms of a value, a 32-bit number and a pair of 16-bit ones, have four bytes.
   static_assert(sizeof(linger) == sizeof(std::uint32_t));
   if (value == nullptr || length < static_cast<int>(sizeof(std::uint32_t)))
@@ -110,24 +110,24 @@ int setsockopt(SOCKET socket, int level, int name, const char* value, int length
     case Form::kReadOnly:
       break;
   }
-  return failWithoutOption(descriptor);
+  return failNoOption(descriptor);
 }
 
 int getsockopt(SOCKET socket, int level, int name, char* value, int* length) noexcept {
   const int descriptor = descriptorOf(socket);
   const Option* option = findOption(level, name);
-  if (option == nullptr) return failWithoutOption(descriptor);
+  if (option == nullptr) return failNoOption(descriptor);
   if (value == nullptr || length == nullptr || *length < static_cast<int>(sizeof(std::uint32_t)))
     return failSocket(WSAEFAULT);
   if (option->form == Form::kMilliseconds) {
     ::timeval limit{};
     if (!getSystemOption(descriptor, *option, limit)) return SOCKET_ERROR;
-    return giveValue(static_cast<DWORD>(limit.tv_sec * 1000 + limit.tv_usec / 1000), value, length);
+    return copyValue(static_cast<DWORD>(limit.tv_sec * 1000 + limit.tv_usec / 1000), value, length);
   }
   if (option->form == Form::kLinger) {
     ::linger found{};
     if (!getSystemOption(descriptor, *option, found)) return SOCKET_ERROR;
-    return giveValue(
+    return copyValue(
         linger{static_cast<u_short>(found.l_onoff), static_cast<u_short>(found.l_linger)}, value,
         length);
   }
@@ -136,7 +136,7 @@ int getsockopt(SOCKET socket, int level, int name, char* value, int* length) noe
   if (option->form == Form::kError) found = winsockCode(found);
   // The kernel doubles the size of a buffer for its own bookkeeping, and reports the double.
   if (option->form == Form::kBuffer) found /= 2;
-  return giveValue(found, value, length);
+  return copyValue(found, value, length);
 }
 
 int ioctlsocket(SOCKET socket, long command, u_long* argument) noexcept {

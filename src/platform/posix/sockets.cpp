@@ -1,12 +1,4 @@
-#include "platform/winapi.h"
-
-// The values of winapi.h whose names the system's headers define as macros with other values.
-namespace orla {
-namespace {
-constexpr int kInternetFamily = AF_INET;
-constexpr int kSupportedFlags = MSG_PEEK;
-}  // namespace
-}  // namespace orla
+#include "platform/posix/winsock_values.h"
 
 #include <cerrno>
 #include <cstring>
@@ -28,8 +20,11 @@ using posix::Deadline;
 using posix::descriptorOf;
 using posix::failSocket;
 using posix::winsockCode;
+using posix::winsock::kInternetFamily;
 
 namespace {
+
+constexpr int kSupportedFlags = posix::winsock::kPeek;
 
 // Addresses and flags are passed to the kernel unchanged.
 static_assert(sizeof(sockaddr_in) == sizeof(::sockaddr_in) && kInternetFamily == AF_INET);
@@ -50,7 +45,7 @@ int addressError(const sockaddr* address, int length) {
 }
 
 /// Copies an address to the caller's buffer, which must be large enough.
-void giveAddress(const ::sockaddr_in& from, sockaddr* address, int* length) {
+void copyAddress(const ::sockaddr_in& from, sockaddr* address, int* length) {
   std::memcpy(address, &from, sizeof from);
   *length = kAddressSize;
 }
@@ -221,7 +216,7 @@ SOCKET accept(SOCKET socket, sockaddr* address, int* length) noexcept {
     const int accepted = posix::aboveStandardStreams(
         ::accept4(descriptor, reinterpret_cast<::sockaddr*>(&peer), &size, flags));
     if (accepted >= 0) {
-      if (wantsAddress) giveAddress(peer, address, length);
+      if (wantsAddress) copyAddress(peer, address, length);
       return static_cast<SOCKET>(accepted);
     }
     // The wait goes on if a signal interrupted it, if the peer closed the connection before it was
@@ -245,7 +240,7 @@ int recvfrom(SOCKET socket, char* buffer, int length, int flags, sockaddr* from,
   const int count = receive(socket, buffer, length, flags, &sender, &senderLength);
   // A stream has no sender's address, so the caller's buffer is left unchanged. A datagram that was
   // longer than the buffer has one.
-  if (senderLength == kAddressSize) giveAddress(sender, from, fromLength);
+  if (senderLength == kAddressSize) copyAddress(sender, from, fromLength);
   return count;
 }
 
@@ -283,7 +278,7 @@ int getpeername(SOCKET socket, sockaddr* address, int* length) noexcept {
   socklen_t size = sizeof peer;
   if (::getpeername(descriptorOf(socket), reinterpret_cast<::sockaddr*>(&peer), &size) != 0)
     return failSocket(winsockCode(errno));
-  giveAddress(peer, address, length);
+  copyAddress(peer, address, length);
   return 0;
 }
 
@@ -296,7 +291,7 @@ int getsockname(SOCKET socket, sockaddr* address, int* length) noexcept {
     return failSocket(winsockCode(errno));
   // The kernel returns an address with port 0 for an unbound socket.
   if (self.sin_port == 0) return failSocket(WSAEINVAL);
-  giveAddress(self, address, length);
+  copyAddress(self, address, length);
   return 0;
 }
 

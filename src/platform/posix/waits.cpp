@@ -51,29 +51,30 @@ class WaitForAll {
 
   /// Takes all. Returns false, with nothing taken, if the deadline passed first.
   bool run(const Deadline& deadline) {
-    Mutex* held = nullptr;
+    Mutex* awaited = nullptr;  // If not null, the thread slept on it last and has taken it.
     for (;;) {
       // While the counter is not set, taking the mutexes would be useless.
       if (counter_ == nullptr || counter_->isSet()) {
-        Mutex* const missing = tryTakeMutexes(held);
+        Mutex* const missing = tryTakeMutexes(awaited);
         if (missing == nullptr && (counter_ == nullptr || counter_->tryTake())) return true;
         releaseMutexes();
-        held = missing;
-      } else if (held != nullptr) {
-        held->release();
-        held = nullptr;
+        awaited = missing;
+      } else if (awaited != nullptr) {
+        awaited->release();
+        awaited = nullptr;
       }
       // Sleeps on one object while no other is taken. If it is a mutex, it is taken afterwards.
-      if (held != nullptr ? !held->take(deadline) : !counter_->waitUntilSet(deadline)) return false;
+      if (awaited != nullptr ? !awaited->take(deadline) : !counter_->waitUntilSet(deadline))
+        return false;
     }
   }
 
  private:
-  /// Takes every mutex but `held`, which is taken already. Returns the first one that another
+  /// Takes every mutex but `awaited`, which is taken already. Returns the first one that another
   /// thread owns, or null if all are taken.
-  Mutex* tryTakeMutexes(const Mutex* held) {
+  Mutex* tryTakeMutexes(const Mutex* awaited) {
     taken_.fill(false);
-    for (std::size_t i = 0; i < mutexCount_; ++i) taken_[i] = mutexes_[i] == held;
+    for (std::size_t i = 0; i < mutexCount_; ++i) taken_[i] = mutexes_[i] == awaited;
     for (std::size_t i = 0; i < mutexCount_; ++i) {
       if (!taken_[i] && !mutexes_[i]->tryTake()) return mutexes_[i];
       taken_[i] = true;
