@@ -13,7 +13,7 @@ using UnlockGuard = RWTMonitor<RWMutexLock>::UnlockGuard;
 /// text is `method` and the text of that error. If it throws anything else, the text is `method`
 /// and "Unexpected exception".
 template <class Operation>
-auto namingErrors(const char* method, Operation operation) {
+auto withMethodName(const char* method, Operation operation) {
   try {
     return operation();
   } catch (const RWTHRxmsg& error) {
@@ -44,7 +44,7 @@ class RWCondition::Waiter {
 };
 
 void RWCondition::wait() {
-  namingErrors("RWCondition::wait - ", [this]() ORLA_NO_ANALYSIS {
+  withMethodName("RWCondition::wait - ", [this]() ORLA_NO_ANALYSIS {
     if (hook_) hook_(*this);
     Waiter waiter(waiters_);
     UnlockGuard unlocked(*mutex_);
@@ -53,26 +53,26 @@ void RWCondition::wait() {
 }
 
 bool RWCondition::wait(std::uint32_t milliseconds) {
-  return namingErrors("RWCondition::wait - ", [this, milliseconds]() ORLA_NO_ANALYSIS {
+  return withMethodName("RWCondition::wait - ", [this, milliseconds]() ORLA_NO_ANALYSIS {
     if (hook_) hook_(*this);
     Waiter waiter(waiters_);
-    bool signalled = false;
+    bool signaled = false;
     {
       UnlockGuard unlocked(*mutex_);
-      signalled = waiter.semaphore.acquire(milliseconds);
+      signaled = waiter.semaphore.acquire(milliseconds);
     }
-    return signalled || waiter.semaphore.tryAcquire();
+    return signaled || waiter.semaphore.tryAcquire();
   });
 }
 
 void RWCondition::signal() {
-  namingErrors("RWCondition::signal - ", [this] {
+  withMethodName("RWCondition::signal - ", [this] {
     if (!waiters_.empty()) releaseOldest();
   });
 }
 
 void RWCondition::signalAll() {
-  namingErrors("RWCondition::signalAll - ", [this] {
+  withMethodName("RWCondition::signalAll - ", [this] {
     while (!waiters_.empty()) releaseOldest();
   });
 }

@@ -18,13 +18,13 @@ RWMutexLock::~RWMutexLock() noexcept(false) {
 void RWMutexLock::init() {
   handle_ = CreateMutexA(nullptr, FALSE, nullptr);
   if (!handle_) raiseSystemError("RWMutexLock::init - ", "CreateMutex() - ");
-  initialised_ = true;
+  initialized_ = true;
 }
 
 void RWMutexLock::prepare() {
   if (hook_) hook_(*this);
   // A lock in static storage may be used before its constructor has run.
-  if (!initialised_) init();
+  if (!initialized_) init();
 }
 
 void RWMutexLock::acquire() {

@@ -41,7 +41,7 @@ class ORLA_CAPABILITY("mutex") RWMutexLock {
 
   Hook hook_;
   void* handle_ = nullptr;
-  bool initialised_ = false;
+  bool initialized_ = false;
   const UnwindDetector unwind_;
 };
 

@@ -75,6 +75,8 @@ void RWPCBufferBase::close() {
   wakeAll();
 }
 
+// The previous callback is swapped into the parameter, so that it is destroyed after the lock is
+// released.
 void RWPCBufferBase::onEmpty(RWFunctor0 callback) {
   LockGuard guard(mutex_);
   std::swap(onEmpty_, callback);
@@ -134,11 +136,11 @@ void RWPCBufferBase::itemAdded() {
   if (readersWaiting_ != 0) notEmpty_.signal();
 }
 
-void RWPCBufferBase::passItemOn() {
+void RWPCBufferBase::wakeNextReader() {
   if (canRead() && readersWaiting_ != 0) notEmpty_.signal();
 }
 
-void RWPCBufferBase::passRoomOn() {
+void RWPCBufferBase::wakeNextWriter() {
   if (canWrite() && writersWaiting_ != 0) notFull_.signal();
 }
 

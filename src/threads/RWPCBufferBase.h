@@ -66,9 +66,9 @@ class RWPCBufferBase : protected RWTMonitor<RWMutexLock> {
 
   /// Called when a read fails. If there is an item, wakes the next reader, because the reader that
   /// was woken for the item may be the one that failed.
-  void passItemOn() ORLA_REQUIRES(mutex_);
+  void wakeNextReader() ORLA_REQUIRES(mutex_);
   /// Called when a write fails. If there is room, wakes the next writer, for the same reason.
-  void passRoomOn() ORLA_REQUIRES(mutex_);
+  void wakeNextWriter() ORLA_REQUIRES(mutex_);
 
  private:
   friend struct ThreadsTestAccess;

@@ -24,7 +24,7 @@ class RWTPCValBufferBase : public RWPCBufferBase {
     try {
       return takeAwaited();
     } catch (...) {
-      passItemOn();
+      wakeNextReader();
       throw;
     }
   }
@@ -49,7 +49,7 @@ class RWTPCValBufferBase : public RWPCBufferBase {
       append(std::move(item));
       itemAdded();
     } catch (...) {
-      passRoomOn();
+      wakeNextWriter();
       throw;
     }
   }
