@@ -15,13 +15,13 @@ using Condition = RWSocketAttribute::Condition;
 
 struct WaitSet {
   fd_set sockets;
-  int waited;  // The conditions for which a socket is in the set.
-  int found;   // The conditions that are reported for a ready socket.
+  /// A socket is in the set if it waits for one of these. All of them are reported if it is ready.
+  int conditions;
 
-  WaitSet(int waitedFor, int reported) : waited(waitedFor), found(reported) { FD_ZERO(&sockets); }
+  explicit WaitSet(int setConditions) : conditions(setConditions) { FD_ZERO(&sockets); }
 
   void add(const RWSocketAttribute& attribute) {
-    if (!(attribute.conditions & waited)) return;
+    if (!(attribute.conditions & conditions)) return;
     const SOCKET socket = attribute.socket.handle();
     FD_SET(socket, &sockets);
     // FD_SET ignores the socket if the set is full. The wait would then miss it.
@@ -30,7 +30,7 @@ struct WaitSet {
 
   void report(RWSocketAttributes& result) const {
     for (auto left = sockets.fd_count; left > 0; --left) {
-      result.append({RWSocket(sockets.fd_array[left - 1]), found});
+      result.append({RWSocket(sockets.fd_array[left - 1]), conditions});
     }
   }
 };
@@ -38,10 +38,9 @@ struct WaitSet {
 }  // namespace
 
 RWSocketAttributes selectSockets(const RWSocketAttributes& attributes, double seconds) {
-  constexpr int kReading = Condition::CanRead | Condition::CanAccept;
-  constexpr int kWriting = Condition::CanWrite | Condition::Connected;
-  WaitSet sets[] = {
-      {kReading, kReading}, {kWriting, kWriting}, {Condition::Exceptional, Condition::Exceptional}};
+  WaitSet sets[] = {WaitSet(Condition::CanRead | Condition::CanAccept),
+                    WaitSet(Condition::CanWrite | Condition::Connected),
+                    WaitSet(Condition::Exceptional)};
   for (const RWSocketAttribute& attribute : attributes) {
     for (WaitSet& set : sets) set.add(attribute);
   }
