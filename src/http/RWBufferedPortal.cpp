@@ -27,14 +27,14 @@ int RWBufferedPortalImp::receive(char* buffer, int length, bool* more, Receive r
 }
 
 int RWBufferedPortalImp::recv(char* buffer, int length, bool* more, std::uint32_t timeout) {
-  return receive(buffer, length, more, [&](char* into, int most, bool* condition) {
-    return portal_.recv(into, most, condition, timeout);
+  return receive(buffer, length, more, [&](char* into, int most, bool* moreBelow) {
+    return portal_.recv(into, most, moreBelow, timeout);
   });
 }
 
 int RWBufferedPortalImp::recv(char* buffer, int length, bool* more) {
-  return receive(buffer, length, more, [&](char* into, int most, bool* condition) {
-    return portal_.recv(into, most, condition);
+  return receive(buffer, length, more, [&](char* into, int most, bool* moreBelow) {
+    return portal_.recv(into, most, moreBelow);
   });
 }
 

@@ -170,10 +170,8 @@ RWHttpHeaderList RWHttpHeaderCollector::take() {
       value.append(", ").append(valueOf(*line));
     headers.emplace_back(RWCString(labelOf(*last)), std::move(value));
   }
-  // The headers are sorted without regard to case. The order of a list depends on case, so they may
-  // have to be sorted again.
-  if (!std::is_sorted(headers.begin(), headers.end(), sortsBefore))
-    std::sort(headers.begin(), headers.end(), sortsBefore);
+  // The headers are sorted without regard to case, but the order of a list depends on case.
+  std::sort(headers.begin(), headers.end(), sortsBefore);
   RWHttpHeaderList list;
   list.headers_ = RWTValOrderedVector<RWHttpGenericHeader>(std::move(headers));
   text_.clear();

@@ -58,15 +58,14 @@ const RWCString& RWHttpLineReader::readLine() {
   // A CR that is not before the LF stays in the line together with the next byte, which may be
   // another CR. So pairs of CRs stay, and the last CR belongs to the line end only if the number of
   // CRs before the LF is odd.
-  const std::size_t returns = line_.size() - (line_.find_last_not_of('\r') + 1);
-  if (returns % 2 == 1) line_.pop_back();
+  const std::size_t carriageReturns = line_.size() - (line_.find_last_not_of('\r') + 1);
+  if (carriageReturns % 2 == 1) line_.pop_back();
   return line_;
 }
 
 RWHttpReply::RWHttpReply(RWHttpLineReader& lines) {
-  const RWCString* line;
-  do line = &lines.readLine();
-  while (line->empty());
+  const RWCString* line = &lines.readLine();
+  while (line->empty()) line = &lines.readLine();
   append(RWReplyLine(takeVersion(*line)));
   while (!isComplete()) append(RWReplyLine(lines.readLine()));
 
