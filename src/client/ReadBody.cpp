@@ -12,8 +12,8 @@ namespace orla {
 
 namespace {
 
-/// The body is read in pieces of at most this many bytes, into one buffer. Texts are usually short,
-/// so their buffer is on the stack.
+/// The maximum sizes of the pieces in which a body is read. Texts are usually short, so their buffer
+/// is small and on the stack.
 constexpr int kTextPiece = 4096;
 constexpr int kFilePiece = 256 * 1024;
 
@@ -56,37 +56,38 @@ class FileSink {
   bool previewSent_ = false;
 };
 
-void appendToText(Arg& arg, const char* piece, std::size_t length) {
-  if (length > kMaxTextBody - arg.textBody.size())
-    throw std::length_error("A reply body in memory is too long");
-  arg.textBody.append(piece, length);
+void readText(const RWPortal& portal, Arg& arg) {
+  char piece[kTextPiece];
+  while (const int count = portal.recv(piece, kTextPiece, nullptr)) {
+    const auto length = static_cast<std::size_t>(count);
+    if (length > kMaxTextBody - arg.textBody.size())
+      throw std::length_error("A reply body in memory is too long");
+    arg.textBody.append(piece, length);
+  }
+}
+
+void readFile(const RWPortal& portal, Arg& arg) {
+  if (!arg.file || !arg.byteCount || !arg.progress || !arg.record) return;
+  FileSink sink(arg);
+  const auto piece = std::make_unique_for_overwrite<char[]>(kFilePiece);
+  while (const int length = portal.recv(piece.get(), kFilePiece, nullptr)) {
+    if (arg.errorCode != 0) continue;  // The rest of the body is read and dropped.
+    try {
+      sink.take(piece.get(), length);
+    } catch (const CVekExceptionImp& error) {
+      arg.errorCode = error.GetErrorCode();
+    }
+  }
 }
 
 }  // namespace
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the functor hands the portal over by value.
 void ReadBody(RWPortal portal, Arg* arg) {
-  const bool toFile = arg->toFile != 0;
-  if (toFile && (!arg->file || !arg->byteCount || !arg->progress || !arg->record)) return;
-
-  FileSink sink(*arg);
-  const int pieceSize = toFile ? kFilePiece : kTextPiece;
-  char textPiece[kTextPiece];
-  std::unique_ptr<char[]> filePiece;
-  if (toFile) filePiece = std::make_unique_for_overwrite<char[]>(kFilePiece);
-  char* const piece = toFile ? filePiece.get() : textPiece;
-  while (const int length = portal.recv(piece, pieceSize, nullptr)) {
-    if (!toFile) {
-      appendToText(*arg, piece, static_cast<std::size_t>(length));
-      continue;
-    }
-    if (arg->errorCode != 0) continue;  // The rest of the body is read and dropped.
-    try {
-      sink.take(piece, length);
-    } catch (const CVekExceptionImp& error) {
-      arg->errorCode = error.GetErrorCode();
-    }
-  }
+  if (arg->toFile != 0)
+    readFile(portal, *arg);
+  else
+    readText(portal, *arg);
 }
 
 std::uint32_t NotifyProgress(orla_progress_fn callback, orla_progress_record* record,
