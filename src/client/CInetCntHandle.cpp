@@ -93,18 +93,18 @@ void CInetCntHandle::SetMessage(const char* text) {
 }
 
 std::uint32_t CInetCntHandle::Get(const Server& server, const char* path, CHttpRequestArg* arg,
-                                  std::uint32_t wait) {
-  return Transact(server, kHttpGet, path, RWCString(), arg, wait);
+                                  std::uint32_t timeout) {
+  return Transact(server, kHttpGet, path, RWCString(), arg, timeout);
 }
 
 std::uint32_t CInetCntHandle::Post(const Server& server, const char* path, RWCString body,
-                                   CHttpRequestArg* arg, std::uint32_t wait) {
-  return Transact(server, kHttpPost, path, std::move(body), arg, wait);
+                                   CHttpRequestArg* arg, std::uint32_t timeout) {
+  return Transact(server, kHttpPost, path, std::move(body), arg, timeout);
 }
 
 void CInetCntHandle::ConnectClient(VekRWHttpClient& client, const RWCString& host,
-                                   std::uint32_t port, std::uint32_t wait) {
-  client.connect(host, port, wait);
+                                   std::uint32_t port, std::uint32_t timeout) {
+  client.connect(host, port, timeout);
   setTimeout(client, SO_RCVTIMEO);
 }
 
@@ -116,21 +116,22 @@ std::uint32_t CInetCntHandle::PortNumber(const RWCString& text) {
 }
 
 std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method, const char* path,
-                                       RWCString body, CHttpRequestArg* arg, std::uint32_t wait) {
+                                       RWCString body, CHttpRequestArg* arg,
+                                       std::uint32_t timeout) {
   if (!path || !arg) {
     SetMessage(kTransportInternalError);
     return ORLA_ERROR_GENERAL;
   }
   try {
     VekRWHttpClient client(new VekRWHttpClientImp);
-    ConnectClient(client, server.host, PortNumber(server.port), wait);
+    ConnectClient(client, server.host, PortNumber(server.port), timeout);
     // A server that stops reading must not block an upload forever.
     if (!body.empty()) setTimeout(client, SO_SNDTIMEO);
     client.submit(RWHttpRequest(method, path, std::move(body)));
 
     using BodyFunctor = RWTFunctor1GA1Imp<RWPortal, void, RWPortal, CHttpRequestArg*>;
     const RWHttpReply reply =
-        client.getReply(RWHttpClientImp::BodyHandler(new BodyFunctor(ReadBody, arg)), wait);
+        client.getReply(RWHttpClientImp::BodyHandler(new BodyFunctor(ReadBody, arg)), timeout);
     if (arg->errorCode != 0) {
       SetMessage(kTransportInternalError);
       return arg->errorCode;

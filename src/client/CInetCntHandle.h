@@ -78,26 +78,26 @@ class CInetCntHandle : public RWReference {
   /// Runs one transaction: connects to `server`, requests `path`, and reads the reply's body into
   /// `arg`. Returns 0 for status 200. Otherwise returns a code and sets the message.
   ///
-  /// Each wait for the server's data lasts at most 300 s. If `wait` is not 0, connecting and each
-  /// wait for the reply also last at most `wait` milliseconds, rounded down to whole seconds. Does
+  /// Each wait for the server's data lasts at most 300 s. If `timeout` is not 0, connecting and each
+  /// wait for the reply also last at most `timeout` milliseconds, rounded down to whole seconds. Does
   /// not throw.
   std::uint32_t Get(const Server& server, const char* path, CHttpRequestArg* arg,
-                    std::uint32_t wait);
+                    std::uint32_t timeout);
   /// The same with `body` as the request's body. Each wait until the server accepts more of it
   /// lasts at most 300 s, too.
   std::uint32_t Post(const Server& server, const char* path, RWCString body, CHttpRequestArg* arg,
-                     std::uint32_t wait);
+                     std::uint32_t timeout);
 
   /// Connects `client` and limits each wait for the server's data to 300 s.
   static void ConnectClient(VekRWHttpClient& client, const RWCString& host, std::uint32_t port,
-                            std::uint32_t wait);
+                            std::uint32_t timeout);
   /// Returns the number at the beginning of a URL's port text, or 80 for an empty text. A number
   /// that is negative or does not fit gives 0xFFFFFFFF, which is not a valid port.
   static std::uint32_t PortNumber(const RWCString& text);
 
  private:
   std::uint32_t Transact(const Server& server, const char* method, const char* path, RWCString body,
-                         CHttpRequestArg* arg, std::uint32_t wait);
+                         CHttpRequestArg* arg, std::uint32_t timeout);
   void SetMessage(const char* text);
 
   const std::uint32_t handle_;

@@ -43,10 +43,10 @@ CVekInet::~CVekInet() {
 }
 
 std::uint32_t CVekInet::Initialize(std::uint32_t flag, const char* text) {
-  if (initialised_) return ORLA_OK;
+  if (initialized_) return ORLA_OK;
   if ((flag & 0xFFFF) != 0 && (!text || *text == '\0')) return ORLA_ERROR_ARGUMENT;
   makeVersionText();
-  initialised_ = true;
+  initialized_ = true;
   return ORLA_OK;
 }
 
@@ -54,7 +54,7 @@ std::uint32_t CVekInet::Cleanup() {
   CVekWriterLock lock;
   takeExclusively(lock, guard_);
   DropConnections();
-  initialised_ = false;
+  initialized_ = false;
   return ORLA_OK;
 }
 
@@ -76,7 +76,7 @@ void CVekInet::DropConnections() {
 std::uint32_t CVekInet::Connect(const char* url, const char* credential, std::uint32_t reserved,
                                 std::uint32_t* handle) {
   if (!handle) return ORLA_ERROR_GENERAL;
-  if (initialised_) {
+  if (initialized_) {
     CVekWriterLock lock;
     takeExclusively(lock, guard_);
     std::uint32_t found = ReuseFree(url, credential, reserved);
@@ -105,7 +105,7 @@ std::uint32_t CVekInet::ReuseFree(const char* url, const char* credential, std::
 
 std::uint32_t CVekInet::AddNew(const char* url, const char* credential, std::uint32_t reserved) {
   // Another thread may have run ORLACleanup before the table was locked.
-  if (!initialised_ || GetCount() == ORLA_MAX_CONNECTIONS) return 0;
+  if (!initialized_ || GetCount() == ORLA_MAX_CONNECTIONS) return 0;
   try {
     const Connection connection(new CInetCntHandle);
     if (!connection->OpenTarget(url, credential, reserved) || !connection->CheckConnection()) {

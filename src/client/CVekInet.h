@@ -94,7 +94,7 @@ class CVekInet : protected CArArr<CInetCntHandle*> {
 
   CVekGuard guard_;
   CVekErrStorage errors_;
-  std::atomic<bool> initialised_{false};
+  std::atomic<bool> initialized_{false};
   CVekCritSec messageLock_;
   char message_[ORLA_MESSAGE_SIZE] ORLA_GUARDED_BY(messageLock_) = {};
 };

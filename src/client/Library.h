@@ -23,8 +23,8 @@ class Library {
 
  private:
   std::optional<CVekInet> inet_;
-  RWWinsockStartup* winsock_ =
-      nullptr;  // Not a smart pointer, because ~RWWinsockStartup() may throw.
+  /// Not a smart pointer, because ~RWWinsockStartup() may throw.
+  RWWinsockStartup* winsock_ = nullptr;
 };
 
 }  // namespace orla
