@@ -15,8 +15,7 @@ void retain(KernelObject* object) noexcept {
     const std::lock_guard guard(lock);
     if (owned != nullptr) owned->push_back(object);
   } catch (const std::bad_alloc&) {
-    // Without memory for the list, a leak checker reports the object. It is not freed in either
-    // case.
+    // Without the entry, a leak checker may report the object, but nothing else changes.
   }
 }
 
