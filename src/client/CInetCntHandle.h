@@ -78,9 +78,9 @@ class CInetCntHandle : public RWReference {
   /// Runs one transaction: connects to `server`, requests `path`, and reads the reply's body into
   /// `arg`. Returns 0 for status 200. Otherwise returns a code and sets the message.
   ///
-  /// Each wait for the server's data lasts at most 300 s. If `timeout` is not 0, connecting and each
-  /// wait for the reply also last at most `timeout` milliseconds, rounded down to whole seconds. Does
-  /// not throw.
+  /// Each wait for the server's data lasts at most 300 s. If `timeout` is not 0, connecting and
+  /// each wait for the reply also last at most `timeout` milliseconds, rounded down to whole
+  /// seconds. Does not throw.
   std::uint32_t Get(const Server& server, const char* path, CHttpRequestArg* arg,
                     std::uint32_t timeout);
   /// The same with `body` as the request's body. Each wait until the server accepts more of it

@@ -12,8 +12,8 @@ namespace orla {
 
 namespace {
 
-/// The maximum sizes of the pieces in which a body is read. Texts are usually short, so their buffer
-/// is small and on the stack.
+/// The maximum sizes of the pieces in which a body is read. Texts are usually short, so their
+/// buffer is small and on the stack.
 constexpr int kTextPiece = 4096;
 constexpr int kFilePiece = 256 * 1024;
 

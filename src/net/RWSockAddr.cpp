@@ -20,8 +20,8 @@ const RWSockAddrBase& RWSockAddr::address() const {
 }
 
 RWCString normalizedAddressText(const RWCString& text) {
-  // Copies the text to `plain`, of which `size` bytes are in use. `openBrackets` holds the positions
-  // of the "(" that are still open. A ")" drops the text from the last of them on.
+  // Copies the text to `plain`, of which `size` bytes are in use. `openBrackets` holds the
+  // positions of the "(" that are still open. A ")" drops the text from the last of them on.
   RWCString plain = text;
   std::size_t size = 0;
   std::vector<std::size_t> openBrackets;

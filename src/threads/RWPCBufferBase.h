@@ -32,8 +32,8 @@ class RWPCBufferBase : protected RWTMonitor<RWMutexLock> {
   /// writers if there may be room for them now. Items above a lower limit stay.
   std::uint32_t changeCapacity(std::uint32_t capacity);
   void open();
-  /// Closes the buffer and wakes all waiting threads. Until open() is called, every write fails, and
-  /// every read fails once the buffer is empty.
+  /// Closes the buffer and wakes all waiting threads. Until open() is called, every write fails,
+  /// and every read fails once the buffer is empty.
   void close();
 
   /// Sets the callback that a reader runs when it finds the buffer empty, instead of its first

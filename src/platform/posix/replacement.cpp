@@ -44,7 +44,8 @@ mode_t modeOfReplacement(int descriptor, const struct ::stat& temporary, mode_t 
       temporary.st_gid == old.group ||
       (old.isUsersOwn && ::fchown(descriptor, static_cast<uid_t>(-1), old.group) == 0);
   if (sameGroup) return mode;
-  // Another group may do no more than all users may. Its bits are 3 places above those of all users.
+  // Another group may do no more than all users may. Its bits are 3 places above those of all
+  // users.
   const mode_t othersAsGroup = (mode & S_IRWXO) << 3;
   return (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & othersAsGroup);
 }
