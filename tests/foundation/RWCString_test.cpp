@@ -4,11 +4,8 @@
 
 namespace orla {
 
-TEST(RWCString, LowersAsciiLettersOnly) {
+TEST(RWCString, LowersAndComparesAsciiLettersOnly) {
   EXPECT_EQ(toLowerAscii(RWCString("@AZ[\xC4`z{\0Z", 10)), RWCString("@az[\xC4`z{\0z", 10));
-}
-
-TEST(RWCString, ComparesIgnoringTheCaseOfAsciiLetters) {
   const struct {
     const char *a, *b;
     int order;
@@ -23,10 +20,10 @@ TEST(RWCString, ComparesIgnoringTheCaseOfAsciiLetters) {
 }
 
 TEST(RWCString, StripsSpacesOnly) {
-  EXPECT_EQ(stripLeadingBlanks(" \ta "), "\ta ");
-  EXPECT_EQ(stripTrailingBlanks(" a\t "), " a\t");
-  EXPECT_EQ(stripLeadingBlanks("  "), "");
-  EXPECT_EQ(stripTrailingBlanks("  "), "");
+  for (const RWCString text : {"", "\ta", "a\t"}) {
+    EXPECT_EQ(stripLeadingBlanks("  " + text), text);
+    EXPECT_EQ(stripTrailingBlanks(text + "  "), text);
+  }
 }
 
 }  // namespace orla

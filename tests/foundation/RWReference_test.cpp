@@ -9,7 +9,13 @@
 namespace orla {
 namespace {
 
-int destroyed, operations, failAt;
+std::atomic<int> deleted, acquired;
+int operations, failAt;
+
+template <class Lock>
+struct Body : RWTCountingBody<Lock> {
+  ~Body() override { ++deleted; }
+};
 
 // Throws from the operation number `failAt`.
 struct FailingLock {
@@ -19,27 +25,23 @@ struct FailingLock {
   void release() { acquire(); }
 };
 
-struct Body : RWTCountingBody<FailingLock> {
-  ~Body() override { ++destroyed; }
-};
-
 TEST(RWTHandle, DeletesTheBodyOnceWhicheverLockOperationFails) {
+  using Handle = RWTHandle<Body<FailingLock>>;
   for (failAt = 1; failAt == 1 || operations >= failAt - 1; ++failAt) {
-    destroyed = 0;
+    deleted = 0;
     operations = 0;
     try {
-      RWTHandle<Body> first(new Body), second;
+      Handle first(new Body<FailingLock>), second;
       second = first;
-      first = RWTHandle<Body>();
-      first = RWTHandle<Body>(std::move(second));
-      EXPECT_EQ(destroyed, 0);
+      first = Handle();
+      first = Handle(std::move(second));
+      EXPECT_EQ(deleted, 0);
     } catch (int) {
     }
-    EXPECT_EQ(destroyed, 1) << failAt;
+    EXPECT_EQ(deleted, 1) << failAt;
   }
 }
 
-std::atomic<int> acquired, deleted;
 std::atomic<bool> isReleasing;
 
 // The first release after the second acquire waits until a third acquire begins or the body is
@@ -60,15 +62,12 @@ struct SlowLock {
   std::mutex mutex;
 };
 
-struct SharedBody : RWTCountingBody<SlowLock> {
-  ~SharedBody() override { ++deleted; }
-};
-
 TEST(RWTHandle, DeletesNoBodyThatAnotherThreadIsStillReleasing) {
-  RWTHandle<SharedBody> ours(new SharedBody), theirs = ours;
-  std::thread other([&] { theirs = RWTHandle<SharedBody>(); });
+  deleted = 0;
+  RWTHandle<Body<SlowLock>> ours(new Body<SlowLock>), theirs = ours;
+  std::thread other([&] { theirs = {}; });
   while (!isReleasing) std::this_thread::yield();
-  ours = RWTHandle<SharedBody>();
+  ours = {};
   other.join();
   EXPECT_EQ(deleted, 1);
 }

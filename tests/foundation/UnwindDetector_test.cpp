@@ -1,38 +1,30 @@
 #include "foundation/UnwindDetector.h"
 
 #include <gtest/gtest.h>
-#include <optional>
 
 namespace orla {
 namespace {
 
-// Records what the detector returns in the destructor.
-struct Recorder {
-  explicit Recorder(std::optional<bool>& result) : result_(result) {}
-  ~Recorder() { result_ = unwind_.isUnwinding(); }
+// Compares the detector's result in the destructor.
+struct Checker {
+  ~Checker() { EXPECT_EQ(unwind.isUnwinding(), expected); }
+  const bool expected;
+  const UnwindDetector unwind{};
+};
 
-  std::optional<bool>& result_;
-  const UnwindDetector unwind_;
+// Its destructor runs during unwinding, and uses an object of its own without a failure.
+struct Nested {
+  ~Nested() { const Checker inside{false}; }
 };
 
 TEST(UnwindDetector, SeesOnlyAnExceptionThatPassesItsObject) {
-  std::optional<bool> plain, passed, nested;
-  // A destructor that runs during unwinding, and uses an object of its own without a failure.
-  struct Nested {
-    explicit Nested(std::optional<bool>& result) : result_(result) {}
-    ~Nested() { const Recorder recorder(result_); }
-    std::optional<bool>& result_;
-  };
-  { const Recorder recorder(plain); }
+  const Checker plain{false};
   try {
-    const Nested user(nested);
-    const Recorder recorder(passed);
+    const Nested nested;
+    const Checker passed{true};
     throw 1;
   } catch (int) {
   }
-  EXPECT_EQ(plain, false);
-  EXPECT_EQ(passed, true);
-  EXPECT_EQ(nested, false);
 }
 
 }  // namespace

@@ -5,36 +5,23 @@
 namespace orla {
 namespace {
 
-struct Condition {
-  void wait() {
-    const LockGuard guard(lock);
-    condition.wait();
-  }
-  void signal() {
-    const LockGuard guard(lock);
-    condition.signal();
-  }
-  void signalAll() {
-    const LockGuard guard(lock);
-    condition.signalAll();
-  }
-
-  RWMutexLock lock;
-  RWCondition condition{lock};
-};
-
 TEST(RWCondition, WakesTheThreadsInTheOrderOfTheirWaits) {
-  Condition shared;
+  RWMutexLock lock;
+  RWCondition condition(lock);
+  const auto locked = [&](void (RWCondition::*operation)()) {
+    const LockGuard guard(lock);
+    (condition.*operation)();
+  };
   std::future<void> threads[4];
   for (std::size_t i = 0; i < 4; ++i) {
-    threads[i] = inBackground([&] { shared.wait(); });
-    awaitWaiters(shared.lock, shared.condition, i + 1);
+    threads[i] = inBackground([&] { locked(&RWCondition::wait); });
+    awaitWaiters(lock, condition, i + 1);
   }
   for (std::size_t i = 0; i < 2; ++i) {
-    shared.signal();
+    locked(&RWCondition::signal);
     threads[i].get();
   }
-  shared.signalAll();
+  locked(&RWCondition::signalAll);
 }
 
 TEST(RWCondition, LocksAndScopesDropTheirFailuresDuringUnwinding) {

@@ -51,15 +51,13 @@ inline bool isFree(RWMutexLock& lock, std::uint32_t milliseconds = 0) {
   return inBackground(acquire).get();
 }
 
-/// Returns the number of threads that wait for `condition`, which is bound to `lock`.
-inline std::size_t waitersOf(RWMutexLock& lock, RWCondition& condition) {
-  const LockGuard guard(lock);
-  return Access::waiters(condition).size();
-}
-
-/// Blocks until `number` threads wait for `condition`.
+/// Blocks until `number` threads wait for `condition`, which is bound to `lock`.
 inline void awaitWaiters(RWMutexLock& lock, RWCondition& condition, std::size_t number) {
-  while (waitersOf(lock, condition) != number) std::this_thread::yield();
+  const auto waiting = [&] {
+    const LockGuard guard(lock);
+    return Access::waiters(condition).size();
+  };
+  while (waiting() != number) std::this_thread::yield();
 }
 
 }  // namespace orla
