@@ -1,6 +1,6 @@
 #include "http/RWBufferedPortal.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "support/ErrorOf.h"
 #include "support/PortalFixture.h"
@@ -8,20 +8,21 @@
 namespace orla {
 
 using test::PortalFixture;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 TEST(RWBufferedPortal, ReadsAheadAndShowsWhatItHolds) {
-  const PortalFixture wire("one\ntwo\nthree", {5, 100});
+  const PortalFixture wire("one\ntwo\nthree" + RWCString(50000, 'x'), {5, 8, 50000});
   const RWPortal portal(new RWBufferedPortalImp(wire.portal()));
   EXPECT_EQ(portal.buffered(), "") << "it received before it was asked to";
   char byte;
   EXPECT_EQ(portal.recv(&byte, 1), 1);
   EXPECT_EQ(portal.buffered(), "ne\nt");
-  EXPECT_EQ(wire.unread(), "wo\nthree");
+  EXPECT_TRUE(wire.unread().starts_with("wo\nthree"));
   portal.skip(2);
   EXPECT_EQ(portal.recv(), "\nt");
   EXPECT_EQ(portal.recv(), "wo\nthree");
+  EXPECT_EQ(portal.buffered(), "");
+  RWCString large(50000, ' ');
+  EXPECT_EQ(portal.recv(large.data(), 20000), 20000) << "it passed through the buffer";
   EXPECT_EQ(portal.buffered(), "");
 }
 
@@ -48,26 +49,7 @@ TEST(RWBufferedPortal, ReceivesThroughAByteInThePiecesThatAreBuffered) {
   }
 }
 
-TEST(RWBufferedPortal, ReceivesLargePiecesStraightIntoTheCallersBuffer) {
-  const PortalFixture wire(RWCString(50000, 'x'));
-  const RWPortal portal(new RWBufferedPortalImp(wire.portal()));
-  std::vector<char> buffer(50000);
-  EXPECT_EQ(portal.recv(buffer.data(), 20000), 20000);
-  EXPECT_EQ(portal.buffered(), "");
-}
-
-TEST(RWBufferedPortal, GathersSendsUntilTheFlush) {
-  const PortalFixture wire;
-  RWBufferedPortalImp portal(wire.portal());
-  portal.send("ab", 2);
-  portal.send("cd", 2);
-  EXPECT_THAT(wire.writes(), IsEmpty());
-  portal.flush();
-  portal.flush();
-  EXPECT_THAT(wire.writes(), ElementsAre("abcd"));
-}
-
-TEST(RWBufferedPortal, SendsLargeRunsInLargePiecesAndInOrder) {
+TEST(RWBufferedPortal, GathersSendsUntilTheFlushAndSendsLargeRunsInLargePieces) {
   RWCString text;
   for (int i = 0; i < 50000; ++i) text += std::to_string(i);
   const std::size_t kSizes[] = {1, 4080, 16383, 16384, 16385, 100000, 150000};
@@ -75,14 +57,17 @@ TEST(RWBufferedPortal, SendsLargeRunsInLargePiecesAndInOrder) {
     const PortalFixture wire;
     RWBufferedPortalImp portal(wire.portal());
     const RWCString run = text.substr(0, size);
-    portal.send("head", 4);
+    portal.send("he", 2);
+    portal.send("ad", 2);
+    EXPECT_TRUE(wire.writes().empty());
     portal.sendPieces(run, 4080);
     portal.send("tail", 4);
+    portal.flush();
     portal.flush();
     RWCString sent;
     for (const RWCString& write : wire.writes()) sent += write;
     EXPECT_EQ(sent, "head" + run + "tail");
-    EXPECT_LE(wire.writes().size(), 3 + size / 65536) << size;
+    EXPECT_LE(wire.writes().size(), (size < 16384 - 8 ? 1 : 3) + size / 65536) << size;
   }
 }
 
