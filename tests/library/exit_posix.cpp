@@ -23,16 +23,17 @@ template <class Function>
 Function* find(const char* name) {
   return reinterpret_cast<Function*>(dlsym(library, name));
 }
+#define FIND(name) find<decltype(name)>(#name)
 
 void awaitRounds(unsigned count) {
   for (const unsigned target = rounds + count; rounds < target;) std::this_thread::yield();
 }
 
 void runCommands() {
-  const auto connect = find<decltype(ORLAConnect)>("ORLAConnect");
-  const auto disconnect = find<decltype(ORLADisconnect)>("ORLADisconnect");
-  const auto version = find<decltype(ORLAGetVersion)>("ORLAGetVersion");
-  const auto lastError = find<decltype(ORLAGetLastError)>("ORLAGetLastError");
+  const auto connect = FIND(ORLAConnect);
+  const auto disconnect = FIND(ORLADisconnect);
+  const auto version = FIND(ORLAGetVersion);
+  const auto lastError = FIND(ORLAGetLastError);
   for (;; ++rounds) {
     std::uint32_t handle = 0, code = 0;
     std::uint16_t major, minor;
@@ -51,7 +52,7 @@ void expectError(const char* name, orla_status status) {
   _exit(1);
 }
 
-#define CALL(name, ...) expectError(#name, find<decltype(name)>(#name)(__VA_ARGS__))
+#define CALL(name, ...) expectError(#name, FIND(name)(__VA_ARGS__))
 
 /// Runs after the library's destructor, because it was registered before the library was loaded.
 void checkExports() {
@@ -78,7 +79,7 @@ void checkExports() {
 [[noreturn]] void runProgram() {
   std::atexit(checkExports);
   library = dlopen(ORLA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-  if (!library || find<decltype(ORLAInitialize)>("ORLAInitialize")(0, nullptr) != ORLA_OK) _exit(2);
+  if (!library || FIND(ORLAInitialize)(0, nullptr) != ORLA_OK) _exit(2);
   for (int i = 0; i < kThreads; ++i) std::thread(runCommands).detach();
   awaitRounds(20);
   std::exit(0);
