@@ -43,20 +43,8 @@ struct Play {
   std::string repeated = {};     // Sent after the reply until the client closes the connection.
   std::size_t readFirst = kAll;  // Of the request, before the reply; kAll: the whole request.
   int timeout = 0;               // Of the client, in milliseconds; 0: the default.
-  bool byteByByte = false;       // The reply.
 };
 const Play kGood{"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n1.2.3"};
-
-/// Sends the reply, in one piece or byte by byte. Returns false if the connection is closed.
-bool sendReply(const Connection& client, const Play& play) {
-  if (!play.byteByByte) return client.sendAll(play.reply);
-  const int noDelay = 1;
-  const auto* const option = reinterpret_cast<const char*>(&noDelay);
-  setsockopt(client.handle, IPPROTO_TCP, TCP_NODELAY, option, sizeof noDelay);
-  for (const char byte : play.reply)
-    if (!client.sendAll({byte})) return false;
-  return true;
-}
 
 /// Plays one connection, and returns the request. A stall lasts until `over`.
 std::string serve(const Listener& listener, const Play& play, std::latch& over) {
@@ -64,7 +52,7 @@ std::string serve(const Listener& listener, const Play& play, std::latch& over) 
   const std::string request = play.readFirst == kAll ? client.request() : "";
   const std::size_t first = play.readFirst == kAll ? 0 : play.readFirst;
   while (client.received.size() < first && client.receive(first - client.received.size())) continue;
-  bool connected = sendReply(client, play);
+  bool connected = client.sendAll(play.reply);
   while (connected && !play.repeated.empty()) connected = client.sendAll(play.repeated);
   const linger none{1, 0};
   const auto* const option = reinterpret_cast<const char*>(&none);
@@ -200,13 +188,6 @@ TEST_F(Wire, RepliesMayStallInAnyPart) {
   for (const Reply& reply : kReplies)
     for (std::size_t sent = 0; sent <= reply.bytes().size(); sent += 3)
       play(kCommands[sent % 4], reply, sent, kStall);
-}
-
-TEST_F(Wire, RepliesMayComeByteByByte) {
-  for (const Reply& reply : kReplies)
-    for (const Command command : kCommands)
-      EXPECT_EQ(report(command, {.reply = reply.bytes(), .byteByByte = true}),
-                expected(command, reply.outcome(reply.bytes().size(), kEnd)));
 }
 
 TEST_F(Wire, HostileServersCannotFillTheMemory) {
