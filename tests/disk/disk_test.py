@@ -7,7 +7,6 @@ from programs import ARGUMENTS, KIND, WAIT, DevServer, ProgramTestCase, Scripted
 
 INTERNAL = r"status 1: Transport internal error \(the file cannot be written"
 TOO_LONG = r"status 6: .*the path, the name or the identities are too long"
-DISK_SIZE = 1 << 24  # Enough for the files of Wine's server, if a limited client starts it.
 
 
 class DiskTest(ProgramTestCase):
@@ -66,13 +65,6 @@ class DiskTest(ProgramTestCase):
                       ("status 1: the file cannot be opened", "", "../unreadable")]
         for case in cases:
             self.check(*case, before=plain)
-
-    def test_full_disk(self):
-        full = ("env", "--ignore-signal=XFSZ", "prlimit", f"--fsize={DISK_SIZE}:{DISK_SIZE}")
-        for size, message in ((DISK_SIZE * 5 // 4, INTERNAL), (DISK_SIZE + 1, INTERNAL),
-                              (DISK_SIZE, "")):
-            (self.stored / f"{size}").write_bytes(os.urandom(size))
-            self.check(message, f"/{size}", "file", before=full)
 
     def test_process_killed_during_download(self):
         with ScriptedServer(reply(200, b"x" * 4096, length=1 << 20), b"") as server:

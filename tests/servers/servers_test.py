@@ -1,10 +1,7 @@
-"""The client with nginx, lighttpd, Python's server and Node's, each on a free port."""
-import functools
-import http.server
+"""The client with nginx, lighttpd and Node's server, each on a free port."""
 import os
 import socket
 import subprocess
-import threading
 from pathlib import Path
 
 from programs import KIND, DevServer, ProgramTestCase, exchange, main
@@ -75,15 +72,6 @@ class ServersTest(ProgramTestCase):
 
     def test_lighttpd(self):
         self.check(self.run_server("lighttpd", "-D", "-f", "lighttpd.conf"), "", LENGTH)
-
-    def test_python(self):
-        serve = functools.partial(http.server.SimpleHTTPRequestHandler, directory=self.stored)
-        with http.server.ThreadingHTTPServer(("127.0.0.1", 0), serve) as server:
-            threading.Thread(target=server.serve_forever, daemon=True).start()
-            self.check(server.server_port, "", LENGTH)
-            self.expect(1, "", "status 12: HTTP 400: bad request.\n", "send",
-                        f"http://127.0.0.1:{server.server_port}", "../stored/1.pkg", *KIND)
-            server.shutdown()
 
     def test_node(self):
         hints = rb"^HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 [^\0]*" + CHUNKED
