@@ -19,7 +19,7 @@ using Arg = CInetCntHandle::CHttpRequestArg;
 
 TEST(CInetCntHandle, PortIsTheNumberThatItsTextBeginsWith) {
   const std::vector<std::pair<const char*, std::uint32_t>> cases = {
-      {"", 80}, {"8080", 8080}, {"81x", 81}, {"x", 0}, {"-1", ~0U}, {"99999999999", ~0U}};
+      {"", 80}, {"8080", 8080}, {"81x", 81}, {"x", 0}, {"-2", ~0U}, {"99999999999", ~0U}};
   for (const auto& [text, port] : cases) EXPECT_EQ(CInetCntHandle::PortNumber(text), port) << text;
 }
 

@@ -29,6 +29,9 @@ TEST(RWHttpClient, ForgetsPendingRequestsAndPipelinesWithOneThreadToSubmitAndOne
   EXPECT_TRUE(client.submit(kHead));
   EXPECT_FALSE(client.submit(kGet, kPipeline));
   client.connect("127.0.0.1", second.port, 10000);
+  int noDelay = 0, size = sizeof noDelay;
+  client.portal().socket().getsockopt(IPPROTO_TCP, TCP_NODELAY, &noDelay, &size);
+  EXPECT_NE(noDelay, 0);
   const auto submitEight = [&] {
     for (int i = 0; i < 8; ++i) EXPECT_TRUE(client.submit(kGet, kPipeline));
   };

@@ -50,10 +50,13 @@ TEST(RWHttpReply, ReadsStatusLinesAndHeaderLines) {
   }
 }
 
-TEST(RWHttpReply, PrintsItsLines) {
+TEST(RWHttpReply, PrintsItsLinesAndHasAClass) {
   const RWHttpReply reply = read("HTTP/1.1 200-a\r\n200 b\r\n\r\n");
   EXPECT_EQ(reply.lines()[1].asString(),
             "replyline=[valid=true][cont=false][type=2][text=b][code=200]");
+  const RWHttpReply unchanged = read("HTTP/1.1 304 X\r\n\r\n");
+  EXPECT_TRUE(unchanged.is3XX());
+  EXPECT_FALSE(unchanged.is2XX());
 }
 
 TEST(RWHttpReply, ReadsChunksAcrossPauses) {
