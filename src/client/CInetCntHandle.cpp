@@ -140,7 +140,7 @@ std::uint32_t CInetCntHandle::Transact(const Server& server, const char* method,
     const std::uint32_t code = MapHttpStatus(reply.getStatusCode(), message, sizeof message);
     if (code != 0) SetMessage(message);
     return code;
-  } catch (const RWxmsg& error) {  // Timeouts included.
+  } catch (const RWxmsg& error) {  // Also RWNetOperationTimeoutError, with the same result.
     SetMessage(error.why());
   } catch (const std::bad_alloc&) {
     SetMessage(kNoMemoryText);  // A large reply must not end the agent's process.

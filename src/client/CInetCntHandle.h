@@ -80,7 +80,7 @@ class CInetCntHandle : public RWReference {
   ///
   /// Each wait for the server's data lasts at most 300 s. If `timeout` is not 0, connecting and
   /// each wait for the reply also last at most `timeout` milliseconds, rounded down to whole
-  /// seconds. Does not throw.
+  /// seconds. Throws only what the progress function throws that is not a std::exception.
   std::uint32_t Get(const Server& server, const char* path, CHttpRequestArg* arg,
                     std::uint32_t timeout);
   /// The same with `body` as the request's body. Each wait until the server accepts more of it

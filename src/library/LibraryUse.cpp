@@ -35,8 +35,8 @@ class Loaded {
   Loaded(const Loaded&) = delete;
   Loaded& operator=(const Loaded&) = delete;
   ~Loaded() {
+    stopThreadNotices();
     if (uses.fetch_or(kClosed) == 0) {
-      stopThreadNotices();
       std::destroy_at(library);
       return;
     }

@@ -68,6 +68,7 @@ class OrlaTest(ProgramTestCase):
         for sent, printed in (
                 (b"\x1b]0;title\x07 \x7f", "?]0;title? ?"), (b"a\x1f\x9bb\xc2\x9f\x80c", "a??b??c"),
                 ("\u202e\u2066 \u200b\u200f \u2028 \ufeff".encode(), "?? ?? ? ?"),
+                ("\u061c\u00ad\u180e \U000e0041".encode(), "??? ?"),
                 ("\u00e9\u200a\u2010\u2027\u202f\u20ac\U0001f600".encode(),
                  "\u00e9\u200a\u2010\u2027\u202f\u20ac\U0001f600"),
                 (b"a\xe2\x80", "a\ufffd")):

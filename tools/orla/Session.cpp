@@ -8,8 +8,9 @@ namespace orla::cli {
 namespace {
 
 /// The characters that control a terminal, that are invisible, or that change the order of others.
-constexpr char32_t kHidden[][2] = {{0x0000, 0x001F}, {0x007F, 0x009F}, {0x200B, 0x200F},
-                                   {0x2028, 0x202E}, {0x2060, 0x2069}, {0xFEFF, 0xFEFF}};
+constexpr char32_t kHidden[][2] = {
+    {0x0000, 0x001F}, {0x007F, 0x009F}, {0x00AD, 0x00AD}, {0x061C, 0x061C}, {0x180E, 0x180E},
+    {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x2069}, {0xFEFF, 0xFEFF}, {0xE0000, 0xE007F}};
 
 /// Returns the length of the UTF-8 sequence that begins with this byte, or 1 if none does.
 std::size_t encodedLength(char first) {

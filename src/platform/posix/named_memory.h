@@ -1,7 +1,7 @@
 // The shared memory of one named object.
 //
-// Objects that cannot be shared (no directory is safe, the file belongs to another user, the file
-// system is full or read-only, no descriptor is free) are private to the process. All named objects
+// Objects that cannot be shared (the file belongs to another user, the file system is full or
+// read-only, no descriptor is free, the PID namespace is unknown) are private to the process. All named objects
 // that a process has open at one time are shared, or all are private, because the objects that make
 // up one lock must agree.
 #pragma once
