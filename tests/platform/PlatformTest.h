@@ -14,6 +14,10 @@ inline void elsewhere(const std::function<void()>& work) {
   std::thread(work).join();
 }
 
+inline HANDLE openExisting(const std::string& path, DWORD access) {
+  return CreateFileA(path.c_str(), access, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
 /// The code of a socket call that failed; 0 for one that did not.
 inline int codeOf(int result) {
   return result == SOCKET_ERROR ? WSAGetLastError() : 0;
@@ -40,16 +44,17 @@ struct Socket {
 };
 
 /// A connection on the loopback address.
-struct SocketTest : testing::Test {
-  SocketTest() {
+struct Connection {
+  Connection() {
     int length = sizeof address_;
     address_.sin_family = AF_INET;
     address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     EXPECT_EQ(started_ + bind(listener_, name_, length) + listen(listener_, 5), 0);
     EXPECT_EQ(getsockname(listener_, name_, &length) + connectFrom(client_), 0);
     server_.handle = accept(listener_, nullptr, nullptr);
+    EXPECT_NE(server_.handle, INVALID_SOCKET);
   }
-  ~SocketTest() override { WSACleanup(); }
+  ~Connection() { WSACleanup(); }
   int connectFrom(SOCKET socket) { return codeOf(connect(socket, name_, sizeof address_)); }
 
   WSADATA data_;
@@ -58,5 +63,7 @@ struct SocketTest : testing::Test {
   sockaddr* const name_ = reinterpret_cast<sockaddr*>(&address_);
   Socket listener_, client_, server_{INVALID_SOCKET};
 };
+
+struct SocketTest : testing::Test, Connection {};
 
 }  // namespace orla

@@ -1,18 +1,17 @@
-// Which processes share named objects, and what happens where they cannot. Each test runs in
-// processes of its own, and where it changes the system in namespaces of their own.
+// Which processes share named objects, and what happens if they cannot. Each test runs in separate
+// processes, and in separate namespaces if it changes the system.
 #include "PlatformTest.h"
 
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <random>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
+
+#include "ChildProcess.h"
 
 namespace orla {
 
@@ -21,27 +20,17 @@ namespace {
 const std::string kName = "Orla.Test.Shared@" + std::to_string(std::random_device()());
 
 constexpr uid_t kNobody = 65534;
-/// The exit code of a process that lacks the rights for its test.
-constexpr int kNoRights = 77;
 
-/// Runs `work` in a new process and returns its result, or -1 if it was killed.
-template <typename Work>
-int inNewProcess(Work work) {
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::alarm(60);
-    ::_exit(work());
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+std::string namespaceNumber() {
+  struct ::stat status {};
+  ::stat("/proc/self/ns/pid", &status);
+  return std::to_string(status.st_ino);
 }
 
-HANDLE makeNamed() {
-  return CreateSemaphoreA(nullptr, 0, 5, kName.c_str());
-}
+/// The file that kNobody's processes share.
+const std::string kFile = "/dev/shm/orla.65534." + namespaceNumber();
 
-/// What a process finds that creates the object, while another one may have it open.
+/// What a process finds that creates an object, while another one may have it open.
 enum Outcome { kShared, kFresh, kRefused };
 
 /// Of an object that was just created.
@@ -50,15 +39,23 @@ Outcome outcomeOf(HANDLE object) {
   return GetLastError() == ERROR_ALREADY_EXISTS ? kShared : kFresh;
 }
 
-Outcome create() {
+HANDLE makeNamed() {
+  return CreateSemaphoreA(nullptr, 0, 5, kName.c_str());
+}
+
+int create() {
   return outcomeOf(makeNamed());
 }
 
-/// Prepares a process, which then has the object open while `work` runs in this one.
-template <typename Prepare, typename Work>
-int besideAProcess(Prepare prepare, Work work) {
+bool nothing() {
+  return true;
+}
+
+/// Prepares a process, which then has the object open while `work` runs in this one. Returns the
+/// result of `work`, or -1 if the process could not be prepared.
+int besideAProcess(const std::function<bool()>& prepare, const std::function<int()>& work) {
   int ready[2];
-  if (::pipe2(ready, O_CLOEXEC) != 0) return kNoRights;
+  if (::pipe2(ready, O_CLOEXEC) != 0) return -1;
   const pid_t first = ::fork();
   if (first == 0) {
     ::alarm(60);
@@ -71,21 +68,26 @@ int besideAProcess(Prepare prepare, Work work) {
   char created = 'n';
   static_cast<void>(::read(ready[0], &created, 1));
   ::close(ready[0]);
-  const int result = created == 'y' ? work() : kRefused;
+  const int result = created == 'y' ? work() : -1;
   ::kill(first, SIGKILL);
   ::waitpid(first, nullptr, 0);
   return result;
-}
-
-bool nothing() {
-  return true;
 }
 
 bool mountTmpfs(const char* place, const char* options, unsigned long flags = 0) {
   return ::mount("tmpfs", place, "tmpfs", flags, options) == 0;
 }
 
-/// A namespace of mounts in which /run and /dev/shm are empty.
+bool makeReadOnly(const char* place) {
+  return mountTmpfs(place, "", MS_RDONLY);
+}
+
+/// Mounts on both of the directories that a file of root can be in.
+bool mountBoth(const char* options, unsigned long flags = 0) {
+  return mountTmpfs("/run", options, flags) && mountTmpfs("/dev/shm", options, flags);
+}
+
+/// Enters a namespace of mounts in which /run and /dev/shm are empty.
 bool hasEmptyDirectories() {
   return ::unshare(CLONE_NEWNS) == 0 &&
          ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
@@ -96,21 +98,40 @@ bool become(uid_t user) {
   return ::setresuid(user, user, user) == 0;
 }
 
-std::string namespaceNumber() {
-  struct ::stat status {};
-  ::stat("/proc/self/ns/pid", &status);
-  return std::to_string(status.st_ino);
+/// The process that has the object open is the new namespace's process 1, as each container's is.
+bool enterPidNamespace() {
+  if (::unshare(CLONE_NEWPID) != 0) return false;
+  const pid_t inside = ::fork();
+  if (inside != 0) {
+    for (;;) ::pause();
+  }
+  ::alarm(60);
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  return ::mount("proc", "/proc", "proc", 0, nullptr) == 0;
 }
 
-std::string sharedFile(const std::string& directory, uid_t user) {
-  return directory + "/orla." + std::to_string(user) + "." + namespaceNumber();
-}
-
-bool makeFile(const std::string& path, mode_t mode, const char* content = "") {
+bool makeFile(const std::string& path, uid_t user, mode_t mode, const std::string& content = "") {
   const int file = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0600);
-  const auto size = static_cast<ssize_t>(std::strlen(content));
-  return file >= 0 && ::write(file, content, std::strlen(content)) == size &&
-         ::fchmod(file, mode) == 0 && ::close(file) == 0;
+  const auto size = static_cast<ssize_t>(content.size());
+  return file >= 0 && ::write(file, content.data(), content.size()) == size &&
+         ::fchown(file, user, user) == 0 && ::fchmod(file, mode) == 0 && ::close(file) == 0;
+}
+
+/// Creates kNobody's runtime directory, which is the only writable directory then.
+bool makeRuntimeDirectory(mode_t mode) {
+  const char* const directory = "/run/user/65534";
+  return ::mkdir("/run/user", 0755) == 0 && ::mkdir(directory, mode) == 0 &&
+         ::chown(directory, kNobody, kNobody) == 0 && makeReadOnly("/dev/shm");
+}
+
+/// Locks kNobody's empty file as its users do.
+bool useEmptyFile() {
+  struct ::flock lock {};
+  lock.l_type = F_RDLCK;
+  lock.l_start = 1;
+  lock.l_len = 1;
+  return makeFile(kFile, kNobody, 0600) &&
+         ::fcntl(::open(kFile.c_str(), O_RDWR | O_CLOEXEC), F_OFD_SETLK, &lock) == 0;
 }
 
 bool exists(const std::string& path) {
@@ -119,245 +140,169 @@ bool exists(const std::string& path) {
 }
 
 #define SKIP_WITHOUT_RIGHTS(result) \
-  if ((result) == kNoRights) GTEST_SKIP() << "needs root and namespaces of its own"
+  if ((result) == kNoRights) GTEST_SKIP() << "needs root and separate namespaces"
 
 }  // namespace
 
 TEST(NamedObjects, AreSharedByTheProcessesOfOneUserThatSeeOneSafeDirectory) {
+  const char* const path = kFile.c_str();
   const struct {
     const char* what;
-    std::function<bool()> prepare;  // Of the system, as root.
     uid_t user;
     Outcome outcome;
+    std::function<bool()> prepare = nothing;       // Of the system, as root.
+    std::function<bool()> prepareFirst = nothing;  // Of the first process.
   } cases[] = {
-      {"root", nothing, 0, kShared},
-      {"another user, who has /dev/shm alone", nothing, kNobody, kShared},
-      {"a user's own runtime directory",
-       [] {
-         return mountTmpfs("/dev/shm", "", MS_RDONLY) && ::mkdir("/run/user", 0755) == 0 &&
-                ::mkdir("/run/user/65534", 0700) == 0 &&
-                ::chown("/run/user/65534", kNobody, kNobody) == 0;
-       },
-       kNobody, kShared},
-      {"a runtime directory that others may read",
-       [] {
-         return ::mkdir("/run/user", 0755) == 0 && ::mkdir("/run/user/65534", 0755) == 0 &&
-                ::chown("/run/user/65534", kNobody, kNobody) == 0 &&
-                mountTmpfs("/dev/shm", "", MS_RDONLY);
-       },
-       kNobody, kFresh},
-      {"root's directory read-only, and /dev/shm there",
-       [] { return mountTmpfs("/run", "", MS_RDONLY); }, 0, kShared},
-      {"both read-only",
-       [] { return mountTmpfs("/run", "", MS_RDONLY) && mountTmpfs("/dev/shm", "", MS_RDONLY); }, 0,
-       kFresh},
-      {"both full",
-       [] { return mountTmpfs("/run", "size=4k") && mountTmpfs("/dev/shm", "size=4k"); }, 0,
-       kFresh},
-      {"no inodes",
-       [] { return mountTmpfs("/run", "nr_inodes=1") && mountTmpfs("/dev/shm", "nr_inodes=1"); }, 0,
-       kFresh},
-      {"a file of another user", [] { return makeFile(sharedFile("/dev/shm", kNobody), 0666); },
-       kNobody, kFresh},
-      {"a FIFO", [] { return ::mkfifo(sharedFile("/dev/shm", kNobody).c_str(), 0666) == 0; },
-       kNobody, kFresh},
-      {"a directory", [] { return ::mkdir(sharedFile("/dev/shm", kNobody).c_str(), 0777) == 0; },
-       kNobody, kFresh},
-      {"a link",
-       [] {
-         return makeFile("/dev/shm/target", 0666) &&
-                ::chown("/dev/shm/target", kNobody, kNobody) == 0 &&
-                ::symlink("target", sharedFile("/dev/shm", kNobody).c_str()) == 0;
-       },
-       kNobody, kFresh},
-      {"the user's file under a second name",
-       [] {
-         const std::string path = sharedFile("/dev/shm", kNobody);
-         return makeFile(path, 0600) && ::chown(path.c_str(), kNobody, kNobody) == 0 &&
-                ::link(path.c_str(), "/dev/shm/other") == 0;
-       },
-       kNobody, kFresh},
-      {"a file that another user put where root's directory would be",
-       [] { return makeFile("/run/orla", 0644) && mountTmpfs("/dev/shm", "", MS_RDONLY); }, 0,
-       kFresh},
-      {"the user's file of mode 0000, which a killed process left",
-       [] {
-         const std::string path = sharedFile("/dev/shm", kNobody);
-         return makeFile(path, 0000) && ::chown(path.c_str(), kNobody, kNobody) == 0;
-       },
-       kNobody, kShared},
-      {"a short file that killed processes left",
-       [] {
-         const std::string path = sharedFile("/dev/shm", kNobody);
-         return makeFile(path, 0600, "short") && ::chown(path.c_str(), kNobody, kNobody) == 0;
-       },
-       kNobody, kShared},
-      {"an empty file in use",
-       [] {
-         const std::string path = sharedFile("/dev/shm", kNobody);
-         struct ::flock lock {};
-         lock.l_type = F_RDLCK;
-         lock.l_whence = SEEK_SET;
-         lock.l_start = 1;
-         lock.l_len = 1;
-         return makeFile(path, 0600) && ::chown(path.c_str(), kNobody, kNobody) == 0 &&
-                ::fcntl(::open(path.c_str(), O_RDWR | O_CLOEXEC), F_OFD_SETLK, &lock) == 0;
-       },
-       kNobody, kFresh},
+      {"root", 0, kShared},
+      {"a user who has /dev/shm alone", kNobody, kShared},
+      {"two users", 0, kFresh, nothing, [] { return become(kNobody); }},
+      {"two PID namespaces", 0, kFresh, nothing, enterPidNamespace},
+      {"a runtime directory", kNobody, kShared, [] { return makeRuntimeDirectory(0700); }},
+      {"one that others may read", kNobody, kFresh, [] { return makeRuntimeDirectory(0755); }},
+      {"read-only /run", 0, kShared, [] { return makeReadOnly("/run"); }},
+      {"both read-only", 0, kFresh, [] { return mountBoth("", MS_RDONLY); }},
+      {"both full", 0, kFresh, [] { return mountBoth("size=4k"); }},
+      {"no inodes", 0, kFresh, [] { return mountBoth("nr_inodes=1"); }},
+      {"another user's file", kNobody, kFresh, [] { return makeFile(kFile, 0, 0666); }},
+      {"a FIFO", kNobody, kFresh, [=] { return ::mkfifo(path, 0666) == 0; }},
+      {"a directory", kNobody, kFresh, [=] { return ::mkdir(path, 0777) == 0; }},
+      {"a link", kNobody, kFresh,
+       [=] {
+         return makeFile("/dev/shm/target", kNobody, 0666) && ::symlink("target", path) == 0;
+       }},
+      {"a file with a second name", kNobody, kFresh,
+       [=] { return makeFile(kFile, kNobody, 0600) && ::link(path, "/dev/shm/other") == 0; }},
+      {"a file where root's directory would be", 0, kFresh,
+       [] { return makeFile("/run/orla", 0, 0644) && makeReadOnly("/dev/shm"); }},
+      {"a file of mode 0000, which a killed process left", kNobody, kShared,
+       [] { return makeFile(kFile, kNobody, 0000); }},
+      {"a damaged file, which killed processes left", kNobody, kShared,
+       [] { return makeFile(kFile, kNobody, 0600, std::string(51000, 'x')); }},
+      {"an empty file in use", kNobody, kFresh, useEmptyFile},
   };
   for (const auto& row : cases) {
-    SCOPED_TRACE(row.what);
-    const int result = inNewProcess([&] {
+    const int result = inChild([&] {
       if (!hasEmptyDirectories()) return kNoRights;
       if (!row.prepare() || !become(row.user)) return -1;
-      return besideAProcess(nothing, [] { return static_cast<int>(create()); });
+      return besideAProcess(row.prepareFirst, create);
     });
     SKIP_WITHOUT_RIGHTS(result);
-    EXPECT_EQ(result, row.outcome);
+    EXPECT_EQ(result, row.outcome) << row.what;
   }
 }
 
-TEST(NamedObjects, AreNotSharedWithAnotherUserOrAnotherPidNamespace) {
-  const struct {
-    const char* what;
-    std::function<bool()> prepare;  // Of the first process.
-  } cases[] = {
-      {"another user", [] { return become(kNobody); }},
-      // The first process is the new namespace's process 1, as each container's is.
-      {"another PID namespace",
-       [] {
-         if (::unshare(CLONE_NEWPID) != 0) return false;
-         const pid_t inside = ::fork();
-         if (inside != 0) {
-           for (;;) ::pause();
-         }
-         ::alarm(60);
-         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-         return ::mount("proc", "/proc", "proc", 0, nullptr) == 0;
-       }},
-  };
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.what);
-    const int result = inNewProcess([&] {
-      if (!hasEmptyDirectories()) return kNoRights;
-      return besideAProcess(row.prepare, [] { return static_cast<int>(create()); });
-    });
-    SKIP_WITHOUT_RIGHTS(result);
-    EXPECT_EQ(result, kFresh);
-  }
+/// Creates the object while a resource is limited. The sanitizers need descriptors at their first
+/// sight of an object, and afterwards.
+static HANDLE makeLimited(__rlimit_resource resource, rlim_t most) {
+  CloseHandle(makeNamed());
+  ::closefrom(3);
+  rlimit before{};
+  ::getrlimit(resource, &before);
+  const rlimit low{most, before.rlim_max};
+  ::setrlimit(resource, &low);
+  const HANDLE object = makeNamed();
+  const DWORD error = GetLastError();
+  ::setrlimit(resource, &before);
+  SetLastError(error);
+  return object;
 }
 
 TEST(NamedObjects, ArePrivateWhereTheProcessCannotHaveTheirFile) {
-  const struct Limit {
+  const struct {
     const char* what;
     __rlimit_resource resource;
     rlim_t most;
     Outcome besideAnother;
-
-    /// Creates the object under the limit. The sanitizers need descriptors at their first sight of
-    /// an object, and afterwards.
-    HANDLE makeNamed() const {
-      CloseHandle(orla::makeNamed());
-      ::closefrom(3);
-      rlimit before{};
-      ::getrlimit(resource, &before);
-      const rlimit low{most, before.rlim_max};
-      ::setrlimit(resource, &low);
-      const HANDLE object = orla::makeNamed();
-      const DWORD error = GetLastError();
-      ::setrlimit(resource, &before);
-      SetLastError(error);
-      return object;
-    }
   } limits[] = {{"no descriptor for the file", RLIMIT_NOFILE, 3, kFresh},
                 {"no descriptor for its mapping", RLIMIT_NOFILE, 4, kFresh},
-                // A file that is there already needs no room.
+                // A file that exists already needs no more room.
                 {"no room in a file", RLIMIT_FSIZE, 0, kShared}};
-  for (const Limit& limit : limits) {
-    SCOPED_TRACE(limit.what);
-    const int outcome = besideAProcess(
-        nothing, [&] { return inNewProcess([&] { return outcomeOf(limit.makeNamed()); }); });
-    EXPECT_EQ(outcome, limit.besideAnother);
-    EXPECT_EQ(inNewProcess([&] {
-                const HANDLE object = limit.makeNamed();
-                if (object == nullptr || !ReleaseSemaphore(object, 1, nullptr)) return 1;
-                if (WaitForSingleObject(object, 0) != WAIT_OBJECT_0) return 2;
+  for (const auto& [what, resource, most, besideAnother] : limits) {
+    SCOPED_TRACE(what);
+    const auto make = [&, name = resource, limit = most] { return makeLimited(name, limit); };
+    EXPECT_EQ(besideAProcess(nothing, [&] { return inChild([&] { return outcomeOf(make()); }); }),
+              besideAnother);
+    EXPECT_EQ(checkInChild([&] {
+                const HANDLE object = make();
+                ASSERT_NE(object, nullptr);
+                EXPECT_TRUE(ReleaseSemaphore(object, 1, nullptr));
+                EXPECT_EQ(WaitForSingleObject(object, 0), WAIT_OBJECT_0);
                 const HANDLE again = makeNamed();
-                if (again == nullptr || GetLastError() != ERROR_ALREADY_EXISTS) return 3;
-                if (!CloseHandle(object) || !CloseHandle(again)) return 4;
-                return ::fcntl(3, F_GETFD) == -1 ? 0 : 5;
+                EXPECT_EQ(outcomeOf(again), kShared);
+                EXPECT_TRUE(CloseHandle(object));
+                EXPECT_TRUE(CloseHandle(again));
+                EXPECT_EQ(::fcntl(3, F_GETFD), -1) << "a descriptor is open";
               }),
               0);
   }
 }
 
 TEST(NamedObjects, OfOneProcessAreAllSharedOrAllPrivate) {
-  const int result = inNewProcess([] {
-    if (!hasEmptyDirectories() || !mountTmpfs("/run", "", MS_RDONLY) ||
-        !mountTmpfs("/dev/shm", "", MS_RDONLY))
-      return kNoRights;
-    if (makeNamed() == nullptr) return 1;
-    if (::umount("/dev/shm") != 0) return 2;
-    return besideAProcess([] { return CreateEventA(nullptr, TRUE, TRUE, "Other") != nullptr; },
-                          [] {
-                            CreateEventA(nullptr, TRUE, TRUE, "Other");
-                            return GetLastError() == ERROR_SUCCESS ? 0 : 3;
-                          });
+  const auto createOther = [] { return outcomeOf(CreateEventA(nullptr, TRUE, TRUE, "Other")); };
+  const int result = inChild([&] {
+    if (!hasEmptyDirectories() || !mountBoth("", MS_RDONLY)) return kNoRights;
+    if (create() != kFresh || ::umount("/dev/shm") != 0) return -1;
+    return besideAProcess([&] { return createOther() == kFresh; }, createOther);
   });
   SKIP_WITHOUT_RIGHTS(result);
-  EXPECT_EQ(result, 0);
+  EXPECT_EQ(result, kFresh);
 }
 
 TEST(NamedObjects, HaveAFileOfTheirUserAloneWhateverTheUmaskWhichTheLastOneRemoves) {
   for (const mode_t mask : {0000U, 0022U, 0277U, 0477U, 0777U}) {
-    const int result = inNewProcess([&] {
+    const int result = inChild([&] {
       if (!hasEmptyDirectories()) return kNoRights;
-      ::umask(mask);
-      if (!become(kNobody)) return 1;
-      const HANDLE first = makeNamed();
-      const HANDLE second = CreateMutexA(nullptr, FALSE, (kName + "-mutex").c_str());
-      if (first == nullptr || second == nullptr) return 2;
-      struct ::stat status {};
-      const std::string path = sharedFile("/dev/shm", kNobody);
-      if (::stat(path.c_str(), &status) != 0 || (status.st_mode & 0777) != 0600) return 3;
-      if (inNewProcess([] { return static_cast<int>(create()); }) != kShared) return 4;
-      CloseHandle(first);
-      if (!exists(path)) return 5;
-      CloseHandle(second);
-      return exists(path) ? 6 : 0;
+      return checkInChild([&] {
+        ::umask(mask);
+        ASSERT_TRUE(become(kNobody));
+        const HANDLE first = makeNamed();
+        const HANDLE second = CreateMutexA(nullptr, FALSE, (kName + "-mutex").c_str());
+        struct ::stat status {};
+        ASSERT_EQ(::stat(kFile.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, 0600U);
+        EXPECT_EQ(inChild(create), kShared);
+        CloseHandle(first);
+        EXPECT_TRUE(exists(kFile));
+        CloseHandle(second);
+        EXPECT_FALSE(exists(kFile));
+      });
     });
     SKIP_WITHOUT_RIGHTS(result);
     EXPECT_EQ(result, 0) << std::oct << mask;
   }
 }
 
+TEST(NamedObjects, OfAnotherKindAreRefusedInOtherProcesses) {
+  EXPECT_EQ(
+      besideAProcess(nothing, [] { return outcomeOf(CreateEventA(nullptr, 1, 1, kName.c_str())); }),
+      kRefused);
+}
+
 // A daemon closes every descriptor that it does not know. The number may then belong to another file.
 TEST(NamedObjects, LeaveADescriptorAloneThatIsNoLongerTheirs) {
-  EXPECT_EQ(inNewProcess([] {
+  EXPECT_EQ(checkInChild([] {
               const int next = ::dup(0);
               ::close(next);
               const HANDLE object = makeNamed();
-              if (object == nullptr || ::fcntl(next, F_GETFD) == -1) return 1;
+              // Another file of the same file system.
+              const std::string own = "/proc/self/fd/" + std::to_string(next);
+              const std::string other = std::filesystem::read_symlink(own).string() + "-other";
               ::closefrom(next);
-              if (::open("/dev/null", O_RDONLY) != next) return 2;
-              if (!ReleaseSemaphore(object, 1, nullptr) || !CloseHandle(object)) return 3;
-              return ::fcntl(next, F_GETFD) == -1 ? 4 : 0;
+              EXPECT_EQ(::open(other.c_str(), O_RDWR | O_CREAT, 0600), next);
+              EXPECT_EQ(::unlink(other.c_str()), 0);
+              EXPECT_TRUE(ReleaseSemaphore(object, 1, nullptr));
+              EXPECT_TRUE(CloseHandle(object));
+              EXPECT_NE(::fcntl(next, F_GETFD), -1) << "another file was closed";
             }),
             0);
 }
 
 TEST(NamedObjects, AreReplacedWhereKilledProcessesLeftThem) {
+  const auto leave = [] { return outcomeOf(CreateSemaphoreA(nullptr, 1, 1, "Orla.Test.Left")); };
   // The file stays in use by a process that has another object open.
   EXPECT_EQ(besideAProcess(nothing,
-                           [] {
-                             for (int i = 0; i < 3; ++i) {
-                               const int code = inNewProcess([] {
-                                 const char* const name = "Orla.Test.Left";
-                                 CreateSemaphoreA(nullptr, 1, 1, name);
-                                 return GetLastError() == ERROR_SUCCESS ? 0 : 1;
-                               });
-                               if (code != 0) return code;
-                             }
+                           [&] {
+                             for (int i = 0; i < 3; ++i) EXPECT_EQ(inChild(leave), kFresh);
                              return 0;
                            }),
             0);

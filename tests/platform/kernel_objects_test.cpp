@@ -43,6 +43,16 @@ TEST(MutexObject, BelongsToOneThreadUntilReleasedAsOftenAsTaken) {
   }
 }
 
+TEST(MutexObject, StaysFreeIfAWaitForAllFails) {
+  const Handle mutex = makeMutex(""), owned = makeMutex("");
+  const HANDLE both[] = {mutex.get(), owned.get()};
+  EXPECT_TRUE(ReleaseMutex(mutex.get()));
+  elsewhere([&] {
+    EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, 0), WAIT_TIMEOUT);
+    elsewhere([&] { EXPECT_EQ(poll(mutex), WAIT_OBJECT_0); });
+  });
+}
+
 TEST(MutexObject, MayBeClosedWhileOwned) {
   for (const std::string& name : {std::string(), kName}) {
     makeMutex(name).reset();
@@ -81,7 +91,9 @@ TEST(NamedObjects, AreOneWhileOpenAndFreshAfterwards) {
   EXPECT_TRUE(ReleaseSemaphore(left, 5, &previous) && previous == 0);
   EXPECT_FALSE(ReleaseSemaphore(left, 0x7FFFFFFF, nullptr)) << "the sum must not wrap";
   second.reset();
-  EXPECT_EQ(poll(makeSemaphore(0, 1, kName)), WAIT_TIMEOUT);
+  const Handle other = makeSemaphore(0, 1, kName + "other");
+  // More than there can be at a time.
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(poll(makeSemaphore(0, 1, kName)), WAIT_TIMEOUT);
 }
 
 }  // namespace orla
