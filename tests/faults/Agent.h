@@ -119,7 +119,6 @@ class Agent {
     inet().LastError(&code);
     return code == kUntouched;
   }
-  bool isLoaded() const { return library_.has_value(); }
   const TempDir& folder() const { return folder_; }
   void writePackage(const std::string& bytes) { folder_.write("package", bytes); }
 

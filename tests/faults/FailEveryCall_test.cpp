@@ -10,11 +10,16 @@
 #include <vector>
 
 #include "faults/FaultRun.h"
+#include "net/RWInetAddr.h"
+#include "net/RWNetErrors.h"
+#include "net/RWSocket.h"
+#include "net/RWWinsockStartup.h"
 
 namespace orla::test {
 namespace {
 
 using faults::Kind;
+using enum Kind;
 using faults::Way;
 
 /// A way in which calls fail, and the name of the error in messages.
@@ -25,22 +30,17 @@ struct Failure {
   std::uint32_t code;
   const char* error;
 };
-constexpr Failure kReset{"reset", Kind::kSocket, Way::kFail, WSAECONNRESET, "CONNRESET"};
-constexpr Failure kInterrupted{"interrupted", Kind::kSocket, Way::kFail, WSAEINTR, "INTR"};
-constexpr Failure kWouldBlock{"would block", Kind::kSocket, Way::kFail, WSAEWOULDBLOCK,
-                              "WOULDBLOCK"};
-constexpr Failure kShortTransfer{"short transfer", Kind::kSocket, Way::kShort, 0, ""};
-constexpr Failure kFileRefused{"file refused", Kind::kFile, Way::kFail, ERROR_ACCESS_DENIED, ""};
-constexpr Failure kShortFile{"short file", Kind::kFile, Way::kShort, 0, ""};
-constexpr Failure kGuardRefused{"guard refused", Kind::kSharedObject, Way::kFail,
-                                ERROR_INVALID_HANDLE, "6"};
-constexpr Failure kLockRefused{"lock refused", Kind::kPrivateObject, Way::kFail,
-                               ERROR_INVALID_HANDLE, "6"};
-constexpr Failure kPollFails{"poll fails", Kind::kPoll, Way::kFail, ERROR_INVALID_HANDLE, "6"};
-constexpr Failure kNoMemory{"no memory", Kind::kMemory, Way::kFail, ERROR_NOT_ENOUGH_MEMORY, "8"};
-constexpr Failure kFailures[] = {kReset,       kInterrupted, kWouldBlock,   kShortTransfer,
-                                 kFileRefused, kShortFile,   kGuardRefused, kLockRefused,
-                                 kPollFails,   kNoMemory};
+constexpr Failure kFailures[] = {
+    {"reset", kSocket, Way::kFail, WSAECONNRESET, "CONNRESET"},
+    {"interrupted", kSocket, Way::kFail, WSAEINTR, "INTR"},
+    {"would block", kSocket, Way::kFail, WSAEWOULDBLOCK, "WOULDBLOCK"},
+    {"short transfer", kSocket, Way::kShort, 0, ""},
+    {"file refused", kFile, Way::kFail, ERROR_ACCESS_DENIED, ""},
+    {"short file", kFile, Way::kShort, 0, ""},
+    {"guard refused", kSharedObject, Way::kFail, ERROR_INVALID_HANDLE, "6"},
+    {"lock refused", kPrivateObject, Way::kFail, ERROR_INVALID_HANDLE, "6"},
+    {"poll fails", kPoll, Way::kFail, ERROR_INVALID_HANDLE, "6"},
+    {"no memory", kMemory, Way::kFail, ERROR_NOT_ENOUGH_MEMORY, "8"}};
 
 // The outcomes. In a message, "%call" is the call that failed and "%error" its error.
 const Outcome kSucceeds{0, ""};
@@ -105,58 +105,58 @@ std::vector<Row> rows() {
   const std::vector<Outcome> noMemory = {kMemoryRunsOut, kNoLock};
 
   // What every command has in common.
-  const std::map<std::string, Allowed> command = {{kReset.name, {brokenSocket}},
-                                                  {kInterrupted.name, {brokenSocket}},
-                                                  {kWouldBlock.name, blocked},
-                                                  {kShortTransfer.name, succeeds},
-                                                  {kGuardRefused.name, {{kRefused}, release}},
-                                                  {kLockRefused.name, lock},
-                                                  {kPollFails.name, succeeds},
-                                                  {kNoMemory.name, {noMemory}}};
+  const std::map<std::string, Allowed> command = {{"reset", {brokenSocket}},
+                                                  {"interrupted", {brokenSocket}},
+                                                  {"would block", blocked},
+                                                  {"short transfer", succeeds},
+                                                  {"guard refused", {{kRefused}, release}},
+                                                  {"lock refused", lock},
+                                                  {"poll fails", succeeds},
+                                                  {"no memory", {noMemory}}};
   std::map<std::string, Allowed> send = command, download = command;
-  send[kFileRefused.name] = {{kRefused, kTooLarge, kShortRead}, {"CloseHandle"}};
-  send[kShortFile.name] = succeeds;
-  send[kNoMemory.name].outcomes.insert(send[kNoMemory.name].outcomes.end(), {kRefused, kTooLarge});
-  download[kFileRefused.name] = {{kNotWritten, kNotReplaced}};
-  download[kShortFile.name] = {{kNotWritten, kSucceeds}};
-  download[kNoMemory.name].outcomes.insert(download[kNoMemory.name].outcomes.end(),
-                                           {kRefused, kNotWritten});
+  send["file refused"] = {{kRefused, kTooLarge, kShortRead}, {"CloseHandle"}};
+  send["short file"] = succeeds;
+  send["no memory"].outcomes.insert(send["no memory"].outcomes.end(), {kRefused, kTooLarge});
+  download["file refused"] = {{kNotWritten, kNotReplaced}};
+  download["short file"] = {{kNotWritten, kSucceeds}};
+  download["no memory"].outcomes.insert(download["no memory"].outcomes.end(),
+                                        {kRefused, kNotWritten});
 
   return {{kLoad,
-           {{kReset.name, ignoreStart},
-            {kInterrupted.name, ignoreStart},
-            {kWouldBlock.name, ignoreStart},
-            {kShortTransfer.name, succeeds},
-            {kGuardRefused.name, {{kGuardThrows}}},
-            {kNoMemory.name, {{kGuardThrows, kSucceeds}}}}},
+           {{"reset", ignoreStart},
+            {"interrupted", ignoreStart},
+            {"would block", ignoreStart},
+            {"short transfer", succeeds},
+            {"guard refused", {{kGuardThrows}}},
+            {"no memory", {{kGuardThrows, kSucceeds}}}}},
           {kUnload,
-           {{kReset.name, ignoreStop},
-            {kInterrupted.name, ignoreStop},
-            {kWouldBlock.name, ignoreStop},
-            {kShortTransfer.name, succeeds},
-            {kGuardRefused.name, succeeds}}},
+           {{"reset", ignoreStop},
+            {"interrupted", ignoreStop},
+            {"would block", ignoreStop},
+            {"short transfer", succeeds},
+            {"guard refused", succeeds}}},
           {kInitialize, {}},
-          {kConnect, {{kGuardRefused.name, guardedTable}, {kNoMemory.name, {{kRefused}}}}},
-          {kDisconnect, {{kGuardRefused.name, guardedTable}}},
-          {kCleanUp, {{kGuardRefused.name, guardedTable}}},
+          {kConnect, {{"guard refused", guardedTable}, {"no memory", {{kRefused}}}}},
+          {kDisconnect, {{"guard refused", guardedTable}}},
+          {kCleanUp, {{"guard refused", guardedTable}}},
           {kVersion, command},
           {kName, command},
           {kSend, send},
           {kDownload, download}};
 }
 
+/// Checks what remains in the directory.
+void expectFiles(const Ending& ending) {
+  // The old file is deleted before the new one can take its place.
+  const bool lost = ending.failedCall == "MoveFileA" && !ending.isSuccess();
+  EXPECT_EQ(ending.names.count("old"), lost ? 0U : 1U);
+  // A temporary file that cannot be opened may be in use by another process, so it is left.
+  const bool opened = ending.outcome != kNotWritten || ending.failedCall == "WriteFile";
+  EXPECT_LE(ending.temporaryFiles(), opened ? 0U : 1U);
+}
+
 class FailEveryCall : public testing::TestWithParam<Row> {
  protected:
-  /// Checks what remains in the directory.
-  static void expectFiles(const Ending& ending) {
-    // The old file is deleted before the new one can take its place.
-    const bool lost = ending.failedCall == "MoveFileA" && !ending.isSuccess();
-    EXPECT_EQ(ending.names.count("old"), lost ? 0U : 1U);
-    // A temporary file that cannot be opened may be in use by another process, so it is left.
-    const bool opened = ending.outcome != kNotWritten || ending.failedCall == "WriteFile";
-    EXPECT_LE(ending.temporaryFiles(), opened ? 0U : 1U);
-  }
-
   FaultRun run_;
 };
 
@@ -188,7 +188,7 @@ TEST(Allocations, AreFewInACommand) {
   for (const auto& [operation, most] : limits) {
     SCOPED_TRACE(operation.name);
     const auto ignore = [](const Ending&) {};
-    EXPECT_LE(run.failEach(operation, {Kind::kMemory, 0}, ignore).size(), most);
+    EXPECT_LE(run.failEach(operation, {kMemory, 0}, ignore).size(), most);
   }
 }
 
@@ -215,6 +215,19 @@ TEST(Allocations, HoldABodyAtMostOnce) {
     faults::limitMemory(0);
     EXPECT_NE(agent.outcome(), kSucceeds);
   }
+}
+
+// A system that reports a failure may leave no error code behind.
+TEST(RWSocket, ReportsABindThatFailsWithoutACode) {
+  const RWWinsockStartup winsock;
+  const char* failedCall = nullptr;
+  RWSocket socket;
+  {
+    const faults::Injection injection({.kind = kSocket, .call = 2}, &failedCall);
+    EXPECT_THROW(socket.bind(RWInetAddr("127.0.0.1:0")), RWSocketError);
+  }
+  EXPECT_STREQ(failedCall, "bind");
+  EXPECT_FALSE(socket.isValid());
 }
 
 }  // namespace

@@ -21,6 +21,7 @@ struct State {
   int callsLeft = 0;
   const char* failedCall = nullptr;
   Books books;
+  std::int64_t bytes = 0;      // Allocated by the thread and not yet freed.
   std::int64_t mostBytes = 0;  // 0: no limit.
 };
 extern State state;

@@ -104,19 +104,19 @@ void* allocate(std::size_t size) noexcept {
   const Call call(kMemory, "new");
   const auto wanted = static_cast<std::int64_t>(size);
   if (call.fails()) return nullptr;
-  if (isFirstThread() && state.mostBytes != 0 && state.books.bytes + wanted > state.mostBytes)
+  if (isFirstThread() && state.mostBytes != 0 && state.bytes + wanted > state.mostBytes)
     return nullptr;
   void* const block = std::malloc(std::max<std::size_t>(size, 1));
   if (!block || !isFirstThread()) return block;
   ++state.books.blocks;
-  state.books.bytes += sizeOf(block);
+  state.bytes += sizeOf(block);
   return block;
 }
 
 void release(void* block) noexcept {
   if (block && isFirstThread()) {
     --state.books.blocks;
-    state.books.bytes -= sizeOf(block);
+    state.bytes -= sizeOf(block);
   }
   std::free(block);
 }
@@ -141,7 +141,7 @@ Books books() noexcept {
 }
 
 void limitMemory(std::size_t bytes) noexcept {
-  state.mostBytes = bytes == 0 ? 0 : state.books.bytes + static_cast<std::int64_t>(bytes);
+  state.mostBytes = bytes == 0 ? 0 : state.bytes + static_cast<std::int64_t>(bytes);
 }
 
 void shortenTimeouts(int milliseconds) noexcept {

@@ -3,9 +3,8 @@
 //
 // In a program that links orla_faulty_platform the linker redirects the calls of platform/winapi.h to
 // this layer, whether the library or the test makes them. The library's code is the code that ships.
-// Replaced operators new and delete do the same for allocations. A program that links
-// orla_faulty_system as well (POSIX only) has the system calls beneath the platform layer redirected
-// too.
+// Replaced operators new and delete do the same for allocations. On POSIX the system calls beneath the
+// platform layer are redirected too.
 //
 // Only the calls of the program's first thread, which runs the tests, fail and are counted. A test's
 // server, in other threads, is not disturbed.
@@ -13,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ostream>
 
 namespace orla::faults {
 
@@ -64,12 +64,19 @@ struct Books {
   int locks = 0;    // Mutexes owned and counts taken from semaphores.
   int winsockStarts = 0;
   int blocks = 0;  // Of memory.
-  std::int64_t bytes = 0;
-  // With orla_faulty_system only.
+  // On POSIX only.
   int descriptors = 0;
   int mappings = 0;
   int badCloses = 0;  // close() of a descriptor that was not open.
+
+  bool operator==(const Books&) const = default;
 };
+inline void PrintTo(const Books& books, std::ostream* out) {
+  *out << "sockets " << books.sockets << ", handles " << books.handles << ", locks " << books.locks
+       << ", starts " << books.winsockStarts << ", blocks " << books.blocks << ", descriptors "
+       << books.descriptors << ", mappings " << books.mappings << ", bad closes "
+       << books.badCloses;
+}
 Books books() noexcept;
 
 /// Allocations that would raise the thread's bytes by more than `bytes` from now fail; 0 removes the

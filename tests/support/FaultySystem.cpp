@@ -72,24 +72,24 @@ void unmapped(int result) noexcept {
 // call of the `real` function to the C library. A variadic function receives an int or a pointer where
 // the wrapper declares it, also if the caller did not pass it: the wrapper only passes it on.
 // NOLINTBEGIN(bugprone-macro-parentheses)
-#define ORLA_SYSTEM_CALL(kind, when, result, name, parameters, arguments, failure, before, after) \
-  extern "C" result realSystem##name parameters noexcept __asm__("__real_" #name);                \
-  extern "C" result wrapSystem##name parameters noexcept __asm__("__wrap_" #name);                \
-  result wrapSystem##name parameters noexcept {                                                   \
-    const Call call(kind, #name);                                                                 \
-    const auto code = static_cast<int>(state.fault.code);                                         \
-    if (call.fails() && when == kBefore) {                                                        \
-      errno = code;                                                                               \
-      return failure;                                                                             \
-    }                                                                                             \
-    before;                                                                                       \
-    const auto r = realSystem##name arguments;                                                    \
-    if (isFirstThread()) {                                                                        \
-      after;                                                                                      \
-    }                                                                                             \
-    if (!call.fails()) return r;                                                                  \
-    errno = code;                                                                                 \
-    return failure;                                                                               \
+#define ORLA_CALL(kind, when, result, name, parameters, arguments, failure, before, after) \
+  extern "C" result realSystem##name parameters noexcept __asm__("__real_" #name);         \
+  extern "C" result wrapSystem##name parameters noexcept __asm__("__wrap_" #name);         \
+  result wrapSystem##name parameters noexcept {                                            \
+    const Call call(kind, #name);                                                          \
+    const auto code = static_cast<int>(state.fault.code);                                  \
+    if (call.fails() && when == kBefore) {                                                 \
+      errno = code;                                                                        \
+      return failure;                                                                      \
+    }                                                                                      \
+    before;                                                                                \
+    const auto r = realSystem##name arguments;                                             \
+    if (isFirstThread()) {                                                                 \
+      after;                                                                               \
+    }                                                                                      \
+    if (!call.fails()) return r;                                                           \
+    errno = code;                                                                          \
+    return failure;                                                                        \
   }
 
 #include "support/FaultySystemCalls.def"
