@@ -30,8 +30,9 @@ std::string namespaceNumber() {
 /// The file that kNobody's processes share.
 const std::string kFile = "/dev/shm/orla.65534." + namespaceNumber();
 
-/// What a process finds that creates an object, while another one may have it open.
-enum Outcome { kShared, kFresh, kRefused };
+/// What a process finds that creates an object, while another one may have it open. A sanitizer that
+/// finds a fault ends the process with 1.
+enum Outcome { kShared = 10, kFresh, kRefused };
 
 /// Of an object that was just created.
 Outcome outcomeOf(HANDLE object) {
@@ -195,6 +196,8 @@ TEST(NamedObjects, AreSharedByTheProcessesOfOneUserThatSeeOneSafeDirectory) {
 /// sight of an object, and afterwards.
 static HANDLE makeLimited(__rlimit_resource resource, rlim_t most) {
   CloseHandle(makeNamed());
+  CloseHandle(
+      CreateSemaphoreA(nullptr, 0, 5, nullptr));  // This one is not shared, but initialized.
   ::closefrom(3);
   rlimit before{};
   ::getrlimit(resource, &before);
