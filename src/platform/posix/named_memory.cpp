@@ -15,28 +15,19 @@ using Slot = SharedFile::Slot;
 constinit SharedFile file;
 constinit int openObjects = 0;
 
-/// Finds a slot that killed processes left; -1 if there is none.
-int findLeftSlot() noexcept {
-  for (int index = 0; index < SharedFile::kSlots; ++index) {
-    if (file.hasOpened(index)) continue;
-    const Slot::Use use = file.slot(index).use;
-    if (use == Slot::Use::kLeft || (use == Slot::Use::kUsed && file.releaseSlot(index)))
-      return index;
-  }
-  return -1;
-}
-
-/// Finds the slot that has `name`, else one for a new object; -1 if there is none.
+/// Returns the index of the slot that has `name`, or else that of a free slot, or else -1.
 int findSlot(const char* name) noexcept {
   int free = -1;
   for (int index = SharedFile::kSlots - 1; index >= 0; --index) {
     Slot& slot = file.slot(index);
-    if (slot.use == Slot::Use::kUsed && std::strncmp(slot.name, name, sizeof slot.name) == 0 &&
-        !file.releaseSlot(index))
-      return index;
+    if (slot.use == Slot::Use::kFree) free = index;
+    if (slot.use != Slot::Use::kUsed || std::strncmp(slot.name, name, sizeof slot.name) != 0)
+      continue;
+    if (!file.isLeft(index)) return index;
+    slot.use = file.isOwn(index) ? Slot::Use::kFree : Slot::Use::kLeft;
     if (slot.use == Slot::Use::kFree) free = index;
   }
-  return free >= 0 ? free : findLeftSlot();
+  return free;
 }
 
 }  // namespace

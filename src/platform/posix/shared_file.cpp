@@ -1,5 +1,6 @@
 #include "platform/posix/shared_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -8,13 +9,14 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/posix/descriptor.h"
 
 namespace orla::posix {
 
 struct SharedFile::Layout {
-  static constexpr std::uint32_t kVersion = 2;
+  static constexpr std::uint32_t kVersion = 3;
 
   std::uint32_t version;
   Slot slots[kSlots];
@@ -141,13 +143,14 @@ SharedFile::Attempt SharedFile::tryOpen() noexcept {
       // Killed processes left it.
       result = ::unlink(path_) == 0 ? Attempt::kRepeat : Attempt::kFailed;
     } else if (users != Lock::kFailed && map(isAlone)) {
-      return Attempt::kDone;
+      if (hasFreeSlots()) return Attempt::kDone;
+      ::munmap(std::exchange(layout_, nullptr), sizeof(Layout));
+      result = ::unlink(path_) == 0 ? Attempt::kRepeat : Attempt::kFailed;
     } else if (isAlone) {
       ::unlink(path_);
     }
   }
-  ::close(descriptor_);
-  descriptor_ = -1;
+  closeUnlocked();
   return result;
 }
 
@@ -193,25 +196,30 @@ void SharedFile::close() noexcept {
     ::close(descriptor_);
     // Through a file opened anew: a forked child may still hold the locks of the closed one.
     descriptor_ = openFile(path_, 0);
-    if (descriptor_ >= 0) {
-      if (isOurs() && enterGate()) releaseAll();
-      ::close(descriptor_);
-    }
+    if (isOurs() && enterGate() &&
+        lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK) == Lock::kTaken)
+      ::unlink(path_);
+    closeUnlocked();
   }
   descriptor_ = -1;
   if (!isMappingRetained_) ::munmap(layout_, sizeof(Layout));
   layout_ = nullptr;
-  opened_.fill(false);
-  retained_.fill(false);
+  own_.fill(false);
 }
 
-void SharedFile::releaseAll() noexcept {
-  if (lockByte(descriptor_, kUsers, F_WRLCK, F_OFD_SETLK) == Lock::kTaken) {
-    ::unlink(path_);
-    return;
-  }
-  for (int index = 0; index < kSlots; ++index)
-    if (hasOpened(index)) releaseSlot(index);
+/// Closes the descriptor. Drops its locks first, because a child that another thread has just forked
+/// would keep them.
+void SharedFile::closeUnlocked() noexcept {
+  if (descriptor_ < 0) return;
+  lockByte(descriptor_, kUsers, F_UNLCK, F_OFD_SETLK);
+  leaveGate();
+  ::close(descriptor_);
+  descriptor_ = -1;
+}
+
+bool SharedFile::hasFreeSlots() const noexcept {
+  const auto isFree = [](const Slot& slot) { return slot.use == Slot::Use::kFree; };
+  return std::count_if(layout_->slots, layout_->slots + kSlots, isFree) >= kMinFreeSlots;
 }
 
 bool SharedFile::enterGate() noexcept {
@@ -228,28 +236,20 @@ SharedFile::Slot& SharedFile::slot(int index) noexcept {
 
 bool SharedFile::openSlot(int index) noexcept {
   if (lockByte(descriptor_, kFirstSlot + index, F_RDLCK, F_OFD_SETLK) != Lock::kTaken) return false;
-  opened_[static_cast<std::size_t>(index)] = true;
-  return true;
-}
-
-bool SharedFile::releaseSlot(int index) noexcept {
-  const ::off_t byte = kFirstSlot + index;
-  if (lockByte(descriptor_, byte, F_WRLCK, F_OFD_SETLK) != Lock::kTaken) return false;
-  lockByte(descriptor_, byte, F_UNLCK, F_OFD_SETLK);
-  const auto place = static_cast<std::size_t>(index);
-  Slot::Use& use = slot(index).use;
-  if (retained_[place])
-    use = Slot::Use::kOwned;
-  else if (hasOpened(index))
-    use = Slot::Use::kFree;
-  else if (use == Slot::Use::kUsed)
-    use = Slot::Use::kLeft;
+  own_[static_cast<std::size_t>(index)] = true;
   return true;
 }
 
 void SharedFile::retainSlot(int index) noexcept {
   isMappingRetained_ = true;
-  retained_[static_cast<std::size_t>(index)] = true;
+  own_[static_cast<std::size_t>(index)] = false;
+}
+
+bool SharedFile::isLeft(int index) noexcept {
+  const ::off_t byte = kFirstSlot + index;
+  if (lockByte(descriptor_, byte, F_WRLCK, F_OFD_SETLK) != Lock::kTaken) return false;
+  lockByte(descriptor_, byte, F_UNLCK, F_OFD_SETLK);
+  return true;
 }
 
 }  // namespace orla::posix

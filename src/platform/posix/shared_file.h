@@ -6,12 +6,13 @@
 //
 // The kernel drops the locks of a process that is killed. A process that is in the gate and gets one
 // of the other bytes exclusively is therefore alone with the file or the object, whatever a killed
-// process left there. What killed processes left is used again only if no slot is free, because a
-// process that closed descriptors that are not its own may still use it.
+// process left there. What other processes left is never used again, because a process whose locks
+// are lost (it closed descriptors that are not its own, or is a forked child) may still use it. A
+// file with few free slots is replaced by a new one; its users keep the old one.
 //
 // The locks belong to the open file, so that a forked child shares its parent's. A process therefore
-// never drops the lock of a slot: it closes the file when it has closed its last object, and a child
-// keeps the locks until it does the same.
+// drops the lock of no slot before it closes the file, which it does when it has closed its last
+// object.
 //
 // The file is in the first of these directories that is safe: /run/user/UID, if it belongs to the
 // user alone; for root /run/orla, which is created; /dev/shm. No environment variable counts,
@@ -32,7 +33,9 @@ namespace orla::posix {
 /// The user's file, as this process has it open. Not thread-safe.
 class SharedFile {
  public:
-  static constexpr int kSlots = 128;
+  static constexpr int kSlots = 256;
+  /// A file with fewer free slots is not opened any more.
+  static constexpr int kMinFreeSlots = 64;
   static constexpr std::size_t kStateSize = 128;
   static constexpr std::size_t kMaxName = 260;
 
@@ -41,8 +44,7 @@ class SharedFile {
     enum class Use : std::uint32_t {
       kFree,
       kUsed,
-      kLeft,   // By killed processes.
-      kOwned,  // By a thread of a process that has closed the object. Never used again.
+      kLeft,  // By all processes that had it open.
     };
 
     Use use;
@@ -54,8 +56,7 @@ class SharedFile {
   /// Opens and maps the file, and enters the gate. Returns false, with nothing open, if the objects
   /// cannot be shared.
   bool open() noexcept;
-  /// Closes the file, and frees the slots that no other process has open. The last process to close
-  /// the file removes it.
+  /// Closes the file. The last process to do so removes it.
   void close() noexcept;
 
   bool isOpen() const noexcept { return descriptor_ >= 0; }
@@ -70,17 +71,18 @@ class SharedFile {
   // The caller of the following functions must be in the gate.
 
   Slot& slot(int index) noexcept;
-  /// Returns true if this process has opened the object in slot `index` since it opened the file.
-  bool hasOpened(int index) const noexcept { return opened_[static_cast<std::size_t>(index)]; }
   /// Marks the object in slot `index` as open in this process, which lasts until close(). Returns
   /// false if locking fails.
   bool openSlot(int index) noexcept;
-  /// If no other process has the object in slot `index` open, which this process has closed or never
-  /// had open, sets the slot's use to what becomes of it, and returns true.
-  bool releaseSlot(int index) noexcept;
+  /// Returns true if no other process has the object in slot `index` open. This process must have
+  /// closed it, or must never have opened it.
+  bool isLeft(int index) noexcept;
 
-  /// Retains the memory of the slot and the mapping until the process ends, because a thread still
-  /// owns what is in the slot.
+  /// Returns true if this process has opened the object in slot `index` since it opened the file, and
+  /// has not retained the slot.
+  bool isOwn(int index) const noexcept { return own_[static_cast<std::size_t>(index)]; }
+  /// Retains the slot and the mapping until the process ends, because a thread still owns what is in
+  /// the slot.
   void retainSlot(int index) noexcept;
 
  private:
@@ -89,7 +91,8 @@ class SharedFile {
 
   Attempt tryOpen() noexcept;
   bool map(bool isFresh) noexcept;
-  void releaseAll() noexcept;
+  bool hasFreeSlots() const noexcept;
+  void closeUnlocked() noexcept;
 
   char path_[128] = {};
   int descriptor_ = -1;
@@ -98,8 +101,7 @@ class SharedFile {
   ::ino_t inode_ = 0;
   Layout* layout_ = nullptr;
   bool isMappingRetained_ = false;
-  std::array<bool, kSlots> opened_{};  // By this process, since it opened the file.
-  std::array<bool, kSlots> retained_{};
+  std::array<bool, kSlots> own_{};
 };
 
 }  // namespace orla::posix
