@@ -97,7 +97,8 @@ std::int32_t CVekFile::CopyBlock(CVekFile& sink, void* buffer, std::uint32_t siz
 
 std::uint32_t CVekFile::Close(bool commit) {
   if (!handle_) return kWrongState;
-  const bool closed = CloseFile();
+  const bool flushed = disposition_ != kReplace || !commit || Flush();
+  const bool closed = CloseFile() && flushed;
   bool done = closed;
   if (disposition_ == kReplace) {
     // A file that the system failed to close may lack bytes, so it never replaces the target.
@@ -105,6 +106,15 @@ std::uint32_t CVekFile::Close(bool commit) {
     if (!done || !commit) DeleteFileA(currentName_);
   }
   return done ? ORLA_OK : kWrongState;
+}
+
+/// Waits until the written bytes are on the disk: the old file is deleted before the new one is
+/// renamed, so a power failure must not leave an empty file. Returns false if bytes are lost. Other
+/// errors mean that the file system does not support this.
+bool CVekFile::Flush() {
+  if (FlushFileBuffers(handle_)) return true;
+  const DWORD error = GetLastError();
+  return error != ERROR_WRITE_FAULT && error != ERROR_DISK_FULL;
 }
 
 /// Closes the handle. The object is closed even if the system reports a failure.

@@ -80,6 +80,7 @@ class CVekFile {
  private:
   bool CreateTemporary();
   bool MoveIntoPlace();
+  bool Flush();
   bool CloseFile();
 
   char currentName_[kNameSize] = "";

@@ -141,8 +141,7 @@ BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previous) noexcept;
 
 /// Closes a kernel object or a file. Returns FALSE with ERROR_INVALID_HANDLE for null or
 /// INVALID_HANDLE_VALUE. Returns FALSE with ERROR_WRITE_FAULT or ERROR_DISK_FULL if the system
-/// reports only now that bytes written to the file were lost; the file is closed anyway. The port
-/// returns after the bytes that were written to a file are on the disk.
+/// reports only now that bytes written to the file were lost; the file is closed anyway.
 BOOL CloseHandle(HANDLE handle) noexcept;
 
 inline constexpr DWORD INFINITE = 0xFFFFFFFF;
@@ -208,6 +207,10 @@ BOOL ReadFile(HANDLE file, void* buffer, DWORD size, DWORD* got, OVERLAPPED* ove
 /// ERROR_DISK_FULL. `*written` is set to the number of bytes written in both cases.
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written,
                OVERLAPPED* overlapped) noexcept;
+/// Waits until the bytes that were written to the file are on the disk. Returns FALSE with
+/// ERROR_WRITE_FAULT or ERROR_DISK_FULL if they are lost. The port returns TRUE if the file system
+/// does not support this.
+BOOL FlushFileBuffers(HANDLE file) noexcept;
 /// Returns the low 32 bits of the size and sets `*high`, unless `high` is null, to the high 32
 /// bits. Returns INVALID_FILE_SIZE on failure. The low 32 bits of a size can have the same value.
 /// The last error is then 0.

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <vector>
 
@@ -158,7 +159,7 @@ struct ReplacementTest : FilesTest {
     const auto& [mask, oldMode, newMode, owner, group] = permissions;
     SCOPED_TRACE("umask " + std::to_string(mask) + ", old mode " + std::to_string(oldMode));
     const std::string target = folder.path("target");
-    DeleteFileA(target.c_str());  // Of an earlier replacement; not the file that is replaced now.
+    ::unlink(target.c_str());
     if (oldMode >= 0) {
       folder.write("target", "old");
       ASSERT_EQ(::chown(target.c_str(), owner, group), 0);
@@ -176,6 +177,36 @@ struct ReplacementTest : FilesTest {
     EXPECT_EQ(modeOf(target), newMode);
   }
 };
+
+// The thread that deletes the file is not always the one that moves its own file there.
+TEST_F(ReplacementTest, KeepsThePermissionsOfAFileThatAnotherThreadDeleted) {
+  folder.write("target", "old");
+  const std::string target = folder.path("target");
+  ASSERT_EQ(::chmod(target.c_str(), 0600), 0);
+  const std::string path = temporary();
+  std::thread([&] { EXPECT_EQ(codeOfDeleting(target), ERROR_SUCCESS); }).join();
+  EXPECT_EQ(codeOfMoving(path, target), ERROR_SUCCESS);
+  EXPECT_EQ(modeOf(target), 0600U);
+}
+
+// With an access control list the group's bits are those of the users in the list.
+TEST_F(ReplacementTest, AllowsTheGroupNoMoreThanAllUsersWhereThereIsAnAccessList) {
+  constexpr unsigned char kList[] = {2,   0,   0,   0,   1,   0,   6,   0,
+                                     255, 255, 255, 255,                    // The user: rw-.
+                                     2,   0,   6,   0,   254, 255, 0,   0,  // The user 65534: rw-.
+                                     4,   0,   0,   0,   255, 255, 255, 255,   // The group: ---.
+                                     16,  0,   6,   0,   255, 255, 255, 255,   // The mask: rw-.
+                                     32,  0,   0,   0,   255, 255, 255, 255};  // All users: ---.
+  folder.write("target", "old");
+  const std::string target = folder.path("target");
+  if (::setxattr(target.c_str(), "system.posix_acl_access", kList, sizeof kList, 0) != 0)
+    GTEST_SKIP() << "the file system has no access control lists: " << std::strerror(errno);
+  EXPECT_EQ(modeOf(target), 0660U);
+  const std::string path = temporary();
+  EXPECT_EQ(codeOfDeleting(target), ERROR_SUCCESS);
+  EXPECT_EQ(codeOfMoving(path, target), ERROR_SUCCESS);
+  EXPECT_EQ(modeOf(target), 0600U);
+}
 
 TEST_F(ReplacementTest, KeepsThePermissionsOfTheOldFile) {
   for (const auto& permissions : {Permissions{022, -1, 0644},
@@ -272,7 +303,7 @@ TEST_F(FilesTest, MoveWithoutTheSystemCallsForIt) {
   EXPECT_EQ(folder.read("empty"), "");
 }
 
-TEST_F(FilesTest, CloseReportsBytesThatDoNotReachTheDisk) {
+TEST_F(FilesTest, FlushReportsBytesThatDoNotReachTheDisk) {
   const std::string path = folder.path("file");
   for (const auto& [error, code] : {std::pair{EIO, ERROR_WRITE_FAULT},
                                     {ENOSPC, ERROR_DISK_FULL},
@@ -283,8 +314,8 @@ TEST_F(FilesTest, CloseReportsBytesThatDoNotReachTheDisk) {
       DWORD written;
       const HANDLE changed = openExisting(path, GENERIC_WRITE);
       EXPECT_TRUE(WriteFile(changed, "x", 1, &written, nullptr));
-      EXPECT_EQ(codeOfCall(CloseHandle(changed)), expected);
-      EXPECT_EQ(codeOfOpening(path, GENERIC_WRITE), ERROR_SUCCESS) << "nothing was written";
+      EXPECT_EQ(codeOfCall(FlushFileBuffers(changed)), expected);
+      EXPECT_TRUE(CloseHandle(changed));
     });
 }
 

@@ -32,10 +32,9 @@ class File final : public posix::Object {
       : Object(kKind), descriptor_(descriptor), temporary_(temporary) {}
 
   DWORD close() noexcept override {
-    int error = written_ ? writeToDisk() : 0;
     // The descriptor is closed in any case. A network file system may report only now that it lost
     // written bytes. If a signal interrupts the call, no bytes are lost.
-    if (::close(descriptor_) != 0 && errno != EINTR && error == 0) error = errno;
+    const int error = ::close(descriptor_) == 0 || errno == EINTR ? 0 : errno;
     if (temporary_.inode != 0) posix::noteTemporaryFile(temporary_);
     delete this;
     return error == EIO ? ERROR_WRITE_FAULT : win32Code(error);
@@ -43,23 +42,9 @@ class File final : public posix::Object {
 
   int descriptor() const noexcept { return descriptor_; }
 
-  void setWritten() noexcept { written_ = true; }
-
  private:
-  /// Waits until the written bytes are on the disk. Otherwise a power failure could leave an empty
-  /// file in the place of a file that was deleted. Returns 0, or the errno of lost data; other
-  /// failures mean that the file system or a sandbox does not support the call.
-  int writeToDisk() const noexcept {
-    while (::fdatasync(descriptor_) != 0) {
-      if (errno == EIO || errno == ENOSPC || errno == EDQUOT) return errno;
-      if (errno != EINTR) break;
-    }
-    return 0;
-  }
-
   const int descriptor_;
   const posix::TemporaryFile temporary_;
-  bool written_ = false;
 };
 
 bool isDirectory(const char* path) {
@@ -117,8 +102,10 @@ bool hasTrueSize(int descriptor, struct ::stat& status) {
 bool isAcceptable(int descriptor, int flags, struct ::stat& status) {
   if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
   const bool userHasItAlone = status.st_uid == ::geteuid() && status.st_nlink == 1;
-  if ((flags & O_NOFOLLOW) != 0 && !userHasItAlone && posix::notedTemporaryFile(status).inode == 0)
-    return false;
+  // A thread that has just created a temporary file opens that one and no other.
+  const bool isTemporary = posix::notedTemporaryFile(status).inode != 0;
+  const bool mayBeOther = userHasItAlone && !posix::hasNotedTemporaryFile();
+  if ((flags & O_NOFOLLOW) != 0 && !isTemporary && !mayBeOther) return false;
   return (flags & O_ACCMODE) == O_WRONLY || hasTrueSize(descriptor, status);
 }
 
@@ -228,7 +215,6 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
   *written = 0;
   auto* file = posix::objectOf<File>(handle);
   if (file == nullptr) return FALSE;
-  file->setWritten();
   const char* bytes = static_cast<const char*>(buffer);
   // Calls write() even for 0 bytes, because it then fails if the file is not open for writing.
   do {
@@ -239,6 +225,17 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD size, DWORD* written,
       return fail(errno == EIO ? ERROR_WRITE_FAULT : win32Code(errno));
     }
   } while (*written < size);
+  return TRUE;
+}
+
+BOOL FlushFileBuffers(HANDLE handle) noexcept {
+  const auto* file = posix::objectOf<File>(handle);
+  if (file == nullptr) return FALSE;
+  while (::fdatasync(file->descriptor()) != 0) {
+    if (errno == EIO) return fail(ERROR_WRITE_FAULT);
+    if (errno == ENOSPC || errno == EDQUOT) return fail(ERROR_DISK_FULL);
+    if (errno != EINTR) break;  // The file system or a sandbox does not support the call.
+  }
   return TRUE;
 }
 
@@ -291,22 +288,25 @@ UINT GetTempFileNameA(const char* directory, const char* prefix, UINT unique, ch
 BOOL MoveFileA(const char* from, const char* to) noexcept {
   posix::finishTemporaryFile(from, to);
   const int error = moveWithoutReplacing(from, to);
-  if (error == 0) return TRUE;
+  if (error == 0) {
+    posix::forgetDeletedFile(to);
+    return TRUE;
+  }
   struct ::stat status;
   const bool sourceExists = ::lstat(from, &status) == 0;
   return fail(pathCode(error, sourceExists ? to : from));
 }
 
 BOOL DeleteFileA(const char* name) noexcept {
-  posix::forgetDeletedFile();
   struct ::stat entry, file;
   if (::lstat(name, &entry) != 0) return fail(pathCode(errno, name));
   const int statError = ::stat(name, &file) == 0 ? 0 : errno;
   // A link to a file that does not exist may be deleted, because no data is lost with it.
   const bool dangling = statError == ENOENT;
   if (!dangling && (statError != 0 || !S_ISREG(file.st_mode))) return fail(ERROR_ACCESS_DENIED);
+  const bool hasAccessList = !dangling && posix::hasAccessList(name);
   if (::unlink(name) != 0) return fail(pathCode(errno, name));
-  if (!dangling) posix::noteDeletedFile(name, entry, file);
+  if (!dangling) posix::noteDeletedFile(name, entry, file, hasAccessList);
   return TRUE;
 }
 

@@ -1,10 +1,14 @@
 #include "platform/posix/replacement.h"
 
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <functional>
+#include <mutex>
 #include <string_view>
+#include <sys/xattr.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/posix/descriptor.h"
 
@@ -21,19 +25,51 @@ struct DeletedFile {
   mode_t mode = 0;
   gid_t group = 0;
   bool isUsersOwn = false;
+  bool hasAccessList = false;
   bool isNoted = false;
 };
 
-struct Notes {
-  TemporaryFile temporary;
-  DeletedFile deleted;
+/// The files that the process deleted last and has not replaced. They are the whole process's,
+/// because of several threads that replace one file, the one that deletes it need not be the one that
+/// moves its own file there. If there are too many, the oldest note is lost.
+class DeletedFiles {
+ public:
+  void note(const DeletedFile& file) noexcept {
+    const std::lock_guard guard(lock_);
+    DeletedFile* const same = find(file.nameHash);
+    (same != nullptr ? *same : files_[next_++ % files_.size()]) = file;
+  }
+  void forget(std::size_t nameHash) noexcept {
+    const std::lock_guard guard(lock_);
+    if (DeletedFile* const found = find(nameHash)) *found = {};
+  }
+  /// Returns the note of the name, or one with isNoted unset.
+  DeletedFile of(std::size_t nameHash) noexcept {
+    const std::lock_guard guard(lock_);
+    const DeletedFile* const found = find(nameHash);
+    return found != nullptr ? *found : DeletedFile{};
+  }
+
+ private:
+  DeletedFile* find(std::size_t nameHash) noexcept {
+    for (DeletedFile& file : files_)
+      if (file.isNoted && file.nameHash == nameHash) return &file;
+    return nullptr;
+  }
+
+  std::mutex lock_;
+  std::array<DeletedFile, 64> files_{};
+  std::size_t next_ = 0;
 };
-// Hashes instead of names keep it small: it takes room from the stack of every thread.
-constinit thread_local Notes notes;
+constinit DeletedFiles deletedFiles;
+
+constinit thread_local TemporaryFile noted;
 
 std::size_t hashOf(const char* name) {
   return std::hash<std::string_view>{}(name);
 }
+
+constexpr char kAccessList[] = "system.posix_acl_access";
 
 /// Gives the temporary file that replaces `old` the group of `old`, if possible. Returns the mode
 /// that it must get.
@@ -43,9 +79,12 @@ mode_t modeOfReplacement(int descriptor, const struct ::stat& temporary, mode_t 
   const bool sameGroup =
       temporary.st_gid == old.group ||
       (old.isUsersOwn && ::fchown(descriptor, static_cast<uid_t>(-1), old.group) == 0);
-  if (sameGroup) return mode;
-  // Another group may do no more than all users may. Its bits are 3 places above those of all
-  // users.
+  // With an access control list, the group's bits are those of every user in the list.
+  const bool hasAccessList =
+      old.hasAccessList || ::fgetxattr(descriptor, kAccessList, nullptr, 0) > 0;
+  if (sameGroup && !hasAccessList) return mode;
+  // Others than the old file's group may do no more than all users may. Their bits are 3 places
+  // above those of all users.
   const mode_t othersAsGroup = (mode & S_IRWXO) << 3;
   return (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & othersAsGroup);
 }
@@ -73,49 +112,58 @@ bool createTemporaryFile(const char* path) noexcept {
   if (descriptor < 0) return false;
   const bool known = ::fstat(descriptor, &status) == 0;
   ::close(descriptor);
-  ::unlink(path);
+  // In a directory that allows no deletion, each further attempt would leave one more file.
+  if (::unlink(path) != 0 && errno != ENOENT) return false;
   const mode_t usualMode = known ? status.st_mode & kPermissions : kUserOnly;
 
   descriptor = createExclusively(path, kUserOnly);
   if (descriptor < 0) return false;
   ::fchmod(descriptor, kUserOnly);  // The umask may have removed the user's own permissions.
-  notes.temporary = {};
+  noted = {};
   if (::fstat(descriptor, &status) == 0)
-    notes.temporary = {status.st_dev, status.st_ino, status.st_uid, usualMode};
+    noted = {status.st_dev, status.st_ino, status.st_uid, usualMode};
   ::close(descriptor);
   return true;
 }
 
 TemporaryFile notedTemporaryFile(const struct ::stat& status) noexcept {
-  return notes.temporary.is(status) ? notes.temporary : TemporaryFile{};
+  return noted.is(status) ? noted : TemporaryFile{};
 }
 
 void noteTemporaryFile(const TemporaryFile& file) noexcept {
-  notes.temporary = file;
+  noted = file;
 }
 
-void noteDeletedFile(const char* name, const struct ::stat& entry,
-                     const struct ::stat& file) noexcept {
+bool hasNotedTemporaryFile() noexcept {
+  return noted.inode != 0;
+}
+
+bool hasAccessList(const char* name) noexcept {
+  return ::getxattr(name, kAccessList, nullptr, 0) > 0;
+}
+
+void noteDeletedFile(const char* name, const struct ::stat& entry, const struct ::stat& file,
+                     bool hasAccessList) noexcept {
   const uid_t user = ::geteuid();
   const bool isUsersOwn = entry.st_uid == user && file.st_uid == user;
-  notes.deleted = {hashOf(name), file.st_mode & kPermissions, file.st_gid, isUsersOwn, true};
+  deletedFiles.note({hashOf(name), file.st_mode & kPermissions, file.st_gid, isUsersOwn,
+                     hasAccessList, true});
 }
 
-void forgetDeletedFile() noexcept {
-  notes.deleted = {};
+void forgetDeletedFile(const char* name) noexcept {
+  deletedFiles.forget(hashOf(name));
 }
 
 void finishTemporaryFile(const char* from, const char* to) noexcept {
-  const auto [temporary, deleted] = notes;
-  notes = {};
+  const TemporaryFile temporary = std::exchange(noted, {});
   if (temporary.inode == 0) return;
   const int descriptor =
       aboveStandardStreams(::open(from, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (descriptor < 0) return;
   struct ::stat status;
   if (::fstat(descriptor, &status) == 0 && temporary.is(status)) {
-    const bool replaces = deleted.isNoted && deleted.nameHash == hashOf(to);
-    ::fchmod(descriptor, replaces
+    const DeletedFile deleted = deletedFiles.of(hashOf(to));
+    ::fchmod(descriptor, deleted.isNoted
                              ? modeOfReplacement(descriptor, status, temporary.usualMode, deleted)
                              : temporary.usualMode);
   }

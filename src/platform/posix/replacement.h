@@ -3,7 +3,8 @@
 // The library replaces a file by a sequence of calls: GetTempFileNameA, CreateFileA, WriteFile,
 // CloseHandle, DeleteFileA for the old file, MoveFileA. The new file is readable and writable by
 // the user alone until MoveFileA gives it its final mode. No call of the sequence knows both files,
-// so the calling thread keeps notes from one call to the next.
+// so the calling thread notes its temporary file, and the process notes the deleted files, from one
+// call to the next.
 //
 // A temporary file is recognized by its device and inode, never by its name: where other users can
 // write to the directory, they can exchange the file that has the name.
@@ -45,21 +46,29 @@ TemporaryFile notedTemporaryFile(const struct ::stat& status) noexcept;
 /// Notes a temporary file that the calling thread has closed and may move now.
 void noteTemporaryFile(const TemporaryFile& file) noexcept;
 
-/// Notes that the calling thread has deleted `name`. `entry` is the status of the directory entry,
-/// and `file` that of the file. They differ if the entry was a symbolic link to the file.
-void noteDeletedFile(const char* name, const struct ::stat& entry,
-                     const struct ::stat& file) noexcept;
+/// Returns true if the calling thread has noted a temporary file that it has not moved.
+bool hasNotedTemporaryFile() noexcept;
 
-/// Forgets the file that the calling thread deleted last.
-void forgetDeletedFile() noexcept;
+/// Returns true if the file has an access control list in addition to its permission bits.
+bool hasAccessList(const char* name) noexcept;
 
-/// Gives `from` its final mode if it is the calling thread's temporary file, and forgets what was
-/// noted. The mode is the usual one or, if the thread deleted the file `to` last, that file's
+/// Notes for the whole process that `name` was deleted. `entry` is the status of the directory entry,
+/// and `file` and `hasAccessList` describe the file. They differ if the entry was a symbolic link to
+/// the file.
+void noteDeletedFile(const char* name, const struct ::stat& entry, const struct ::stat& file,
+                     bool hasAccessList) noexcept;
+
+/// Forgets that `name` was deleted, because a file was moved there.
+void forgetDeletedFile(const char* name) noexcept;
+
+/// Gives `from` its final mode if it is the calling thread's temporary file, and forgets the
+/// temporary file. The mode is the usual one or, if the process deleted the file `to`, that file's
 /// permission bits, without the set-user-ID, set-group-ID and sticky bits. It never allows more
 /// than the old file did:
 /// - An old file of another user can only take permissions away from the usual mode.
-/// - The new file gets the old file's group, if both belong to the user. If it has another group,
-///   that group is allowed no more than all users were.
+/// - The new file gets the old file's group, if both belong to the user. If it has another group, or
+///   if either file has an access control list, the group and the users of the list are allowed no
+///   more than all users were.
 ///
 /// A mode that cannot be set stays 0600.
 void finishTemporaryFile(const char* from, const char* to) noexcept;
