@@ -301,13 +301,33 @@ TEST(NamedObjects, LeaveADescriptorAloneThatIsNoLongerTheirs) {
 }
 
 TEST(NamedObjects, AreReplacedWhereKilledProcessesLeftThem) {
-  const auto leave = [] { return outcomeOf(CreateSemaphoreA(nullptr, 1, 1, "Orla.Test.Left")); };
   // The file stays in use by a process that has another object open.
-  EXPECT_EQ(besideAProcess(nothing,
-                           [&] {
-                             for (int i = 0; i < 3; ++i) EXPECT_EQ(inChild(leave), kFresh);
-                             return 0;
-                           }),
+  const auto leaveMany = [] {
+    for (int i = 0; i < 400; ++i) {
+      const std::string name = "Orla.Test.Left" + std::to_string(i / 2);
+      const auto leave = [&] { return outcomeOf(CreateSemaphoreA(nullptr, 1, 1, name.c_str())); };
+      EXPECT_EQ(inChild(leave), kFresh) << i;
+    }
+    return 0;
+  };
+  EXPECT_EQ(besideAProcess(nothing, leaveMany), 0);
+}
+
+// A daemon forks after it has loaded the library, and its first process ends.
+TEST(NamedObjects, StayOpenInAForkedChildWhenItsParentClosesThem) {
+  EXPECT_EQ(checkInChild([] {
+              const HANDLE object = makeNamed();
+              ASSERT_NE(object, nullptr);
+              const pid_t daemon = ::fork();
+              if (daemon == 0) {
+                ::alarm(60);
+                for (;;) ::pause();
+              }
+              EXPECT_TRUE(CloseHandle(object));
+              EXPECT_EQ(inChild(create), kShared);
+              ::kill(daemon, SIGKILL);
+              ::waitpid(daemon, nullptr, 0);
+            }),
             0);
 }
 
