@@ -8,6 +8,7 @@ import re
 import select
 import signal
 import subprocess
+import sys
 import threading
 from pathlib import Path
 
