@@ -86,16 +86,6 @@ class OrlaTest(ProgramTestCase):
                     messages.seek(0)
                     self.assertIn("orla: the result cannot be written", messages.read())
 
-    def test_table_that_cannot_be_locked(self):
-        unlockable = os.environ["ORLA_UNLOCKABLE"]
-        before = ((unlockable,) if ARGUMENTS.emulator else
-                  ("env", f"LD_LIBRARY_PATH={os.path.dirname(unlockable)}"))
-        for repeat in (), ("--repeat", "2"):
-            code, object = self.json("version", "http://127.0.0.1:0/", *repeat, before=before)
-            self.assertEqual((code, object["ok"], object["status"]), (1, False, 1))
-            self.assertIn("cannot lock its table", object["message"])
-            self.assertIn("docs/processes.md", object["advice"])
-
     def json(self, *arguments, **how):
         """Returns the exit code and the JSON object, which must be the only line of output."""
         code, output, _ = self.run_client(*arguments, "--json", **how)
@@ -186,6 +176,20 @@ class OrlaTest(ProgramTestCase):
             self.assertTrue(server.asked.wait(WAIT))
             process.send_signal(signal.SIGINT)
             self.assertIn(process.wait(WAIT), ended)
+
+
+class TableTest(ProgramTestCase):
+    def test_table_that_cannot_be_locked(self):
+        unlockable = os.environ["ORLA_UNLOCKABLE"]
+        before = ((unlockable,) if ARGUMENTS.emulator else
+                  ("env", f"LD_LIBRARY_PATH={os.path.dirname(unlockable)}"))
+        for repeat in (), ("--repeat", "2"):
+            code, output, _ = self.run_client("version", "http://127.0.0.1:0/", *repeat, "--json",
+                                              before=before)
+            object = json.loads(output)
+            self.assertEqual((code, object["ok"], object["status"]), (1, False, 1))
+            self.assertIn("cannot lock its table", object["message"])
+            self.assertIn("docs/processes.md", object["advice"])
 
 
 class StreamsTest(ProgramTestCase):

@@ -146,8 +146,8 @@ void noteDeletedFile(const char* name, const struct ::stat& entry, const struct 
                      bool hasAccessList) noexcept {
   const uid_t user = ::geteuid();
   const bool isUsersOwn = entry.st_uid == user && file.st_uid == user;
-  deletedFiles.note({hashOf(name), file.st_mode & kPermissions, file.st_gid, isUsersOwn,
-                     hasAccessList, true});
+  deletedFiles.note(
+      {hashOf(name), file.st_mode & kPermissions, file.st_gid, isUsersOwn, hasAccessList, true});
 }
 
 void forgetDeletedFile(const char* name) noexcept {
