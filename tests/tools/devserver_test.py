@@ -314,8 +314,9 @@ class DevServerTest(ProgramTestCase):
                     with self.subTest(host):
                         requests = recorded(server, before + 3)["requests"][before:]
                         # The browser sends its requests in any order.
-                        self.assertEqual(sorted(entry["status"] for entry in requests), sorted(expected))
-                        self.assertEqual(sorted(entry["method"] for entry in requests), sorted(["POST", "GET", "POST"]))
+                        self.assertCountEqual([entry["status"] for entry in requests], expected)
+                        self.assertCountEqual([entry["method"] for entry in requests],
+                                              ["POST", "GET", "POST"])
                 browser.order("Page.navigate", url=f"http://rebound.example:{server.port}/package")
                 browser.until("the Host header")
         self.assertEqual(os.listdir(self.stored), ["package"])
